@@ -1,0 +1,57 @@
+// What can go wrong at the seam, and the system's words for it.
+//
+// Doors report an expected failure (a file that is not there) by their result and set the calling
+// thread's last error; they throw an Error when a step fails in the middle of its work. Lack of
+// memory is std::bad_alloc, as everywhere.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+
+#include "platform/text.h"
+
+namespace zv {
+
+enum class ErrorKind { kFile, kInternet, kOther };
+
+class Error : public std::exception {
+ public:
+  // code: the system's (Windows numbers on Windows, WinINet numbers 12xxx for the internet on both
+  // systems, errno otherwise on Linux). text: the system's text for it, without a line end.
+  Error(ErrorKind kind, uint32_t code, Text text);
+
+  ErrorKind kind() const { return kind_; }
+  uint32_t code() const { return code_; }
+  const Text& text() const { return text_; }
+  const char* what() const noexcept override { return what_.c_str(); }
+
+ private:
+  ErrorKind kind_;
+  uint32_t code_;
+  Text text_;
+  std::string what_;
+};
+
+// The calling thread's last error code. On Linux it is kept by the doors, not taken from errno.
+uint32_t LastError();
+void SetLastError(uint32_t code);
+
+// Codes that the logic above compares or sets, in the system's own numbers.
+extern const uint32_t kErrorFileNotFound;
+extern const uint32_t kErrorAlreadyExists;
+extern const uint32_t kErrorDiskFull;
+
+// The system's text for an error code, without a line end; empty when the system has none.
+Text SystemErrorText(uint32_t code);
+
+// Resource text 2000: what is said when the system has no text.
+inline constexpr TextView kUnknownErrorText = u"An unknown error has occurred.";
+
+// Text of the calling thread's last error; kUnknownErrorText when the system has none.
+Text GetLastErrorText();
+
+// Throws an Error of the kind with the calling thread's last error and its text.
+[[noreturn]] void ThrowLastError(ErrorKind kind);
+
+}  // namespace zv

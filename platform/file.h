@@ -1,0 +1,95 @@
+// Files by Windows path. On Linux a path such as C:\Apps\Host\x maps its drive letter to the folder
+// <home>/drives/C (home: platform/home.h), backslashes separate, and a look-up of each element that
+// fails exactly is tried again case-blind, since the product's names are case-blind. A path without a
+// drive letter that begins with a backslash is at the root of drive C; a relative one is below the
+// root of drive C, too. On both systems files are opened binary and share everything with others.
+//
+// Thread rule: a File belongs to one thread at a time; the free functions may be called from any.
+// Failure: results as said, with LastError() set; a read or write that breaks off throws Error(kFile).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/text.h"
+
+namespace zv {
+
+enum class Access { kRead, kWrite, kReadWrite };
+
+enum class Disposition {
+  kOpenExisting,  // fails when missing, keeps contents
+  kOpenAlways,    // creates when missing, keeps contents
+  kCreateAlways,  // creates when missing, empties otherwise
+};
+
+class File {
+ public:
+  File() = default;
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+  ~File();
+
+  // A file that is_open(), or one that is not, with LastError() set.
+  static File Open(TextView path, Access access, Disposition disposition);
+
+  bool is_open() const;
+  explicit operator bool() const { return is_open(); }
+
+  // Bytes read; fewer than asked only at the end of the file.
+  size_t Read(void* buffer, size_t size);
+  // Everything from the current position to the end.
+  std::string ReadAll();
+  void Write(const void* data, size_t size);
+  void Write(std::string_view bytes) { Write(bytes.data(), bytes.size()); }
+  // Appends in one atomic step: no other writer's bytes, of any thread or process that also appends
+  // this way, come between or are overwritten. The position afterwards is the new end.
+  // Needs kWrite or kReadWrite.
+  void Append(std::string_view bytes);
+
+  // Byte position from the start; a negative one throws.
+  void Seek(int64_t position);
+  int64_t SeekToEnd();
+  int64_t Size() const;
+  void SetSize(int64_t size);
+  void Flush();
+  void Close();
+
+ private:
+  explicit File(intptr_t handle) : handle_(handle) {}
+  intptr_t handle_ = -1;
+};
+
+struct FileInfo {
+  Text name;  // leaf name as it stands on the disk
+  bool is_folder = false;
+  int64_t size = 0;  // bytes
+  FileTime last_write;
+};
+
+// What stands under the path; nullopt (and LastError()) when nothing does.
+std::optional<FileInfo> FindPath(TextView path);
+bool FileExists(TextView path);  // a file or a folder
+// All files and folders directly in a folder, "." and ".." left out, in no order. A missing folder
+// gives none.
+std::vector<FileInfo> ListFolder(TextView folder);
+
+// A plain move fails when the target exists, on every system; MoveOver replaces a file.
+bool MoveToNew(TextView from, TextView to);
+bool MoveOver(TextView from, TextView to);
+// Copies contents, replacing an existing file.
+bool CopyOver(TextView from, TextView to);
+bool RemoveFile(TextView path);
+// Makes a folder with every missing parent; true when it stands afterwards.
+bool MakeFolders(TextView folder);
+
+// Bytes free for this user on the disk that holds the path's folder; nullopt when it cannot be told.
+std::optional<uint64_t> FreeSpace(TextView path);
+
+}  // namespace zv
