@@ -1,0 +1,50 @@
+// The settings: text values under the product's key in the current user's registry. Any thread; no
+// state between calls; nothing throws.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "platform/text.h"
+
+namespace zv {
+
+inline constexpr TextView kProductKey = u"Software\\Orve-Lan\\Cirrux";
+inline constexpr TextView kConnectionParameters = u"\\Connection Parameters";
+inline constexpr TextView kSettingsKey = u"\\Settings";
+inline constexpr TextView kApplicationKey = u"\\Application";
+
+inline constexpr size_t kSettingBufferBytes = 1020;
+
+// Reads a text value of the product key + sub_key (a key path is cut at 254 units). True when it
+// exists, is of a text type and fits 1020 bytes with its terminator; otherwise false, value unchanged.
+bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value);
+// The same; an empty text when it cannot be read.
+Text ReadSetting(TextView sub_key, TextView value_name);
+// The same with another buffer size in bytes, from any key below the current user.
+bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_bytes, Text* value);
+
+// Writes a text value, making the key when it is missing.
+bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value);
+
+// The "Account_Type" value; empty for an ordinary account.
+Text ReadAccountType();
+inline constexpr TextView kSyncAccount = u"ZVSYNC";
+
+// Used bytes of "OLdUsedQuota"; nullopt when the value is missing or invalid.
+std::optional<int64_t> ReadStoredUsedQuota();
+// The "Quota" value in bytes by the per-user look-up; 0 when missing.
+int64_t ReadAccountQuota();
+
+// One row for each value that the product reads: what `zvdrive` and the documentation show.
+struct SettingInfo {
+  TextView sub_key;
+  TextView name;  // "<user>" and "<CurrentUser>" stand for names made from other values
+  TextView unit;  // "text", "flag", "bytes", "port", "secret"
+  TextView fallback;
+  TextView help;
+};
+std::span<const SettingInfo> AllSettings();
+
+}  // namespace zv
