@@ -1,0 +1,46 @@
+// The upload client: PUT in chunks, resumed after a broken connection, verified at the end.
+#pragma once
+
+#include <cstdint>
+
+#include "webdav/webdav.h"
+
+namespace zv {
+
+inline constexpr uint32_t kUploadChunkSize = 51200;  // bytes
+
+// One object serves one transfer at a time. Nothing throws.
+class CBackupDAV : public CWebDAV {
+ public:
+  CBackupDAV();
+  ~CBackupDAV() override;
+
+  void PrepareConnectionHandle() override;
+  // True when the PUT was opened and its headers were sent; the body and the end are the caller's.
+  bool MakeBackupCall(TextView url, uint32_t content_length);
+  // The offset up to which the file was sent and accepted; 0: nothing to resume from. retry_count: 1 after
+  // a chunk that went through, 0 to stop all retrying.
+  uint32_t CacheUploadFile(TextView local_path, TextView resource_path, int16_t& retry_count,
+                           uint32_t start_offset);
+  // Sends a local file whole, with resumption, retries and verification. True also after a cancel, a 409 or
+  // a second failed verification; see last_transfer_stored().
+  bool LocalFileTransfer(TextView local_path, TextView resource_path);
+  // Whether the last LocalFileTransfer ended with the server's copy verified, and if not, why.
+  bool last_transfer_stored() const { return last_transfer_stored_; }
+
+  // The two halves of a single-request upload, for zero-length files.
+  bool InitiateUpload(TransferRequest& request);
+  bool EndUpload(const TransferRequest& request);
+
+  // True when the server's length equals local_size; stores the server's time beside the content file.
+  bool VerifyBkpFile(TextView resource_path, int64_t local_size);
+  // Host of the script server; empty when none is configured.
+  Text GetScriptServer();
+  // Bytes; 0 on any failure.
+  uint64_t GetFolderSizeInByte(TextView folder_path);
+
+ private:
+  bool last_transfer_stored_ = false;
+};
+
+}  // namespace zv
