@@ -27,6 +27,7 @@ class CBackupDAV : public CWebDAV {
   bool LocalFileTransfer(TextView local_path, TextView resource_path);
   // Whether the last LocalFileTransfer ended with the server's copy verified, and if not, why.
   bool last_transfer_stored() const { return last_transfer_stored_; }
+  const Text& last_transfer_failure() const { return last_transfer_failure_; }
 
   // The two halves of a single-request upload, for zero-length files.
   bool InitiateUpload(TransferRequest& request);
@@ -41,6 +42,7 @@ class CBackupDAV : public CWebDAV {
 
  private:
   bool last_transfer_stored_ = false;
+  Text last_transfer_failure_;
 };
 
 }  // namespace zv

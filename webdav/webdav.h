@@ -98,7 +98,18 @@ class CWebDAV {
   const ConnectionSettings& settings() const { return settings_; }
 
  protected:
-  // Shared with the upload client.
+  // --- building blocks that the upload client shares; each may throw
+  // Discards connection and session and opens both anew, under this agent name.
+  void OpenConnection(TextView agent);
+  // "Basic" credentials: base64 (RFC 4648) of user:password in the 8-bit form.
+  Text BasicCredentials() const;
+  // HTTPS to the server itself, not through the compression relay.
+  bool IsDirectSecure() const { return settings_.use_ssl && !settings_.use_compression; }
+  // Proxy user and password on the open request, where they apply.
+  void SetProxyCredentials();
+  // Connect, send and receive time-outs of the open request.
+  void SetTimeouts(uint32_t milliseconds);
+
   ConnectionSettings settings_;
   Text account_root_;  // "/users/" + user + "/Files"
   Semaphore request_lock_{1, 1};
