@@ -18,12 +18,12 @@ class CBackupDAV : public CWebDAV {
   void PrepareConnectionHandle() override;
   // True when the PUT was opened and its headers were sent; the body and the end are the caller's.
   bool MakeBackupCall(TextView url, uint32_t content_length);
-  // The offset up to which the file was sent and accepted; 0: nothing to resume from. retry_count: 1 after
-  // a chunk that went through, 0 to stop all retrying.
+  // The offset up to which the file was sent and accepted; 0: nothing to resume from. retry_count:
+  // 1 after a chunk that went through, 0 to stop all retrying.
   uint32_t CacheUploadFile(TextView local_path, TextView resource_path, int16_t& retry_count,
                            uint32_t start_offset);
-  // Sends a local file whole, with resumption, retries and verification. True also after a cancel, a 409 or
-  // a second failed verification; see last_transfer_stored().
+  // Sends a local file whole, with resumption, retries and verification. True also after a cancel,
+  // a 409 or a second failed verification; see last_transfer_stored().
   bool LocalFileTransfer(TextView local_path, TextView resource_path);
   // Whether the last LocalFileTransfer ended with the server's copy verified, and if not, why.
   bool last_transfer_stored() const { return last_transfer_stored_; }
@@ -33,7 +33,8 @@ class CBackupDAV : public CWebDAV {
   bool InitiateUpload(TransferRequest& request);
   bool EndUpload(const TransferRequest& request);
 
-  // True when the server's length equals local_size; stores the server's time beside the content file.
+  // True when the server's length equals local_size; stores the server's time beside the content
+  // file.
   bool VerifyBkpFile(TextView resource_path, int64_t local_size);
   // Host of the script server; empty when none is configured.
   Text GetScriptServer();
@@ -41,6 +42,24 @@ class CBackupDAV : public CWebDAV {
   uint64_t GetFolderSizeInByte(TextView folder_path);
 
  private:
+  struct Attempt;
+
+  // One attempt's steps, in order; see CacheUploadFile.
+  bool PublishUpload(const Attempt& attempt);
+  uint32_t CancelAttempt(const Attempt& attempt, int16_t& retry_count);
+  void PrepareRange(Attempt& attempt, int16_t retry_count);
+  bool SendBody(Attempt& attempt, int16_t& retry_count);
+  uint32_t FinishAttempt(const Attempt& attempt, int16_t& retry_count);
+  uint32_t RunAttempt(Attempt& attempt, int16_t& retry_count);
+  void ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count, const Failure& failure);
+  // The reply's status after the body was sent; false when ending the request failed.
+  bool EndRequest();
+  // What LocalFileTransfer makes of an attempt: true when nothing is left to do.
+  bool JudgeAttempt(TextView resource_path, int64_t size, uint32_t& offset, int16_t& retry_count,
+                    bool& verify_failed_once);
+
+  int64_t upload_start_ = 0;  // seconds since 1970, of the upload's first attempt
+  float percent_ = 0;
   bool last_transfer_stored_ = false;
   Text last_transfer_failure_;
 };

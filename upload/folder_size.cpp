@@ -1,0 +1,87 @@
+// The size of a folder, asked of the account's script server.
+#include <charconv>
+#include <cmath>
+#include <string>
+
+#include "config/settings.h"
+#include "upload/backup_dav.h"
+
+namespace zv {
+namespace {
+
+constexpr TextView kAgent = u"Cirrux Mail";
+constexpr uint16_t kSecurePort = 443;
+constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
+constexpr size_t kLargestAnswer = 512;  // bytes
+constexpr size_t kServerBufferBytes = 1040;
+
+// A decimal number of kilobytes, as bytes; what is no number gives 0.
+uint64_t BytesFromKilobyteText(const std::string& text) {
+  const size_t first = text.find_first_not_of(" \t\r\n+");
+  if (first == std::string::npos) return 0;
+  double kilobytes = 0;
+  std::from_chars(text.data() + first, text.data() + text.size(), kilobytes);
+  const double bytes = kilobytes * 1024.0;
+  if (!(bytes > 0) || bytes >= 18446744073709551616.0) return 0;
+  return static_cast<uint64_t>(bytes);
+}
+
+std::string ReadAnswer(HttpRequest& request) {
+  std::string answer(kLargestAnswer, '\0');
+  size_t length = 0;
+  while (length < answer.size()) {
+    const size_t count = request.Read(answer.data() + length, answer.size() - length);
+    if (count == 0) break;
+    length += count;
+  }
+  answer.resize(length);
+  return answer;
+}
+
+}  // namespace
+
+Text CBackupDAV::GetScriptServer() {
+  return Guarded(
+      Text(),
+      [&] {
+        Text value;
+        ReadRegistryText(Text(kProductKey) + Text(kConnectionParameters), settings_.user_name,
+                         kServerBufferBytes, &value);
+        const size_t end = value.find(u';');
+        return end == Text::npos ? Text() : value.substr(0, end);
+      },
+      [&](const Failure& failure) {
+        debug_log_.WriteTrace(u"Exception in GetScriptServer, Reason: %s", failure.text);
+      });
+}
+
+uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
+  return Guarded(
+      uint64_t{0},
+      [&]() -> uint64_t {
+        const Text object =
+            Format(u"cgi-bin/compute_size_long.cgi?user=%s&pass=%s&path=%s%%2F",
+                   settings_.user_name, settings_.password, EncodeUrlPath(folder_path));
+        InternetSession session(
+            kAgent, settings_.use_proxy ? AccessType::kNamedProxy : AccessType::kDirect,
+            settings_.use_proxy ? Format(u"%s:%d", settings_.proxy_host, settings_.proxy_port)
+                                : Text());
+        HttpConnection connection(session, GetScriptServer(), kSecurePort, {}, {});
+        HttpRequest request(connection, u"GET", object, u"HTTP/1.0",
+                            kFlagReload | kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate);
+        if (settings_.use_proxy) {
+          request.SetOption(kOptionProxyUser, settings_.proxy_user, settings_.proxy_user.size());
+          request.SetOption(kOptionProxyPassword, settings_.proxy_password,
+                            settings_.proxy_password.size());
+        }
+        request.SetOption(kOptionSecurityFlags,
+                          request.QueryOption(kOptionSecurityFlags) | kIgnoreCertificateFlags);
+        if (!request.Send({}, {}) || request.StatusCode() != 200) return 0;
+        return BytesFromKilobyteText(ReadAnswer(request));
+      },
+      [&](const Failure& failure) {
+        debug_log_.WriteTrace(u"Exception in GetFolderSizeInByte, Reason: %s", failure.text);
+      });
+}
+
+}  // namespace zv

@@ -1,0 +1,161 @@
+// One attempt to send a file, from its start or from where an earlier attempt broke off.
+#include <algorithm>
+#include <vector>
+
+#include "platform/file.h"
+#include "upload/backup_dav.h"
+#include "worker/progress.h"
+
+namespace zv {
+
+// Sizes and offsets are 32 bits wide here: larger files are refused before they come this far.
+struct CBackupDAV::Attempt {
+  TextView resource_path;
+  File file;
+  uint32_t size = 0;       // of the file, bytes
+  uint32_t start = 0;      // sent so far, bytes
+  uint32_t remaining = 0;  // length of this attempt's body
+};
+
+uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path,
+                                     int16_t& retry_count, uint32_t start_offset) {
+  Attempt attempt{.resource_path = resource_path,
+                  .file = File::Open(local_path, Access::kRead, Disposition::kOpenExisting)};
+  if (!attempt.file) {
+    last_transfer_failure_ = GetLastErrorText();
+    user_log_.WriteLog(LogLevel::kError, u"Unable to open cache upload file %s. Reason: %s",
+                       local_path, last_transfer_failure_);
+    debug_log_.WriteTrace(u"Unable to open cache upload file %s. \t\t\t\tReason: %s", local_path,
+                          last_transfer_failure_);
+    retry_count = 0;
+    return 0;
+  }
+  attempt.start = start_offset;
+  try {
+    return RunAttempt(attempt, retry_count);
+  } catch (...) {
+    ReportBrokenAttempt(attempt, retry_count, CurrentFailure());
+    ClearRequest();
+    return attempt.start;
+  }
+}
+
+uint32_t CBackupDAV::RunAttempt(Attempt& attempt, int16_t& retry_count) {
+  attempt.size = static_cast<uint32_t>(attempt.file.Size());
+  attempt.remaining = attempt.size - attempt.start;
+  if (attempt.start == 0) {
+    percent_ = 0;
+    upload_start_ = UnixTime();
+  }
+  if (PublishUpload(attempt)) {
+    debug_log_.WriteTrace(u"Upload of file %s canceled by the user.", attempt.resource_path);
+    return CancelAttempt(attempt, retry_count);
+  }
+  ResetRequest();
+  SetRequestFlags(kFlagNoCacheWrite, false);
+  PrepareRange(attempt, retry_count);
+  if (!MakeBackupCall(account_root_ + Text(attempt.resource_path), attempt.remaining)) {
+    last_transfer_failure_ = GetErrorMessage();
+    user_log_.WriteLog(LogLevel::kInformation,
+                       u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
+                       attempt.resource_path, retry_count, static_cast<int>(percent_),
+                       last_transfer_failure_);
+    ClearRequest();
+    return attempt.start;
+  }
+  if (!SendBody(attempt, retry_count)) return CancelAttempt(attempt, retry_count);
+  return FinishAttempt(attempt, retry_count);
+}
+
+bool CBackupDAV::PublishUpload(const Attempt& attempt) {
+  return SetProgressDetails(TransferKind::kUpload, attempt.resource_path, attempt.size,
+                            attempt.start, upload_start_);
+}
+
+uint32_t CBackupDAV::CancelAttempt(const Attempt& attempt, int16_t& retry_count) {
+  last_transfer_failure_ = u"canceled";
+  user_log_.WriteLog(LogLevel::kInformation,
+                     u"%s could not be completely uploaded as the operation was manually canceled.",
+                     attempt.resource_path);
+  ClearRequest();
+  retry_count = 0;
+  return 0;
+}
+
+// A resumed attempt sends the last byte once more, so that the server sees an overlapping range.
+void CBackupDAV::PrepareRange(Attempt& attempt, int16_t retry_count) {
+  if (retry_count < 2 || attempt.start == 0) return;
+  --attempt.start;
+  ++attempt.remaining;
+  AddRequestHeaders(
+      Format(u"Content-Range: bytes %ld-%ld/%ld", attempt.start, attempt.size - 1, attempt.size),
+      false);
+  AddRequestHeaders(Format(u"Content-Length: %ld", attempt.remaining), true);
+}
+
+// False when the user canceled.
+bool CBackupDAV::SendBody(Attempt& attempt, int16_t& retry_count) {
+  const uint32_t chunk =
+      attempt.size > kUploadChunkSize ? kUploadChunkSize : attempt.size - attempt.start;
+  std::vector<std::byte> buffer(chunk);
+  attempt.file.Seek(attempt.start);
+  while (attempt.start < attempt.size) {
+    const uint32_t count = std::min(chunk, attempt.size - attempt.start);
+    if (attempt.file.Read(buffer.data(), count) != count) ThrowLastError(ErrorKind::kFile);
+    request_->Write(buffer.data(), count);
+    attempt.start += count;
+    // The product wraps above 42.9 million bytes: the figure is a 32-bit one by definition.
+    percent_ = static_cast<float>(attempt.start * 100U / attempt.size);
+    if (PublishUpload(attempt)) return false;
+    if (retry_count > 1) {
+      constexpr TextView kEstablished = u"Connection established and continuing upload of file %s.";
+      user_log_.WriteLog(LogLevel::kInformation, kEstablished, attempt.resource_path);
+      debug_log_.WriteTrace(kEstablished, attempt.resource_path);
+    }
+    retry_count = 1;
+  }
+  return true;
+}
+
+uint32_t CBackupDAV::FinishAttempt(const Attempt& attempt, int16_t& retry_count) {
+  uint32_t result = EndRequest() ? attempt.start : 0;
+  debug_log_.WriteTrace(u"Finished making a Backup call, with response %d", status_code_);
+  if (status_code_ == 409) {
+    last_transfer_failure_ = GetErrorMessage();
+    result = 0;
+    retry_count = 0;
+  } else if (status_code_ != 201 && status_code_ != 204) {
+    last_transfer_failure_ = Format(u"%s (%d)", GetErrorMessage(), status_code_);
+    user_log_.WriteLog(
+        LogLevel::kInformation,
+        u"Resuming cache upload of file %s [retry count %d, %d%% transferred]. Reason: %s (%d)",
+        attempt.resource_path, retry_count, static_cast<int>(percent_), GetErrorMessage(),
+        status_code_);
+    result = 0;
+  }
+  PublishIdle();
+  return result;
+}
+
+void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count,
+                                     const Failure& failure) {
+  status_text_ = failure.text;
+  last_transfer_failure_ = GetErrorMessage();
+  const int percent = static_cast<int>(percent_);
+  if (failure.kind == Failure::Kind::kInternet) {
+    debug_log_.WriteTrace(u"Unable to cache upload file %s. Reason: %s", attempt.resource_path,
+                          last_transfer_failure_);
+    user_log_.WriteLog(LogLevel::kInformation,
+                       u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
+                       attempt.resource_path, retry_count, percent, last_transfer_failure_);
+    return;
+  }
+  user_log_.WriteLog(
+      LogLevel::kInformation,
+      u"Resuming upload of file %s [retry count %d, %d%% transferred]. \t\t\tReason: %s",
+      attempt.resource_path, retry_count, percent, last_transfer_failure_);
+  debug_log_.WriteTrace(u"Unknown Exception in upload of \t\t   file %s. Reason %s",
+                        attempt.resource_path, last_transfer_failure_);
+}
+
+}  // namespace zv
