@@ -1,0 +1,169 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/error.h"
+#include "platform/posix/long_name.h"
+#include "platform/posix/native_path.h"
+#include "platform/posix/unique_fd.h"
+
+namespace zv {
+namespace {
+
+constexpr intptr_t kClosed = -1;
+
+[[noreturn]] void ThrowErrno() {
+  SetLastError(static_cast<uint32_t>(errno));
+  ThrowLastError(ErrorKind::kFile);
+}
+
+void CheckErrno(bool success) {
+  if (!success) ThrowErrno();
+}
+
+int FlagsOf(Access access) {
+  switch (access) {
+    case Access::kRead:
+      return O_RDONLY;
+    case Access::kWrite:
+      return O_WRONLY;
+    case Access::kReadWrite:
+      break;
+  }
+  return O_RDWR;
+}
+
+int OpenFile(const std::string& path, int flags) {
+  return ::open(path.c_str(), flags | O_CLOEXEC, 0600);
+}
+
+// What is not there exactly, under another case or as a new file.
+int OpenElsewhere(const NativePath& native, int flags, bool create) {
+  if (const auto found = FindOnDisk(native)) return OpenFile(*found, flags);
+  errno = ENOENT;
+  if (!create) return -1;
+  const auto place = PlaceForNew(native);
+  if (!place) return -1;
+  const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(*place)), native.long_name);
+  return OpenFile(*place, flags | O_CREAT);
+}
+
+void WriteAll(int fd, const char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(fd, bytes, size);
+    if (written < 0 && errno == EINTR) continue;
+    CheckErrno(written >= 0);
+    bytes += written;
+    size -= static_cast<size_t>(written);
+  }
+}
+
+}  // namespace
+
+File::File(File&& other) noexcept : handle_(std::exchange(other.handle_, kClosed)) {}
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = std::exchange(other.handle_, kClosed);
+  }
+  return *this;
+}
+
+File::~File() { Close(); }
+
+File File::Open(TextView path, Access access, Disposition disposition) {
+  const auto native = ToNativePath(path);
+  if (!native) return File();
+  const int flags = FlagsOf(access) | (disposition == Disposition::kCreateAlways ? O_TRUNC : 0);
+  // Most files are there, and exactly so; a new one may be there under another case.
+  UniqueFd fd(OpenFile(native->path, flags));
+  if (!fd && (errno == ENOENT || errno == ENOTDIR)) {
+    const bool create = disposition != Disposition::kOpenExisting;
+    fd = UniqueFd(OpenElsewhere(*native, flags, create));
+  }
+  struct stat status;
+  if (fd && access == Access::kRead && ::fstat(fd.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    fd = UniqueFd();
+    errno = EISDIR;
+  }
+  if (!fd) {
+    SetLastError(static_cast<uint32_t>(errno));
+    return File();
+  }
+  return File(fd.release());
+}
+
+bool File::is_open() const { return handle_ != kClosed; }
+
+size_t File::Read(void* buffer, size_t size) {
+  size_t total = 0;
+  while (total < size) {
+    const ssize_t got =
+        ::read(static_cast<int>(handle_), static_cast<char*>(buffer) + total, size - total);
+    if (got < 0 && errno == EINTR) continue;
+    CheckErrno(got >= 0);
+    if (got == 0) break;
+    total += static_cast<size_t>(got);
+  }
+  return total;
+}
+
+std::string File::ReadAll() {
+  const off_t position = ::lseek(static_cast<int>(handle_), 0, SEEK_CUR);
+  CheckErrno(position >= 0);
+  std::string bytes(static_cast<size_t>(std::max<int64_t>(Size() - position, 0)), '\0');
+  bytes.resize(Read(bytes.data(), bytes.size()));
+  // Others may have written meanwhile.
+  char piece[4096];
+  while (const size_t got = Read(piece, sizeof piece)) bytes.append(piece, got);
+  return bytes;
+}
+
+void File::Write(const void* data, size_t size) {
+  WriteAll(static_cast<int>(handle_), static_cast<const char*>(data), size);
+}
+
+void File::Append(std::string_view bytes) {
+  const int fd = static_cast<int>(handle_);
+  // One write in append mode is one step for the system. The mode is this descriptor's alone, and
+  // must not stay, since it would turn every later write into an append.
+  CheckErrno(::fcntl(fd, F_SETFL, O_APPEND) == 0);
+  struct Restore {
+    int fd;
+    ~Restore() { ::fcntl(fd, F_SETFL, 0); }
+  } const restore{fd};
+  WriteAll(fd, bytes.data(), bytes.size());
+}
+
+void File::Seek(int64_t position) {
+  CheckErrno(::lseek(static_cast<int>(handle_), position, SEEK_SET) >= 0);
+}
+
+int64_t File::SeekToEnd() {
+  const off_t position = ::lseek(static_cast<int>(handle_), 0, SEEK_END);
+  CheckErrno(position >= 0);
+  return position;
+}
+
+int64_t File::Size() const {
+  struct stat status;
+  CheckErrno(::fstat(static_cast<int>(handle_), &status) == 0);
+  return status.st_size;
+}
+
+void File::SetSize(int64_t size) { CheckErrno(::ftruncate(static_cast<int>(handle_), size) == 0); }
+
+void File::Flush() { static_cast<void>(Size()); }
+
+void File::Close() {
+  if (is_open()) ::close(static_cast<int>(std::exchange(handle_, kClosed)));
+}
+
+}  // namespace zv

@@ -1,0 +1,223 @@
+// The part of platform/file.h that works on names: finding, listing, moving, copying.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/posix/long_name.h"
+#include "platform/posix/native_path.h"
+#include "platform/shared/path.h"
+
+namespace zv {
+namespace {
+
+bool Fail(int code) {
+  SetLastError(static_cast<uint32_t>(code));
+  return false;
+}
+
+bool FailWithErrno() { return Fail(errno); }
+
+FileTime ToFileTime(const timespec& time) {
+  const int64_t seconds = time.tv_sec + kUnixEpochSeconds1601;
+  return {static_cast<uint64_t>(seconds * kFileTimeUnitsPerSecond + time.tv_nsec / 100)};
+}
+
+FileInfo MakeInfo(Text name, const struct stat& status) {
+  const bool is_folder = S_ISDIR(status.st_mode);
+  return {.name = std::move(name),
+          .is_folder = is_folder,
+          .size = is_folder ? 0 : static_cast<int64_t>(status.st_size),
+          .last_write = ToFileTime(status.st_mtim)};
+}
+
+Text TextNameOf(const std::string& folder, std::string_view name) {
+  if (LooksStored(name)) {
+    if (auto true_name = TrueNameOf(folder, name)) return *std::move(true_name);
+  }
+  return DecodeFileName(name);
+}
+
+struct Found {
+  std::string path;  // as it stands on the disk
+  struct stat status;
+};
+
+std::optional<Found> Find(TextView path) {
+  const auto native = ToNativePath(path);
+  if (!native) return std::nullopt;
+  Found found{.path = native->path, .status = {}};
+  if (::stat(found.path.c_str(), &found.status) == 0) return found;
+  auto on_disk = FindOnDisk(*native);
+  if (on_disk) {
+    found.path = *std::move(on_disk);
+    if (::stat(found.path.c_str(), &found.status) == 0) return found;
+  }
+  SetLastError(ENOENT);
+  return std::nullopt;
+}
+
+// Where a move or copy ends.
+struct Target {
+  std::string place;              // with the spelling asked for
+  Text long_name;                 // as in NativePath
+  std::optional<Found> existing;  // what stands there, perhaps spelled otherwise
+};
+
+std::optional<Target> FindTarget(TextView path) {
+  const auto native = ToNativePath(path);
+  if (!native) return std::nullopt;
+  const auto place = PlaceForNew(*native);
+  if (!place) return std::nullopt;
+  return Target{.place = *place, .long_name = native->long_name, .existing = Find(path)};
+}
+
+// rename, which replaces unless told otherwise. A file system that cannot be told so gets a second
+// name for the file instead, which never replaces.
+bool Rename(const char* from, const char* to, unsigned flags) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags) == 0) return true;
+  if (errno != EINVAL || flags == 0) return FailWithErrno();
+  if (::link(from, to) != 0 || ::unlink(from) != 0) return FailWithErrno();
+  return true;
+}
+
+// Moves and brings the true names of long names up to date.
+bool Move(const Found& from, const Target& to, const std::string& place, unsigned flags) {
+  {
+    const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(place)), to.long_name);
+    if (!Rename(from.path.c_str(), place.c_str(), flags)) return false;
+  }
+  const std::string_view old_name = NameOf(from.path);
+  if (LooksStored(old_name)) DropTrueName(std::string(FolderOf(from.path)), old_name);
+  return true;
+}
+
+void CopyBytes(File* in, File* out) {
+  std::vector<char> buffer(size_t{256} * 1024);
+  while (const size_t got = in->Read(buffer.data(), buffer.size())) out->Write(buffer.data(), got);
+}
+
+bool MakeOneFolder(TextView folder) {
+  const auto target = FindTarget(folder);
+  if (!target) return false;
+  const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(target->place)), target->long_name);
+  const bool made = ::mkdir(target->place.c_str(), 0700) == 0 || errno == EEXIST;
+  return made || FailWithErrno();
+}
+
+}  // namespace
+
+std::optional<FileInfo> FindPath(TextView path) {
+  const auto found = Find(path);
+  if (!found) return std::nullopt;
+  const std::string folder(FolderOf(found->path));
+  return MakeInfo(TextNameOf(folder, NameOf(found->path)), found->status);
+}
+
+bool FileExists(TextView path) { return Find(path).has_value(); }
+
+std::vector<FileInfo> ListFolder(TextView folder) {
+  std::vector<FileInfo> list;
+  const auto found = Find(folder);
+  if (!found) return list;
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(found->path.c_str()), ::closedir);
+  if (!stream) {
+    FailWithErrno();
+    return list;
+  }
+  while (const dirent* entry = ::readdir(stream.get())) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == ".." || name == kTrueNamesFolder) continue;
+    struct stat status;
+    if (::fstatat(::dirfd(stream.get()), entry->d_name, &status, 0) != 0) continue;
+    list.push_back(MakeInfo(TextNameOf(found->path, name), status));
+  }
+  return list;
+}
+
+bool MoveToNew(TextView from, TextView to) {
+  const auto source = Find(from);
+  if (!source) return false;
+  const auto target = FindTarget(to);
+  if (!target) return false;
+  if (!target->existing) return Move(*source, *target, target->place, RENAME_NOREPLACE);
+  if (target->existing->path != source->path) return Fail(EEXIST);
+  return Move(*source, *target, target->place, 0);  // a change of case at the most
+}
+
+bool MoveOver(TextView from, TextView to) {
+  const auto source = Find(from);
+  if (!source) return false;
+  const auto target = FindTarget(to);
+  if (!target) return false;
+  const bool replaces = target->existing && target->existing->path != source->path;
+  if (!replaces) return Move(*source, *target, target->place, 0);
+  if (S_ISDIR(target->existing->status.st_mode)) return Fail(EISDIR);
+  return Move(*source, *target, target->existing->path, 0);
+}
+
+bool CopyOver(TextView from, TextView to) {
+  const auto source = Find(from);
+  if (!source) return false;
+  const auto target = Find(to);
+  if (target && target->path == source->path) return Fail(EBUSY);  // would empty the only copy
+  File in = File::Open(from, Access::kRead, Disposition::kOpenExisting);
+  if (!in) return false;
+  File out = File::Open(to, Access::kWrite, Disposition::kCreateAlways);
+  if (!out) return false;
+  try {
+    CopyBytes(&in, &out);
+    return true;
+  } catch (const Error& error) {
+    out.Close();
+    RemoveFile(to);
+    return Fail(static_cast<int>(error.code()));
+  }
+}
+
+bool RemoveFile(TextView path) {
+  const auto found = Find(path);
+  if (!found) return false;
+  if (::unlink(found->path.c_str()) != 0) return FailWithErrno();
+  const std::string_view name = NameOf(found->path);
+  if (LooksStored(name)) DropTrueName(std::string(FolderOf(found->path)), name);
+  return true;
+}
+
+bool MakeFolders(TextView folder) {
+  const DrivePath parts = SplitDrive(folder);
+  TextView rest = parts.rest;
+  for (;;) {
+    const bool last = TakePathElement(&rest).empty();
+    const TextView part = folder.substr(0, static_cast<size_t>(rest.data() - folder.data()));
+    const auto found = Find(part);
+    if (found && !S_ISDIR(found->status.st_mode)) return Fail(EEXIST);
+    if (!found && !MakeOneFolder(part)) return false;
+    if (last) return true;
+  }
+}
+
+std::optional<uint64_t> FreeSpace(TextView path) {
+  const auto native = ToNativePath(path);
+  if (!native) return std::nullopt;
+  // What is still to be made will be on the disk of the nearest folder that is there.
+  std::string folder = FindOnDisk(*native).value_or(native->path);
+  struct statvfs disk;
+  while (::statvfs(folder.c_str(), &disk) != 0) {
+    if (errno != ENOENT || folder.empty()) {
+      FailWithErrno();
+      return std::nullopt;
+    }
+    folder = FolderOf(folder);
+  }
+  return uint64_t{disk.f_bavail} * disk.f_frsize;
+}
+
+}  // namespace zv

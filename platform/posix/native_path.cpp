@@ -1,0 +1,133 @@
+#include "platform/posix/native_path.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/error.h"
+#include "platform/home.h"
+#include "platform/posix/folder_index.h"
+#include "platform/posix/long_name.h"
+#include "platform/shared/path.h"
+
+namespace zv {
+namespace {
+
+bool IsSurrogate(char16_t unit) { return (unit & 0xF800) == 0xD800; }
+
+bool PairsWithNext(TextView name, size_t i) {
+  return (name[i] & 0xFC00) == 0xD800 && i + 1 < name.size() && (name[i + 1] & 0xFC00) == 0xDC00;
+}
+
+bool Exists(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool Refuse() {
+  SetLastError(EINVAL);
+  return false;
+}
+
+bool AppendElement(TextView element, NativePath* out) {
+  if (element == u".") return true;
+  if (element == u"..") {
+    if (!out->is_root()) out->path.resize(out->path.rfind('/'));
+    out->long_name.clear();
+    return true;
+  }
+  if (element.find(u'\0') != TextView::npos) return Refuse();
+  const std::string name = EncodeFileName(element);
+  out->path += '/';
+  if (name.size() > kMaxNameBytes) {
+    out->path += StoredNameOf(element);
+    out->long_name = element;
+  } else {
+    out->path += name;
+    out->long_name.clear();
+  }
+  return true;
+}
+
+std::optional<std::string> FindUnder(const std::string& path, size_t root_size) {
+  if (Exists(path)) return path;
+  if (path.size() <= root_size) return std::nullopt;
+  const auto folder = FindUnder(std::string(FolderOf(path)), root_size);
+  if (!folder) return std::nullopt;
+  const auto name = FindNameNoCase(*folder, NameOf(path));
+  if (!name) return std::nullopt;
+  return *folder + "/" + *name;
+}
+
+}  // namespace
+
+std::string EncodeFileName(TextView name) {
+  std::string out;
+  out.reserve(name.size());
+  size_t begin = 0;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (!IsSurrogate(name[i])) continue;
+    if (PairsWithNext(name, i)) {
+      ++i;
+      continue;
+    }
+    out += ToUtf8(name.substr(begin, i - begin));
+    out += static_cast<char>(0xE0 | (name[i] >> 12));
+    out += static_cast<char>(0x80 | ((name[i] >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (name[i] & 0x3F));
+    begin = i + 1;
+  }
+  if (begin == 0) return ToUtf8(name);
+  return out + ToUtf8(name.substr(begin));
+}
+
+Text DecodeFileName(std::string_view bytes) {
+  Text out;
+  size_t begin = 0;
+  for (size_t i = bytes.find('\xED'); i != std::string_view::npos; i = bytes.find('\xED', i + 1)) {
+    if (i + 2 >= bytes.size()) break;
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
+    const auto third = static_cast<unsigned char>(bytes[i + 2]);
+    if (second < 0xA0 || second > 0xBF || (third & 0xC0) != 0x80) continue;
+    out += FromUtf8(bytes.substr(begin, i - begin));
+    out += static_cast<char16_t>(0xD000 | ((second & 0x3F) << 6) | (third & 0x3F));
+    begin = i + 3;
+  }
+  return out + FromUtf8(bytes.substr(begin));
+}
+
+std::optional<NativePath> ToNativePath(TextView path) {
+  DrivePath parts = SplitDrive(path);
+  NativePath out;
+  out.path = HomeFolder() + "/drives/" + static_cast<char>(parts.drive);
+  out.root_size = out.path.size();
+  for (TextView element = TakePathElement(&parts.rest); !element.empty();
+       element = TakePathElement(&parts.rest)) {
+    if (!AppendElement(element, &out)) return std::nullopt;
+  }
+  return out;
+}
+
+std::optional<std::string> FindOnDisk(const NativePath& path) {
+  return FindUnder(path.path, path.root_size);
+}
+
+std::optional<std::string> PlaceForNew(const NativePath& path) {
+  const std::string root = path.root();
+  if (!Exists(root)) {
+    ::mkdir(std::string(FolderOf(root)).c_str(), 0700);
+    ::mkdir(root.c_str(), 0700);
+  }
+  if (path.is_root()) return root;
+  const auto folder = FindUnder(std::string(FolderOf(path.path)), path.root_size);
+  if (!folder) {
+    SetLastError(ENOENT);
+    return std::nullopt;
+  }
+  return *folder + "/" + std::string(NameOf(path.path));
+}
+
+std::string_view FolderOf(std::string_view path) { return path.substr(0, path.rfind('/')); }
+std::string_view NameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+}  // namespace zv

@@ -1,0 +1,10 @@
+// Where debug output goes when no test listens.
+#pragma once
+
+#include "platform/text.h"
+
+namespace zv {
+
+void WriteToDebugSink(TextView text);
+
+}  // namespace zv
