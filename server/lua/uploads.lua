@@ -1,0 +1,182 @@
+-- Keeps the bytes of a broken upload, so that a ranged PUT can continue it.
+--
+-- mod_dav throws the bytes of a broken plain PUT away, but writes a PUT with a Content-Range in
+-- place and keeps what came. So a plain PUT of more than one piece gets the range of the whole file
+-- here, and the file's former version waits beside the account's files meanwhile:
+--
+--   kept/KEY.record   who writes (a token), how long the file will be, and its path below Files
+--   kept/KEY.former   the version before the upload
+--   kept/KEY.part     the bytes of an upload that broke; the former version is back in its place
+--
+-- A ranged PUT is taken only onto a part: of the same path and length, right where its bytes end
+-- (a sender may be behind by one piece, never ahead), and soon after the break. Every other one
+-- gets 400 and changes nothing.
+
+local usage = require "usage"
+
+local PIECE = 51200                -- a PUT of one piece needs no resuming and stays atomic
+local KEPT_FOR = 15 * 60 * 1000000 -- microseconds
+local BREAK_NOTICED_IN = 2         -- seconds until httpd must have seen that a connection is gone
+local FILE = 1                     -- httpd's file type
+local INSUFFICIENT_STORAGE = 507
+
+local function size_of(r, path)
+  local entry = r:stat(path)
+  return entry and entry.filetype == FILE and entry.size or nil
+end
+
+-- Where the request's file and what is kept for it lie; nil where no plain file can be.
+local function places(r)
+  local account = usage.account_folder(r)
+  if not account or r.path_info ~= "" or r.filename:find("%c") then return nil end
+  local target = r.filename
+  local entry = r:stat(target)
+  if entry and entry.filetype ~= FILE then return nil end
+  local below = target:sub(#(account .. "/Files/") + 1)
+  local base = account .. "/kept/" .. r:md5(below)
+  return {
+    target = target, below = below, folder = target:match("^(.*)/"), kept = account .. "/kept",
+    record = base .. ".record", former = base .. ".former", part = base .. ".part",
+  }
+end
+
+local function read_record(at)
+  local file = io.open(at.record)
+  if not file then return nil end
+  local token, total = file:read("l", "l")
+  file:close()
+  return { token = token, total = tonumber(total) }
+end
+
+local function write_record(r, at, total)
+  local file = io.open(at.record, "w")
+  if not file then
+    r:mkdir(at.kept)
+    file = io.open(at.record, "w")
+    if not file then return nil end
+  end
+  local token = ("%d-%s"):format(r:clock(), tostring(file))
+  file:write(token, "\n", total, "\n", at.below, "\n")
+  file:close()
+  return token
+end
+
+local function forget(at)
+  os.remove(at.part)
+  os.remove(at.former)
+  os.remove(at.record)
+end
+
+-- Undoes an upload that a newer one overtakes, and forgets it. An upload that has all its bytes
+-- only lacks its last step: its file stays.
+local function overtake(r, at)
+  local record = read_record(at)
+  if record and not size_of(r, at.part) and size_of(r, at.target) ~= record.total then
+    if not os.rename(at.former, at.target) then os.remove(at.target) end
+  end
+  forget(at)
+end
+
+-- Makes this request the one that writes the file in place. `part` is what it continues, or nil.
+local function take_over(r, at, total, part)
+  local token = write_record(r, at, total)
+  if not token then return false end
+  if size_of(r, at.target) then
+    if not os.rename(at.target, at.former) then
+      os.remove(at.record)
+      return false
+    end
+    if not part then io.open(at.target, "w"):close() end
+  end
+  if part and not os.rename(part, at.target) then
+    os.rename(at.former, at.target)
+    forget(at)
+    return false
+  end
+  usage.set_growing(r, at.folder, true)
+  r.notes["upload-token"] = token
+  return true
+end
+
+local function begin_plain(r, at)
+  overtake(r, at)
+  local length = tonumber(r.headers_in["Content-Length"] or "")
+  if length and length > PIECE and take_over(r, at, length, nil) then
+    r.headers_in["Content-Range"] = ("bytes 0-%d/%d"):format(length - 1, length)
+  end
+  return apache2.DECLINED
+end
+
+-- Size of the part kept for this path, once the broken request has been noticed.
+local function await_part(r, at)
+  local deadline = r:clock() + BREAK_NOTICED_IN * 1000000
+  while not size_of(r, at.part) and read_record(at) and r:clock() < deadline do
+    r:sleep(0.02)
+  end
+  local entry = r:stat(at.part)
+  if not entry or r:clock() - entry.mtime > KEPT_FOR then return nil end
+  return entry.size
+end
+
+local function continue_part(r, at, range)
+  local first, last, total = range:match("^bytes%s+(%d+)%-(%d+)/(%d+)$")
+  first, last, total = tonumber(first), tonumber(last), tonumber(total)
+  local length = tonumber(r.headers_in["Content-Length"] or "")
+  local is_rest = first and last == total - 1 and length == last - first + 1
+  local size = is_rest and await_part(r, at)
+  local record = size and read_record(at)
+  if not record or record.total ~= total or first > size or size - first > PIECE + 1 then
+    return 400
+  end
+  if not take_over(r, at, total, at.part) then return 400 end
+  return apache2.DECLINED
+end
+
+-- Fixups hook of PUT.
+function begin(r)
+  local at = places(r)
+  local range = r.headers_in["Content-Range"]
+  if not at then return range and 400 or apache2.DECLINED end
+  if range then return continue_part(r, at, range) end
+  return begin_plain(r, at)
+end
+
+local function drop_stale_parts(r, at)
+  for _, name in ipairs(r:get_direntries(at.kept) or {}) do
+    local path = at.kept .. "/" .. name
+    local entry = name:find("%.part$") and r:stat(path)
+    if entry and r:clock() - entry.mtime > KEPT_FOR then
+      os.remove(path)
+      os.remove((path:gsub("part$", "record")))
+    end
+  end
+end
+
+-- Sets the bytes that came aside and brings the former version back. Where the file is gone,
+-- somebody removed it meanwhile, and so it stays.
+local function keep_broken(r, at)
+  local size = size_of(r, at.target)
+  local worth = size and size > 0 and r.status ~= INSUFFICIENT_STORAGE
+  local kept = worth and os.rename(at.target, at.part)
+  if size then
+    if not os.rename(at.former, at.target) and not kept then os.remove(at.target) end
+  else
+    os.remove(at.former)
+  end
+  if not kept then os.remove(at.record) end
+  drop_stale_parts(r, at)
+end
+
+-- Log hook of PUT: the last word on a file that was written in place.
+function finish(r)
+  local token = r.notes["upload-token"]
+  local at = token and places(r)
+  if not at then return apache2.DECLINED end
+  local record = read_record(at)
+  if record and record.token == token then
+    local done = (r.status == 201 or r.status == 204) and size_of(r, at.target) == record.total
+    if done then forget(at) else keep_broken(r, at) end
+  end
+  usage.set_growing(r, at.folder, false)
+  return apache2.DECLINED
+end
