@@ -58,7 +58,6 @@ constexpr ErrorText kInternetTexts[] = {
     {12169, u"The SSL certificate is invalid"},
     {12175, u"A security error occurred"},
 };
-constexpr uint32_t kFirstInternetCode = 12000;
 
 Text InternetErrorText(uint32_t code) {
   const auto* found = std::find_if(std::begin(kInternetTexts), std::end(kInternetTexts),
@@ -76,7 +75,7 @@ uint32_t LastError() { return last_error; }
 void SetLastError(uint32_t code) { last_error = code; }
 
 Text SystemErrorText(uint32_t code) {
-  if (code >= kFirstInternetCode) return InternetErrorText(code);
+  if (IsInternetCode(code)) return InternetErrorText(code);
   const char* text = ::strerrordesc_np(static_cast<int>(code));
   return text ? FromUtf8(text) : Text();
 }

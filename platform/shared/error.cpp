@@ -8,13 +8,15 @@ Error::Error(ErrorKind kind, uint32_t code, Text text)
     : kind_(kind), code_(code), text_(std::move(text)), what_(ToUtf8(text_)) {}
 
 Text GetLastErrorText() {
-  Text text = SystemErrorText(LastError());
+  const uint32_t code = LastError();
+  Text text = IsInternetCode(code) ? Text() : SystemErrorText(code);
   return text.empty() ? Text(kUnknownErrorText) : text;
 }
 
 void ThrowLastError(ErrorKind kind) {
   const uint32_t code = LastError();
-  throw Error(kind, code, GetLastErrorText());
+  Text text = SystemErrorText(code);
+  throw Error(kind, code, text.empty() ? Text(kUnknownErrorText) : std::move(text));
 }
 
 }  // namespace zv

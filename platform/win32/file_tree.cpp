@@ -1,0 +1,141 @@
+// The part of platform/file.h that works on names: finding, listing, moving, copying.
+#include <windows.h>
+
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/shared/path.h"
+#include "platform/win32/native_path.h"
+#include "platform/win32/wide.h"
+
+namespace zv {
+namespace {
+
+class FindHandle {
+ public:
+  FindHandle(const std::wstring& pattern, WIN32_FIND_DATAW* first)
+      : handle_(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, first, FindExSearchNameMatch,
+                                   nullptr, 0)) {}
+  ~FindHandle() {
+    if (is_open()) ::FindClose(handle_);
+  }
+  FindHandle(const FindHandle&) = delete;
+  FindHandle& operator=(const FindHandle&) = delete;
+
+  bool is_open() const { return handle_ != INVALID_HANDLE_VALUE; }
+  bool Next(WIN32_FIND_DATAW* data) const { return ::FindNextFileW(handle_, data); }
+
+ private:
+  HANDLE handle_;
+};
+
+// Both records of the system call these fields the same.
+template <typename Data>
+FileInfo MakeInfo(Text name, const Data& data) {
+  const bool is_folder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  const uint64_t size = (uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
+  const FILETIME& time = data.ftLastWriteTime;
+  return {.name = std::move(name),
+          .is_folder = is_folder,
+          .size = is_folder ? 0 : static_cast<int64_t>(size),
+          .last_write = {(uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime}};
+}
+
+bool MoveWith(TextView from, TextView to, DWORD flags) {
+  const auto source = ToNativePath(from);
+  const auto target = ToNativePath(to);
+  return source && target &&
+         ::MoveFileExW(source->c_str(), target->c_str(), flags | MOVEFILE_COPY_ALLOWED);
+}
+
+bool IsFolder(const std::wstring& path) {
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool MakeOneFolder(const std::wstring& path) {
+  if (IsFolder(path)) return true;
+  if (::CreateDirectoryW(path.c_str(), nullptr)) return true;
+  const DWORD error = ::GetLastError();
+  if (IsFolder(path)) return true;  // another thread or process was faster
+  ::SetLastError(error);
+  return false;
+}
+
+}  // namespace
+
+std::optional<FileInfo> FindPath(TextView path) {
+  const auto native = ToNativePath(path);
+  if (!native) return std::nullopt;
+  // The attributes are the file's own; a folder's record of a file that is open may lag behind. But
+  // the name's spelling is in the folder's record only. Attributes first: they refuse a wildcard.
+  WIN32_FILE_ATTRIBUTE_DATA attributes;
+  if (!::GetFileAttributesExW(native->c_str(), GetFileExInfoStandard, &attributes)) {
+    return std::nullopt;
+  }
+  WIN32_FIND_DATAW data;
+  const FindHandle find(*native, &data);
+  return MakeInfo(find.is_open() ? FromWide(data.cFileName) : Text(LeafOf(path)), attributes);
+}
+
+bool FileExists(TextView path) {
+  const auto native = ToNativePath(path);
+  return native && ::GetFileAttributesW(native->c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::vector<FileInfo> ListFolder(TextView folder) {
+  std::vector<FileInfo> list;
+  auto pattern = ToNativePath(folder);
+  if (!pattern) return list;
+  *pattern += pattern->ends_with(L'\\') ? L"*" : L"\\*";
+  WIN32_FIND_DATAW data;
+  const FindHandle find(*pattern, &data);
+  if (!find.is_open()) return list;
+  do {
+    Text name = FromWide(data.cFileName);
+    if (name != u"." && name != u"..") list.push_back(MakeInfo(std::move(name), data));
+  } while (find.Next(&data));
+  return list;
+}
+
+bool MoveToNew(TextView from, TextView to) { return MoveWith(from, to, 0); }
+
+bool MoveOver(TextView from, TextView to) { return MoveWith(from, to, MOVEFILE_REPLACE_EXISTING); }
+
+bool CopyOver(TextView from, TextView to) {
+  const auto source = ToNativePath(from);
+  const auto target = ToNativePath(to);
+  return source && target && ::CopyFileW(source->c_str(), target->c_str(), FALSE);
+}
+
+bool RemoveFile(TextView path) {
+  const auto native = ToNativePath(path);
+  return native && ::DeleteFileW(native->c_str());
+}
+
+bool MakeFolders(TextView folder) {
+  const auto native = ToNativePath(folder);
+  if (!native) return false;
+  if (MakeOneFolder(*native)) return true;
+  if (::GetLastError() != ERROR_PATH_NOT_FOUND) return false;
+  const size_t slash = native->find_last_of(L"\\/");
+  if (slash == std::wstring::npos || slash == 0) return false;
+  return MakeFolders(FromWide(native->data(), slash)) && MakeOneFolder(*native);
+}
+
+std::optional<uint64_t> FreeSpace(TextView path) {
+  auto folder = ToNativePath(path);
+  if (!folder) return std::nullopt;
+  // What is still to be made will be on the disk of the nearest folder that is there.
+  while (!IsFolder(*folder)) {
+    const size_t slash = folder->find_last_of(L"\\/");
+    if (slash == std::wstring::npos || slash == 0) return std::nullopt;
+    folder->resize(slash);
+  }
+  ULARGE_INTEGER available;
+  if (!::GetDiskFreeSpaceExW((*folder + L"\\").c_str(), &available, nullptr, nullptr)) {
+    return std::nullopt;
+  }
+  return available.QuadPart;
+}
+
+}  // namespace zv
