@@ -1,4 +1,5 @@
-// Creating, removing and describing the network drive, in the platform's network-provider conventions.
+// Creating, removing and describing the network drive, in the platform's network-provider
+// conventions.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +19,8 @@ class CConnection {
  public:
   virtual ~CConnection() = default;
 
-  // kDriveSuccess, kDriveBadNetName, kDriveNoDriver or the HTTP status of a failed login. local_name: a
-  // drive letter and a colon.
+  // kDriveSuccess, kDriveBadNetName, kDriveNoDriver or the HTTP status of a failed login.
+  // local_name: a drive letter and a colon.
   uint32_t CreateDrive(TextView local_name, TextView remote_name, TextView password,
                        TextView user_name);
   uint32_t DeleteDrive(TextView local_name);

@@ -7,12 +7,13 @@
 
 #include "cache/cache.h"
 #include "config/log.h"
-#include "driver/protocol.h"
 #include "platform/device.h"
 
 namespace zv {
 
-// One per polling thread, used by that thread alone.
+struct PollingLoop;
+
+// One per polling thread, used by that thread alone: the drive's handle, the poll log and a cache.
 class CEventPolling {
  public:
   CEventPolling();
@@ -20,27 +21,27 @@ class CEventPolling {
   CEventPolling(const CEventPolling&) = delete;
   CEventPolling& operator=(const CEventPolling&) = delete;
 
-  // Serve requests until the driver sends the end code. Wait for the drive when it is not there yet.
+  // Serve requests one at a time until the driver sends the end code; wait for the drive when it is
+  // not there yet. Nothing throws: a failure of the loop's own steps is logged and ends the loop,
+  // with the drive's handle left open.
   void InfoPolling();
   void TransferPolling();
 
   CLogEvent& poll_log() { return poll_log_; }
   CCache& cache() { return *cache_; }
-  // Sends a reply record; what the driver says to it is not looked at.
-  void SendReply(uint32_t code, const void* record, uint32_t size);
-  // Sends and takes the driver's answer into the same record.
-  void ExchangeReply(uint32_t code, void* record, uint32_t size);
+  // The drive device. Handlers only: it is open from a loop's first pass on.
+  const Device& drive() const { return *drive_; }
 
  private:
+  void Poll(const PollingLoop& loop);
+  void ServeUntilEnd(const PollingLoop& loop);
+
   CLogEvent poll_log_;
   std::unique_ptr<CCache> cache_;
   std::optional<Device> drive_;
 };
 
-// The drive's local name from the settings; empty when it cannot be read.
-Text GetLocalName();
-
-// Starts the info and the transfer thread and waits until both have ended. Always 0.
+// Starts the info thread, then the transfer thread, and waits until both have ended. Always 0.
 uint32_t RunPolling();
 
 }  // namespace zv

@@ -1,0 +1,133 @@
+#include "driver/event_polling.h"
+
+#include <array>
+#include <span>
+
+#include "config/guard.h"
+#include "driver/debug_trace.h"
+#include "driver/drive_device.h"
+#include "driver/handlers.h"
+#include "driver/protocol.h"
+#include "platform/thread.h"
+
+namespace zv {
+
+// What the two loops differ in.
+struct PollingLoop {
+  void (*fetch)(const Device& drive, RequestRecord& record);
+  std::span<const HandlerRow> handlers;
+  TextView started;
+  TextView trace_major;
+  TextView trace_minor;
+  TextView improper;
+  TextView ended;
+  TextView failed;
+};
+
+namespace {
+
+constexpr uint32_t Code(MajorCode code) { return static_cast<uint32_t>(code); }
+
+constexpr HandlerRow kInfoHandlers[] = {
+    {Code(MajorCode::kDirectory), DirectoryRequest},
+    {Code(MajorCode::kQueryInfo), QueryInfoRequest},
+    {Code(MajorCode::kDelete), DeleteRequest},
+    {Code(MajorCode::kRename), RenameRequest},
+    {Code(MajorCode::kVolumeInfo), VolumeInfoRequest},
+};
+
+constexpr HandlerRow kTransferHandlers[] = {
+    {Code(MajorCode::kBackup), BackupRequest},
+    {Code(MajorCode::kRestore), RestoreRequest},
+};
+
+constexpr PollingLoop kInfoLoop = {
+    GetInfoRequest,
+    kInfoHandlers,
+    u"Started Info. polling",
+    u"Info Received major request %d\n",
+    u"Info Received minor request %d\n",
+    u"Improper request %ld while info. polling",
+    u"End Info. polling",
+    u"Exception while Info. polling, Reason : %s",
+};
+
+constexpr PollingLoop kTransferLoop = {
+    GetTransferRequest,
+    kTransferHandlers,
+    u"Started Transfer polling",
+    u"Received major request %d\n",
+    u"Received minor request %d\n",
+    u"Improper request %ld while transfer polling",
+    u"End trf polling",
+    u"Exception while transfer polling, Reason :%s",
+};
+
+// The body of a polling thread.
+uint32_t PollingThread(void (CEventPolling::*run)()) {
+  CEventPolling polling;
+  (polling.*run)();
+  return 1;
+}
+
+}  // namespace
+
+Handler FindHandler(std::span<const HandlerRow> table, uint32_t code) {
+  for (const HandlerRow& row : table) {
+    if (row.code == code) return row.handler;
+  }
+  return nullptr;
+}
+
+CEventPolling::CEventPolling() : poll_log_(u"PollDebug.txt"), cache_(std::make_unique<CCache>()) {}
+
+CEventPolling::~CEventPolling() = default;
+
+void CEventPolling::InfoPolling() { Poll(kInfoLoop); }
+
+void CEventPolling::TransferPolling() { Poll(kTransferLoop); }
+
+void CEventPolling::Poll(const PollingLoop& loop) {
+  const auto serve = [&] {
+    ServeUntilEnd(loop);
+    return true;
+  };
+  const auto log = [&](const Failure& failure) {
+    poll_log_.WriteTrace(failure.is_known() ? TextView(u"%s") : loop.failed, failure.text);
+  };
+  const bool ended = Guarded(false, serve, log);
+  // A loop that broke off leaves its handle open, so that the driver does not take the worker for
+  // gone.
+  if (!ended && drive_) drive_->Leak();
+}
+
+void CEventPolling::ServeUntilEnd(const PollingLoop& loop) {
+  const auto request = std::make_unique<RequestRecord>();
+  while (true) {
+    if (!drive_) drive_ = OpenDriveDevice(poll_log_);
+    poll_log_.WriteTraceText(loop.started);
+    loop.fetch(*drive_, *request);
+    DebugTrace(loop.trace_major, request->major);
+    DebugTrace(loop.trace_minor, request->minor);
+    if (const Handler handler = FindHandler(loop.handlers, request->major)) {
+      handler(*this, *request);
+    } else if (request->major == Code(MajorCode::kEndPolling)) {
+      poll_log_.WriteTraceText(loop.ended);
+      break;
+    } else {
+      poll_log_.WriteTrace(loop.improper, request->major);
+    }
+  }
+  drive_.reset();
+}
+
+uint32_t RunPolling() {
+  std::array threads = {
+      Thread::Start([] { return PollingThread(&CEventPolling::InfoPolling); }),
+      Thread::Start([] { return PollingThread(&CEventPolling::TransferPolling); }),
+  };
+  WaitForAll(threads);
+  return 0;
+}
+
+}  // namespace zv
