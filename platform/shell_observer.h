@@ -10,11 +10,11 @@ namespace zv {
 // One set of callbacks for the process; empty members are not called. Callbacks come on the thread
 // that notifies. Windows here are what find_* return.
 struct ShellObserver {
-  std::function<void(uint32_t event, TextView first, TextView second)> on_change;
-  std::function<WindowHandle(TextView title)> find_top;
-  std::function<WindowHandle(WindowHandle parent, TextView class_name)> find_child;
-  std::function<void(WindowHandle, uint32_t message, uintptr_t, uintptr_t)> on_post;
-  std::function<void(uint32_t event, char16_t letter)> on_volume;
+  std::function<void(uint32_t event, TextView first, TextView second)> on_change = {};
+  std::function<WindowHandle(TextView title)> find_top = {};
+  std::function<WindowHandle(WindowHandle parent, TextView class_name)> find_child = {};
+  std::function<void(WindowHandle, uint32_t message, uintptr_t, uintptr_t)> on_post = {};
+  std::function<void(uint32_t event, char16_t letter)> on_volume = {};
 };
 
 // Replaces the observer; a call that is under way with the old one has ended when this returns.

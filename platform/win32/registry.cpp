@@ -38,8 +38,11 @@ class Key {
                                      nullptr));
   }
   bool Write(TextView name, uint32_t type, std::string_view data) const {
+    // The system looks at the unit after a text and counts it in when it is a terminator: what follows
+    // here is none, so that the bytes are kept as given.
+    const std::string guarded = std::string(data) + "\xFF\xFF";
     return Succeeded(RegSetValueExW(key_, ToWide(name).c_str(), 0, type,
-                                    reinterpret_cast<const BYTE*>(data.data()),
+                                    reinterpret_cast<const BYTE*>(guarded.data()),
                                     static_cast<DWORD>(data.size())));
   }
   HKEY get() const { return key_; }

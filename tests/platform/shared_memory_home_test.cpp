@@ -1,0 +1,35 @@
+// What only the block on Linux promises.
+#include <gtest/gtest.h>
+
+#include "platform/shared_memory.h"
+#include "platform/shared_memory_testing.h"
+#include "tests/platform/system_fixture.h"
+
+namespace zv {
+namespace {
+
+volatile unsigned char* Bytes() { return static_cast<unsigned char*>(SharedMemory()); }
+
+TEST(SharedMemoryHomeTest, EachHomeHasItsOwnBlockAtTheSameAddress) {
+  const testing::TemporaryHome first;
+  volatile unsigned char* const bytes = Bytes();
+  bytes[7] = 1;
+  const testing::TemporaryHome second;
+  EXPECT_EQ(Bytes(), bytes);
+  EXPECT_EQ(bytes[7], 0);
+  testing::UseHome(first.name());
+  EXPECT_EQ(bytes[7], 1);
+  testing::UseHome(second.name());
+}
+
+TEST(SharedMemoryHomeTest, ARemovedBlockStartsAnew) {
+  const testing::TemporaryHome home;
+  Bytes()[7] = 1;
+  testing::RemoveSharedMemory();
+  EXPECT_EQ(Bytes()[7], 1);
+  testing::UseHome(home.name());
+  EXPECT_EQ(Bytes()[7], 0);
+}
+
+}  // namespace
+}  // namespace zv
