@@ -22,9 +22,10 @@ local function names_a_tag(text, at)
   return before == OPEN_TAG or (before == SLASH and byte(text, at - 2) == OPEN_TAG)
 end
 
--- True when the prefix at `at` is being declared, as in xmlns:lp1="DAV:".
+-- True when the prefix at `at` is being declared, as in xmlns:lp1="DAV:". Nor does href text hold
+-- a bare quote.
 local function is_declared(text, at, prefix)
-  return sub(text, at - 6, at + #prefix) == "xmlns:" .. prefix .. "="
+  return sub(text, at - 6, at + #prefix + 1) == "xmlns:" .. prefix .. '="'
 end
 
 -- Start and end of what is to be left out when `names` at `at` is dropped: the whole propstat when

@@ -77,18 +77,20 @@ local function overtake(r, at)
   forget(at)
 end
 
+-- An empty file, so that mod_dav does not take the file for its own, to be removed on a failure.
+local function make_empty(path)
+  local file = io.open(path, "w")
+  return file and file:close()
+end
+
 -- Makes this request the one that writes the file in place. `part` is what it continues, or nil.
 local function take_over(r, at, total, part)
   local token = write_record(r, at, total)
   if not token then return false end
-  if size_of(r, at.target) then
-    if not os.rename(at.target, at.former) then
-      os.remove(at.record)
-      return false
-    end
-    if not part then io.open(at.target, "w"):close() end
-  end
-  if part and not os.rename(part, at.target) then
+  local ready = not size_of(r, at.target) or os.rename(at.target, at.former)
+  if ready and part then ready = os.rename(part, at.target) end
+  if ready and not part then ready = make_empty(at.target) end
+  if not ready then
     os.rename(at.former, at.target)
     forget(at)
     return false
