@@ -1,0 +1,29 @@
+// What the drive asks of the host process beside its requests.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/text.h"
+
+namespace zv {
+
+// Any thread. Paths as on the drive ("\Docs\a.txt").
+class DriveHost {
+ public:
+  virtual ~DriveHost() = default;
+
+  // Compares a cached file with the server's and drops what is out of date.
+  virtual void CheckLastModified(TextView path) = 0;
+  // Changes whenever the cached content does; 0 while nothing is cached.
+  virtual uint64_t ContentVersion(TextView path) = 0;
+  // Asks the transfer of this file to stop.
+  virtual void CancelTransfer(TextView path) = 0;
+  // Notes that the cache holds content of this file that the server does not have.
+  virtual void MarkUnsent(TextView path) = 0;
+  // Whether it does.
+  virtual bool IsUnsent(TextView path) = 0;
+  // Whether the program that waits for the running operation wants it to stop.
+  virtual bool IsInterrupted() = 0;
+};
+
+}  // namespace zv

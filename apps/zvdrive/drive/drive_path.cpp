@@ -1,0 +1,56 @@
+#include "apps/zvdrive/drive/drive_path.h"
+
+namespace zv {
+namespace {
+
+// A rename carries its target with six more units in front ("\??\" and the drive).
+constexpr size_t kLongestNewPath = 253;
+
+// Lowered text after the last dot of a path without its first unit; empty when the dot leads or is
+// missing.
+Text ExtensionOf(TextView path) {
+  const TextView name = path.empty() ? path : path.substr(1);
+  const size_t dot = name.rfind(u'.');
+  if (dot == TextView::npos || dot == 0) return {};
+  return ToLower(name.substr(dot + 1));
+}
+
+}  // namespace
+
+Text ParentOf(TextView path) {
+  const size_t slash = path.rfind(u'\\');
+  return slash == TextView::npos || slash == 0 ? Text(kDriveRoot) : Text(path.substr(0, slash));
+}
+
+Text LeafOf(TextView path) {
+  const size_t slash = path.rfind(u'\\');
+  return Text(slash == TextView::npos ? path : path.substr(slash + 1));
+}
+
+Text JoinPath(TextView folder, TextView leaf) {
+  Text path(folder);
+  if (path.empty() || path.back() != u'\\') path += u'\\';
+  return path.append(leaf);
+}
+
+bool IsWithin(TextView path, TextView folder) {
+  if (folder == kDriveRoot || path == folder) return true;
+  return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == u'\\';
+}
+
+DriveError CheckNewPath(TextView path) {
+  if (path.size() > kLongestNewPath) return DriveError::kNameTooLong;
+  const Text leaf = LeafOf(path);
+  if (leaf.empty() || leaf == u"." || leaf == u"..") return DriveError::kInvalidName;
+  constexpr TextView kNever = u"/?\r\n";
+  if (leaf.find_first_of(kNever) != Text::npos) return DriveError::kInvalidName;
+  return DriveError::kNone;
+}
+
+bool IsTemporarySave(TextView from, TextView to) {
+  const Text source = ExtensionOf(from);
+  const Text target = ExtensionOf(to);
+  return (source.empty() || source == u"tmp") && !target.empty() && target != u"tmp";
+}
+
+}  // namespace zv

@@ -1,0 +1,26 @@
+// Paths on the drive: backslashes, a leading one, no trailing one; the root is "\".
+#pragma once
+
+#include "apps/zvdrive/drive/drive_error.h"
+#include "platform/text.h"
+
+namespace zv {
+
+inline constexpr TextView kDriveRoot = u"\\";
+
+// The folder that holds the path, and its last element. The root's parent is the root.
+Text ParentOf(TextView path);
+Text LeafOf(TextView path);
+Text JoinPath(TextView folder, TextView leaf);
+// Whether the path is the folder or lies beneath it.
+bool IsWithin(TextView path, TextView folder);
+
+// Names that listings can hold: no separator, no "?", no line end, not empty, not "." or "..".
+// longest: units a record can carry.
+DriveError CheckNewPath(TextView path);
+
+// Whether a rename looks like the save of a temporary file over a document: then the worker sends
+// the renamed file's content to the server again.
+bool IsTemporarySave(TextView from, TextView to);
+
+}  // namespace zv

@@ -1,0 +1,162 @@
+#include "apps/zvdrive/drive/drive_requests.h"
+
+#include <cstring>
+
+#include "apps/zvdrive/drive/drive_path.h"
+
+namespace zv {
+namespace {
+
+constexpr int kBlockAttempts = 3;
+
+RequestRecord MakeRecord(MajorCode major, MinorCode minor, TextView path) {
+  RequestRecord record;
+  record.major = static_cast<uint32_t>(major);
+  record.minor = static_cast<uint32_t>(minor);
+  record.SetPath(path);
+  return record;
+}
+
+template <typename Reply>
+std::optional<Reply> ReplyOf(const std::optional<ChannelReply>& reply, uint32_t code) {
+  if (!reply || reply->code != code || reply->record_size < sizeof(Reply)) return std::nullopt;
+  Reply result;
+  std::memcpy(static_cast<void*>(&result), reply->record.data(), sizeof(Reply));
+  return result;
+}
+
+NodeInfo InfoOf(const DirectoryEntry& entry) {
+  return {.is_folder = entry.directory_flag == 1,
+          .size = entry.size,
+          .created = {entry.creation_time},
+          .modified = {entry.last_write_time}};
+}
+
+}  // namespace
+
+DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
+  std::vector<NamedNode> nodes;
+  bool saw_itself = false;
+  // The folder's path ends in a separator, as a walk's does.
+  RequestRecord record =
+      MakeRecord(MajorCode::kDirectory, MinorCode::kNone, JoinPath(folder, TextView()));
+  for (uint32_t index = 1;; ++index) {
+    record.length_or_index = index;
+    const auto reply = ReplyOf<DirectoryEntry>(
+        channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}), IOCTL_DIRECTORY_REPLY);
+    if (!reply) return DriveError::kIo;
+    if (reply->last_entry == 1 || reply->directory_flag == kNoSuchEntry) break;
+    const TextView name = reply->Name();
+    if (name == u".") {
+      saw_itself = true;
+    } else if (name != u"..") {
+      nodes.push_back({Text(name), InfoOf(*reply)});
+    }
+  }
+  if (!saw_itself) return DriveError::kIo;
+  return nodes;
+}
+
+std::optional<NodeInfo> DriveRequests::QueryInfo(TextView path) {
+  const RequestRecord record = MakeRecord(MajorCode::kQueryInfo, MinorCode::kNone, path);
+  const auto reply = ReplyOf<DirectoryEntry>(channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}),
+                                             IOCTL_QUERY_INFO_REPLY);
+  if (!reply || reply->directory_flag == kNoSuchEntry) return std::nullopt;
+  return InfoOf(*reply);
+}
+
+DriveResult<VolumeSize> DriveRequests::Volume() {
+  const RequestRecord record = MakeRecord(MajorCode::kVolumeInfo, MinorCode::kNone, kDriveRoot);
+  const auto reply = ReplyOf<VolumeReply>(channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}),
+                                          IOCTL_VOLUME_REPLY);
+  if (!reply || reply->status != kNamespaceSuccess) return DriveError::kIo;
+  return VolumeSize{.quota_mib = reply->quota_mib, .used_mib = reply->used_mib};
+}
+
+DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span<std::byte> into) {
+  RequestRecord record = MakeRecord(MajorCode::kRestore, MinorCode::kNone, path);
+  record.length_or_index = static_cast<uint32_t>(into.size());
+  record.offset = offset;
+  const auto answer = channel_.Submit(DriveQueue::kTransfer, record, {}, into, {});
+  const auto reply = ReplyOf<TransferReply>(answer, IOCTL_RESTORE_REPLY);
+  if (!reply || reply->status != kTransferSuccess) return DriveError::kIo;
+  return answer->data_size;
+}
+
+std::optional<TransferReply> DriveRequests::SubmitBlock(TextView path, int64_t offset,
+                                                        std::span<const std::byte> block,
+                                                        bool begin) {
+  RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kCacheBackup, path);
+  record.length_or_index = static_cast<uint32_t>(block.size());
+  record.offset = offset;
+  record.force_store = begin ? 1 : 0;
+  return ReplyOf<TransferReply>(channel_.Submit(DriveQueue::kTransfer, record, block, {}, {}),
+                                IOCTL_BACKUP_REPLY);
+}
+
+// A block is acknowledged before it is stored; an empty block after it brings the truth. Either of
+// the two may also meet the failure of an earlier block, which nobody waits for any more.
+DriveError DriveRequests::Write(TextView path, int64_t offset, std::span<const std::byte> block,
+                                bool begin) {
+  const std::lock_guard lock(block_mutex_);
+  for (int attempt = 0; attempt < kBlockAttempts; ++attempt) {
+    const auto stored = SubmitBlock(path, offset, block, begin);
+    if (!stored) return DriveError::kIo;
+    if (stored->status != kTransferSuccess) continue;
+    const auto confirmed = SubmitBlock(path, 0, {}, false);
+    if (!confirmed) return DriveError::kIo;
+    if (confirmed->status == kTransferSuccess) return DriveError::kNone;
+  }
+  return DriveError::kIo;
+}
+
+DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {
+  RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kZeroBackup, path);
+  record.SetProcessName(process);
+  const auto reply = ReplyOf<TransferReply>(
+      channel_.Submit(DriveQueue::kTransfer, record, {}, {}, {}), IOCTL_BACKUP_REPLY);
+  return reply && reply->status == kTransferSuccess ? DriveError::kNone : DriveError::kIo;
+}
+
+DriveError DriveRequests::Complete(TextView path, TextView process,
+                                   const std::function<void()>& while_waiting) {
+  RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kBackupComplete, path);
+  record.SetProcessName(process);
+  const auto reply =
+      ReplyOf<StatusWord>(channel_.Submit(DriveQueue::kTransfer, record, {}, {}, while_waiting),
+                          IOCTL_TRANSFER_STATUS_REPLY);
+  return reply ? DriveError::kNone : DriveError::kIo;
+}
+
+std::optional<StatusWord> DriveRequests::SubmitForStatus(DriveQueue queue,
+                                                         const RequestRecord& record) {
+  const uint32_t code =
+      queue == DriveQueue::kInfo ? IOCTL_NAMESPACE_REPLY : IOCTL_TRANSFER_STATUS_REPLY;
+  return ReplyOf<StatusWord>(channel_.Submit(queue, record, {}, {}, {}), code);
+}
+
+DriveError DriveRequests::MakeFolder(TextView path) {
+  const auto status = SubmitForStatus(
+      DriveQueue::kTransfer, MakeRecord(MajorCode::kBackup, MinorCode::kCreateDirectory, path));
+  return status == kNamespaceSuccess ? DriveError::kNone : DriveError::kIo;
+}
+
+DriveError DriveRequests::Delete(TextView path, TextView process) {
+  RequestRecord record = MakeRecord(MajorCode::kDelete, MinorCode::kNone, path);
+  record.SetProcessName(process);
+  const auto status = SubmitForStatus(DriveQueue::kInfo, record);
+  return status == kNamespaceSuccess ? DriveError::kNone : DriveError::kIo;
+}
+
+DriveError DriveRequests::Rename(TextView from, TextView to, bool replace, TextView drive_letter,
+                                 TextView process) {
+  RequestRecord record = MakeRecord(MajorCode::kRename,
+                                    replace ? MinorCode::kReplaceOnRename : MinorCode::kNone, from);
+  record.SetSecondPath(Text(u"\\??\\").append(drive_letter).append(to));
+  record.SetProcessName(process);
+  const auto status = SubmitForStatus(DriveQueue::kInfo, record);
+  if (status == kNamespaceSuccess) return DriveError::kNone;
+  return status == kNamespaceTargetExists ? DriveError::kExists : DriveError::kIo;
+}
+
+}  // namespace zv

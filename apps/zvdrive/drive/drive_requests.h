@@ -1,0 +1,77 @@
+// The driver's requests, each as one call: fills the record, waits for the worker, reads the reply.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "apps/zvdrive/drive/drive_error.h"
+#include "apps/zvdrive/drive/request_channel.h"
+#include "platform/clock.h"
+#include "platform/text.h"
+
+namespace zv {
+
+inline constexpr size_t kLargestBlock = 1 << 20;  // bytes of one transfer step
+
+struct NodeInfo {
+  bool is_folder = false;
+  int64_t size = 0;  // bytes
+  Seconds1601 created;
+  Seconds1601 modified;
+};
+
+struct NamedNode {
+  Text name;
+  NodeInfo info;
+};
+
+struct VolumeSize {
+  int64_t quota_mib = 0;
+  int64_t used_mib = 0;
+};
+
+// Any thread.
+class DriveRequests {
+ public:
+  explicit DriveRequests(RequestChannel& channel) : channel_(channel) {}
+
+  // Everything in a folder but "." and "..". A walk that does not even yield "." is kIo: the worker
+  // could not list it. The caller sees to it that one walk ends before another begins: another
+  // folder's request would replace the worker's loaded listing.
+  DriveResult<std::vector<NamedNode>> Walk(TextView folder);
+  // nullopt: absent, failed or unreachable alike.
+  std::optional<NodeInfo> QueryInfo(TextView path);
+  DriveResult<VolumeSize> Volume();
+
+  // Bytes read. The caller keeps the range within the file.
+  DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into);
+  // Stores one block and makes sure that it was stored. begin: the file begins anew with this block
+  // (offset 0 only).
+  DriveError Write(TextView path, int64_t offset, std::span<const std::byte> block, bool begin);
+  // A file without data.
+  DriveError WriteEmptyFile(TextView path, TextView process);
+  // The file is complete; returns when the worker has done what it could to send it.
+  DriveError Complete(TextView path, TextView process, const std::function<void()>& while_waiting);
+
+  DriveError MakeFolder(TextView path);
+  // Folders with everything beneath them.
+  DriveError Delete(TextView path, TextView process);
+  // kExists when the target exists and replace is false.
+  DriveError Rename(TextView from, TextView to, bool replace, TextView drive_letter,
+                    TextView process);
+
+ private:
+  std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
+  std::optional<TransferReply> SubmitBlock(TextView path, int64_t offset,
+                                           std::span<const std::byte> block, bool begin);
+
+  RequestChannel& channel_;
+  // The worker reports a block that failed by refusing the next one, of whatever file.
+  std::mutex block_mutex_;
+};
+
+}  // namespace zv

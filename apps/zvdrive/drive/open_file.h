@@ -1,0 +1,34 @@
+// One file in use on the drive, shared by everyone who has it open.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "platform/text.h"
+
+namespace zv {
+
+struct OpenFile {
+  // Guards what is below the line, and keeps the file's blocks, completion, renames and deletes in
+  // order.
+  std::mutex mutex;
+
+  // Changed with the drive's own lock and the mutex both held; read with either.
+  Text path;
+  int open_count = 0;  // guarded by the drive's own lock
+  std::atomic<int64_t> size = 0;
+  std::atomic<int64_t> modified = 0;  // seconds since 1601
+
+  // ---
+  // Made or emptied here, and no block of it was stored since: its next block begins it anew.
+  bool begins_anew = false;
+  // The whole content is in the cache and belongs to this session: blocks can be laid over it.
+  bool content_is_ours = false;
+  // Something was written that the worker was not yet told to send.
+  bool has_unsent = false;
+  // Deleted from under its users: nothing of it is sent any more.
+  bool is_gone = false;
+};
+
+}  // namespace zv

@@ -1,0 +1,38 @@
+// How the drive reaches the worker: request records in, reply records out.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+
+#include "driver/protocol.h"
+
+namespace zv {
+
+enum class DriveQueue { kInfo, kTransfer };
+
+struct ChannelReply {
+  uint32_t code = 0;                     // control code of the reply
+  std::array<std::byte, 1112> record{};  // the reply record, from its first byte
+  size_t record_size = 0;                // bytes of it
+  size_t data_size = 0;                  // bytes that a restore put into `into`
+};
+
+class RequestChannel {
+ public:
+  virtual ~RequestChannel() = default;
+
+  // Queues a request and waits for its end. block: what a backup step hands over. into: where a
+  // restore's bytes go, at most its size. while_waiting (may be empty) is called now and then on
+  // this thread. nullopt: no reply will come (the handler failed, or the worker is gone). Any
+  // thread; requests of one queue are served in the order of their submission.
+  virtual std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
+                                             std::span<const std::byte> block,
+                                             std::span<std::byte> into,
+                                             const std::function<void()>& while_waiting) = 0;
+};
+
+}  // namespace zv

@@ -1,0 +1,128 @@
+// The drive as a file system sees it: turns its operations into the driver's requests and keeps
+// what a driver must keep - what walks taught, the state of open files, the order of requests for
+// one file.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "apps/zvdrive/drive/drive_error.h"
+#include "apps/zvdrive/drive/drive_host.h"
+#include "apps/zvdrive/drive/drive_requests.h"
+#include "apps/zvdrive/drive/name_guard.h"
+#include "apps/zvdrive/drive/open_file.h"
+#include "apps/zvdrive/drive/walk_cache.h"
+
+namespace zv {
+
+struct DriveOptions {
+  Text drive_letter = u"Z:";
+  // How long a walk answers the look-ups and listings that follow it.
+  std::chrono::milliseconds walk_lifetime{2000};
+};
+
+// The largest file that the worker serves rightly, bytes.
+inline constexpr int64_t kLargestFile = 0x7FFFFFFF;
+
+using FileHandle = std::shared_ptr<OpenFile>;
+
+struct OpenedFile {
+  FileHandle file;
+  // The content is the one that was read before: pages kept by the system still hold.
+  bool is_unchanged = false;
+};
+
+// Paths: "\Docs\a.txt"; the root is "\". process: image name of the program that asks. Any thread
+// may call any member; calls for one file take turns.
+class VirtualDrive {
+ public:
+  VirtualDrive(RequestChannel& channel, DriveHost& host, DriveOptions options);
+
+  DriveResult<NodeInfo> Look(TextView path);
+  DriveResult<std::vector<NamedNode>> List(TextView folder);
+  DriveResult<VolumeSize> Volume() { return requests_.Volume(); }
+
+  // --- files
+  DriveResult<OpenedFile> Open(TextView path, bool empty_it);
+  // kExists when it exists.
+  DriveResult<OpenedFile> Create(TextView path);
+  DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
+  DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError Resize(OpenFile& file, int64_t size);
+  DriveError ResizePath(TextView path, int64_t size, TextView process);
+  // Sends what was written. kNotStored: it stays in the cache and is tried again later.
+  DriveError Flush(OpenFile& file, TextView process);
+  // Every Open and Create is followed by one Close.
+  DriveError Close(const FileHandle& file, TextView process);
+  // Sends the content of a file that an earlier session could not.
+  DriveError SendAgain(TextView path, TextView process);
+
+  // --- names
+  DriveError MakeFolder(TextView path);
+  DriveError RemoveFile(TextView path, TextView process);
+  DriveError RemoveFolder(TextView path, TextView process);
+  DriveError Rename(TextView from, TextView to, bool replace, TextView process);
+
+  // Something was changed beneath the drive's feet: the entry, or all of a folder's, must be asked
+  // for anew.
+  void Invalidate(TextView path);
+
+ private:
+  using Nodes = WalkCache::Nodes;
+
+  // nullopt: no fresh walk of the parent can tell.
+  std::optional<DriveResult<NodeInfo>> LookInFreshWalk(TextView path);
+  // Makes sure that the folder's walk is fresh; always_ask: even if it already is.
+  DriveError WalkFolder(TextView folder, bool always_ask);
+  bool Claim(TextView path, bool is_folder);
+  void Remember(const OpenFile& file);
+
+  FileHandle Acquire(TextView path, const NodeInfo& info);
+  void Release(const FileHandle& file);
+  std::vector<FileHandle> OpenWithin(TextView path) const;
+
+  // The following are called with the file's own mutex held.
+  DriveResult<bool> BringUpToDate(OpenFile& file);
+  DriveError BringContentIn(OpenFile& file);
+  DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError BeginAnew(OpenFile& file);
+  DriveError Shrink(OpenFile& file, int64_t size);
+  DriveError SendWhole(OpenFile& file, TextView process);
+  DriveError SendEmpty(OpenFile& file, TextView process);
+  DriveError Send(OpenFile& file, TextView process);
+  DriveError WriteLocked(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError ResizeLocked(OpenFile& file, int64_t size);
+
+  DriveError CheckRename(TextView from, const NodeInfo& source, TextView to, bool replace);
+  DriveError RenameLocked(TextView from, const NodeInfo& source, TextView to, bool replace,
+                          TextView process);
+  void TakeOverRename(TextView from, const NodeInfo& source, TextView to,
+                      std::span<const FileHandle> moved);
+  DriveError Remove(TextView path, TextView process);
+  void ForgetRemoved(TextView path);
+
+  DriveRequests requests_;
+  DriveHost& host_;
+  const DriveOptions options_;
+
+  mutable std::mutex mutex_;  // guards the next four; never held while a request is under way
+  WalkCache walks_;
+  NameGuard names_;
+  std::map<Text, FileHandle> open_files_;
+  // Of the cached content that a file's readers saw last.
+  std::unordered_map<Text, uint64_t> seen_versions_;
+
+  std::mutex walk_mutex_;  // one walk at a time
+  std::mutex
+      rename_mutex_;  // one rename or removal at a time: it holds the mutexes of several files
+};
+
+}  // namespace zv

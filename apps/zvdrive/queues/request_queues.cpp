@@ -1,0 +1,316 @@
+#include "apps/zvdrive/queues/request_queues.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+namespace zv {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The other side mostly answers within this time; going to sleep and being woken costs as much
+// again.
+constexpr std::chrono::microseconds kLookOut{60};
+constexpr std::chrono::milliseconds kNowAndThen{50};
+
+constexpr uint32_t kRefused = EINVAL;
+
+struct ReplyForm {
+  uint32_t code;
+  DriveQueue queue;
+  uint32_t input;   // bytes
+  uint32_t output;  // bytes
+};
+
+constexpr ReplyForm kReplyForms[] = {
+    {IOCTL_DIRECTORY_REPLY, DriveQueue::kInfo, sizeof(DirectoryEntry), 0},
+    {IOCTL_QUERY_INFO_REPLY, DriveQueue::kInfo, sizeof(DirectoryEntry), 0},
+    {IOCTL_NAMESPACE_REPLY, DriveQueue::kInfo, sizeof(StatusWord), 0},
+    {IOCTL_VOLUME_REPLY, DriveQueue::kInfo, sizeof(VolumeReply), 0},
+    {IOCTL_RESTORE_REPLY, DriveQueue::kTransfer, sizeof(TransferReply), 0},
+    {IOCTL_BACKUP_REPLY, DriveQueue::kTransfer, sizeof(TransferReply), sizeof(TransferReply)},
+    {IOCTL_TRANSFER_STATUS_REPLY, DriveQueue::kTransfer, sizeof(StatusWord), 0},
+};
+
+const ReplyForm* FindForm(uint32_t code) {
+  const auto* form = std::ranges::find(kReplyForms, code, &ReplyForm::code);
+  return form == std::end(kReplyForms) ? nullptr : form;
+}
+
+std::optional<DriveQueue> FetchedQueue(uint32_t code) {
+  if (code == IOCTL_GET_INFO_REQUEST) return DriveQueue::kInfo;
+  if (code == IOCTL_GET_TRANSFER_REQUEST) return DriveQueue::kTransfer;
+  return std::nullopt;
+}
+
+template <typename Ready>
+bool LookOut(Ready ready) {
+  const auto until = Clock::now() + kLookOut;
+  do {
+    for (int i = 0; i < 8; ++i) {
+      if (ready()) return true;
+      std::this_thread::yield();
+    }
+  } while (Clock::now() < until);
+  return false;
+}
+
+// The worker lives in this process, so its buffer's address holds here.
+std::byte* WorkerBuffer(const TransferReply& reply) {
+  return reinterpret_cast<std::byte*>(static_cast<uintptr_t>(reply.buffer));
+}
+
+RequestRecord EndRecord() {
+  RequestRecord record;
+  record.major = static_cast<uint32_t>(MajorCode::kEndPolling);
+  return record;
+}
+
+}  // namespace
+
+// Guarded by its queue's mutex, but for `done`.
+struct RequestQueues::Pending {
+  explicit Pending(Question&& asked) : question(std::move(asked)) {}
+
+  Question question;
+  ChannelReply reply;
+  RequestEnd end = RequestEnd::kTimedOut;
+  bool abandoned = false;  // who asked has left, and with it what the question refers to
+  std::atomic<bool> done = false;
+  std::condition_variable finished;
+};
+
+void RequestQueues::Wake(Queue& queue) {
+  queue.epoch.fetch_add(1, std::memory_order_release);
+  queue.changed.notify_all();
+}
+
+void RequestQueues::Finish(Pending& pending, RequestEnd end) {
+  pending.end = end;
+  pending.done.store(true, std::memory_order_release);
+  pending.finished.notify_all();
+}
+
+void RequestQueues::EndInFlight(Queue& queue, uint64_t file, RequestEnd end) {
+  const auto found = queue.in_flight.find(file);
+  if (found == queue.in_flight.end()) return;
+  Finish(*found->second, end);
+  queue.in_flight.erase(found);
+}
+
+RequestEnd RequestQueues::Ask(Question question, ChannelReply* reply) {
+  Queue& queue = QueueOf(question.queue);
+  const auto pending = std::make_shared<Pending>(std::move(question));
+  {
+    const std::lock_guard lock(queue.mutex);
+    if (queue.shut_down) return RequestEnd::kWorkerGone;
+    queue.requests.push_back(pending);
+    Wake(queue);
+  }
+  const RequestEnd end = Wait(queue, pending);
+  if (end == RequestEnd::kReplied) *reply = pending->reply;
+  return end;
+}
+
+RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
+  const Question& question = pending->question;
+  const auto is_done = [&] { return pending->done.load(std::memory_order_acquire); };
+  if (LookOut(is_done)) return pending->end;
+  const auto until =
+      question.patience ? Clock::now() + *question.patience : Clock::time_point::max();
+  std::unique_lock lock(queue.mutex);
+  while (!is_done() && Clock::now() < until) {
+    if (question.while_waiting) {
+      lock.unlock();
+      question.while_waiting();
+      lock.lock();
+      pending->finished.wait_for(lock, kNowAndThen, is_done);
+    } else if (question.patience) {
+      pending->finished.wait_until(lock, until, is_done);
+    } else {
+      pending->finished.wait(lock, is_done);
+    }
+  }
+  if (!is_done()) {
+    pending->abandoned = true;
+    std::erase(queue.requests, pending);
+  }
+  return pending->end;
+}
+
+std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const RequestRecord& record,
+                                                  std::span<const std::byte> block,
+                                                  std::span<std::byte> into,
+                                                  const std::function<void()>& while_waiting) {
+  size_t received = 0;
+  const auto take_data = [&](std::span<const std::byte> data) {
+    received = std::min(data.size(), into.size());
+    std::copy_n(data.begin(), received, into.begin());
+  };
+  ChannelReply reply;
+  const RequestEnd end =
+      Ask({queue, record, block, take_data, while_waiting, std::nullopt}, &reply);
+  if (end != RequestEnd::kReplied) return std::nullopt;
+  reply.data_size = received;
+  return reply;
+}
+
+void RequestQueues::EndPolling(DriveQueue which) {
+  Queue& queue = QueueOf(which);
+  const std::lock_guard lock(queue.mutex);
+  queue.ended = true;
+  Wake(queue);
+}
+
+void RequestQueues::RemoveDrive() {
+  for (Queue& queue : queues_) {
+    const std::lock_guard lock(queue.mutex);
+    queue.removed_handles = queue.open_handles;
+    Wake(queue);
+  }
+}
+
+void RequestQueues::StartDrive() {
+  for (Queue& queue : queues_) {
+    const std::lock_guard lock(queue.mutex);
+    queue.ended = false;
+  }
+}
+
+void RequestQueues::Shutdown() {
+  for (Queue& queue : queues_) {
+    const std::lock_guard lock(queue.mutex);
+    queue.shut_down = true;
+    queue.ended = true;
+    for (const PendingPtr& request : queue.requests) Finish(*request, RequestEnd::kWorkerGone);
+    queue.requests.clear();
+    for (const auto& [file, request] : queue.in_flight) Finish(*request, RequestEnd::kWorkerGone);
+    queue.in_flight.clear();
+    Wake(queue);
+  }
+}
+
+void RequestQueues::CancelFetches(DriveQueue which, uint32_t count) {
+  Queue& queue = QueueOf(which);
+  const std::lock_guard lock(queue.mutex);
+  queue.cancelled_fetches = count;
+  Wake(queue);
+}
+
+bool RequestQueues::WaitForFetch(DriveQueue which, std::chrono::milliseconds patience) {
+  Queue& queue = QueueOf(which);
+  std::unique_lock lock(queue.mutex);
+  return queue.idle.wait_for(lock, patience, [&] { return queue.waiting_fetches > 0; });
+}
+
+void RequestQueues::OpenHandle(uint64_t file) {
+  for (Queue& queue : queues_) {
+    const std::lock_guard lock(queue.mutex);
+    queue.open_handles.insert(file);
+  }
+}
+
+void RequestQueues::CloseHandle(uint64_t file) {
+  for (Queue& queue : queues_) {
+    const std::lock_guard lock(queue.mutex);
+    queue.open_handles.erase(file);
+    queue.removed_handles.erase(file);
+    EndInFlight(queue, file, RequestEnd::kWorkerGone);
+  }
+}
+
+// Fills the record if there is anything to hand out.
+bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) {
+  const bool removed = queue.removed_handles.contains(file);
+  if (!removed && !queue.requests.empty()) {
+    const PendingPtr request = std::move(queue.requests.front());
+    queue.requests.pop_front();
+    record = request->question.record;
+    queue.in_flight[file] = request;
+    return true;
+  }
+  if (removed || queue.ended) {
+    record = EndRecord();
+    return true;
+  }
+  return false;
+}
+
+uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record) {
+  std::unique_lock lock(queue.mutex);
+  EndInFlight(queue, file, RequestEnd::kNoReply);
+  while (true) {
+    if (queue.cancelled_fetches > 0) {
+      --queue.cancelled_fetches;
+      return ECANCELED;
+    }
+    if (HandOut(queue, file, record)) return 0;
+    const uint32_t seen = queue.epoch.load(std::memory_order_relaxed);
+    const auto has_changed = [&] { return queue.epoch.load(std::memory_order_acquire) != seen; };
+    ++queue.waiting_fetches;
+    queue.idle.notify_all();
+    lock.unlock();
+    LookOut(has_changed);
+    lock.lock();
+    queue.changed.wait(lock, has_changed);
+    --queue.waiting_fetches;
+  }
+}
+
+// Takes an accepted reply: copies data between the worker's buffer and who asked, unless they have
+// left.
+void RequestQueues::Answer(Pending& pending, uint32_t code, const void* in, uint32_t in_size,
+                           void* out) {
+  TransferReply transfer;
+  if (in_size == sizeof transfer) std::memcpy(&transfer, in, sizeof transfer);
+  if (code == IOCTL_BACKUP_REPLY) {
+    if (transfer.buffer && transfer.status == kTransferSuccess) {
+      const auto block = pending.abandoned ? std::span<const std::byte>() : pending.question.block;
+      const size_t size = std::min<size_t>(transfer.length, block.size());
+      std::copy_n(block.begin(), size, WorkerBuffer(transfer));
+      transfer.length = static_cast<uint32_t>(size);
+    }
+    std::memcpy(out, &transfer, sizeof transfer);
+  }
+  if (pending.abandoned) return;
+  if (code == IOCTL_RESTORE_REPLY && transfer.buffer && pending.question.take_data) {
+    pending.question.take_data({WorkerBuffer(transfer), transfer.length});
+  }
+}
+
+uint32_t RequestQueues::Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
+                                void* out, uint32_t out_size, uint32_t* returned) {
+  if (const auto fetched = FetchedQueue(code)) {
+    if (in_size != sizeof(RequestRecord) || out_size != sizeof(RequestRecord)) return kRefused;
+    RequestRecord record;
+    if (const uint32_t error = Fetch(QueueOf(*fetched), file, record)) return error;
+    std::memcpy(out, &record, sizeof record);
+    *returned = sizeof record;
+    return 0;
+  }
+  const ReplyForm* form = FindForm(code);
+  if (!form || in_size != form->input || out_size != form->output) return kRefused;
+  Queue& queue = QueueOf(form->queue);
+  const std::lock_guard lock(queue.mutex);
+  const auto found = queue.in_flight.find(file);
+  if (found == queue.in_flight.end()) return kRefused;
+  Pending& pending = *found->second;
+  if (code == IOCTL_RESTORE_REPLY) {
+    TransferReply transfer;
+    std::memcpy(&transfer, in, sizeof transfer);
+    if (transfer.length > pending.question.record.length_or_index) return kRefused;
+  }
+  // Before the copying: a backup's answer may go into the same buffer.
+  pending.reply.code = code;
+  pending.reply.record_size = in_size;
+  std::memcpy(pending.reply.record.data(), in, in_size);
+  Answer(pending, code, in, in_size, out);
+  *returned = out_size;
+  EndInFlight(queue, file, RequestEnd::kReplied);
+  return 0;
+}
+
+}  // namespace zv

@@ -1,0 +1,110 @@
+// The driver's two blocking request queues, within one process: what a drive asks for on one side,
+// what the worker's device calls fetch and answer on the other.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <span>
+
+#include "apps/zvdrive/drive/request_channel.h"
+#include "driver/protocol.h"
+
+namespace zv {
+
+enum class RequestEnd {
+  kReplied,
+  kNoReply,     // the worker fetched again without a reply: its handler failed
+  kWorkerGone,  // the handle that had fetched the request was closed, or the queues were shut down
+  kTimedOut,    // a request that nobody has fetched is withdrawn; a late reply is taken and dropped
+};
+
+// A request waits until a fetch takes it. From then on it is in flight on the handle that fetched
+// it, until a reply of its queue comes on that handle, the handle fetches from that queue again, or
+// it is closed.
+//
+// Any thread may call any member. The hand-over is quick: who waits looks out for a moment before
+// sleeping.
+class RequestQueues final : public RequestChannel {
+ public:
+  struct Question {
+    DriveQueue queue = DriveQueue::kInfo;
+    RequestRecord record;
+    std::span<const std::byte> block;  // what a backup step hands over
+    // Gets the bytes of a restore, on the worker's thread; may be empty.
+    std::function<void(std::span<const std::byte>)> take_data;
+    std::function<void()> while_waiting;                // called every now and then; may be empty
+    std::optional<std::chrono::milliseconds> patience;  // without limit when missing
+  };
+
+  // --- who asks
+  RequestEnd Ask(Question question, ChannelReply* reply);
+  std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
+                                     std::span<const std::byte> block, std::span<std::byte> into,
+                                     const std::function<void()>& while_waiting) override;
+
+  // --- who owns the drive
+  // From now on a fetch that finds no request, one that waits included, gets the end code.
+  void EndPolling(DriveQueue queue);
+  // The handles that are open now belong to a drive that is gone: whatever they fetch is the end
+  // code.
+  void RemoveDrive();
+  // A new drive: ends of polling are forgotten.
+  void StartDrive();
+  // Nobody will serve requests any more: those that are under way and all later ones end as
+  // kWorkerGone.
+  void Shutdown();
+  // The next fetches, so many, fail as a cancelled call does; fetches that wait fail now and count.
+  void CancelFetches(DriveQueue queue, uint32_t count);
+  // Waits until a fetch waits: the worker is idle there. False when `patience` runs out.
+  bool WaitForFetch(DriveQueue queue, std::chrono::milliseconds patience);
+
+  // --- the worker's device calls; `file` tells handles apart
+  void OpenHandle(uint64_t file);
+  void CloseHandle(uint64_t file);
+  // Fetches and replies. 0, or the error code of a call that is refused. returned: bytes written to
+  // out.
+  uint32_t Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
+                   uint32_t out_size, uint32_t* returned);
+
+ private:
+  struct Pending;
+  using PendingPtr = std::shared_ptr<Pending>;
+
+  struct Queue {
+    std::mutex mutex;
+    std::condition_variable changed;  // with every step of epoch
+    std::condition_variable idle;     // with every fetch that begins to wait
+    std::atomic<uint32_t> epoch = 0;
+    std::deque<PendingPtr> requests;
+    std::map<uint64_t, PendingPtr> in_flight;  // by handle
+    std::set<uint64_t> open_handles;
+    std::set<uint64_t> removed_handles;
+    uint32_t waiting_fetches = 0;
+    uint32_t cancelled_fetches = 0;
+    bool ended = false;
+    bool shut_down = false;
+  };
+
+  Queue& QueueOf(DriveQueue queue) { return queues_[static_cast<size_t>(queue)]; }
+  static void Wake(Queue& queue);
+  static void Finish(Pending& pending, RequestEnd end);
+  static void EndInFlight(Queue& queue, uint64_t file, RequestEnd end);
+  static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
+  static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
+  static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
+  static void Answer(Pending& pending, uint32_t code, const void* in, uint32_t in_size, void* out);
+
+  Queue queues_[2];
+};
+
+}  // namespace zv
