@@ -28,9 +28,9 @@ enum class ClearKind : uint32_t { kFile = 0, kFolder = 1, kFolderTree = 2 };
 // -1: no extension; 1: temporary; 2: an office lock file; 0: any other. Path with backslashes.
 int ClassifyFileName(TextView path);
 
-// Never shared between threads: each polling thread and each export call makes its own. Two objects work on
-// the same files without locks. No operation throws; failures are false or 0 with a line in "CacheDebug.txt".
-// Paths are server paths ("/Docs/a.txt") unless said otherwise.
+// Never shared between threads: each polling thread and each export call makes its own. Two objects
+// work on the same files without locks. No operation throws; failures are false or 0 with a line in
+// "CacheDebug.txt". Paths are server paths ("/Docs/a.txt") unless said otherwise.
 class CCache {
  public:
   CCache();
@@ -41,19 +41,22 @@ class CCache {
   // --- listings
   // Entry number index (from 1) of a folder, refreshed from the server when stale.
   bool GetCachedDirContents(TextView folder, int32_t index, DirectoryEntry* reply);
-  // Fetches a folder and rewrites its listing; entries (optional) receives the producer's own array.
+  // Fetches a folder and rewrites its listing; entries (optional) receives the producer's own
+  // array.
   bool CacheFolderContents(TextView folder, DirectoryEntry** entries = nullptr);
   bool ParseFileListFromCache(TextView listing_file);
   bool ParseSingleFromFile(TextView listing_file, int32_t index, DirectoryEntry* reply);
   bool ParseSingleResource(TextView listing_file, TextView path, DirectoryEntry* entry);
   bool GetCachedResourceDetails(TextView path, DirectoryEntry* entry);
-  // Drops old_path's record (empty new_path), renames it in place, or moves it into the current entry.
+  // Drops old_path's record (empty new_path), renames it in place, or moves it into the current
+  // entry.
   bool ParseDirContentsFromFile(TextView listing_file, TextView old_path, TextView new_path,
                                 bool* found = nullptr);
   bool UpdateCacheFileList(TextView path, const FindData& information);
   bool UpdateRootCacheFileList(TextView folder, FileTime time);
   bool AddFileEntryToCacheFile(TextView path);
-  // Forgets which folder was checked last and which listing is loaded, so that the next walk starts afresh.
+  // Forgets which folder was checked last and which listing is loaded, so that the next walk starts
+  // afresh.
   void ForgetFolderState();
   // Used and total bytes of the account.
   bool GetUsedSpaceDetails(int64_t* quota, int64_t* used);

@@ -1,4 +1,5 @@
-// Where the cache lives and how server paths are turned into the names of its files. Touches no disk.
+// Where the cache lives and how server paths are turned into the names of its files. Touches no
+// disk. Any thread.
 #pragma once
 
 #include "platform/text.h"
@@ -8,14 +9,25 @@ namespace zv {
 // Percent-encodes the characters that no file name may hold; everything else stays.
 Text EncodeCacheName(TextView text);
 
+// Parts of a server path. The parent is everything before the last "/" ("/" when that is empty),
+// the leaf everything after it; of a path without "/" all is leaf.
+Text PathParent(TextView path);
+TextView PathLeaf(TextView path);
+// Without one trailing "/".
+TextView WithoutTrailingSlash(TextView path);
+
 class CacheNames {
  public:
   // The cache folder of the account in the settings.
   CacheNames();
+  // folder ends with a backslash.
   explicit CacheNames(Text folder) : folder_(std::move(folder)) {}
 
   // Ends with a backslash.
   const Text& folder() const { return folder_; }
+  // The folder beside the cache folder for files that are not (yet) part of the cache: downloads
+  // and listings that are being written, the list of pending uploads. Ends with a backslash.
+  Text work_folder() const;
   // Listing file of a folder; "/", "" and a path's trailing "/" are taken care of.
   Text GetDirRecordName(TextView path) const;
   // Content file of a file; ends in "#".
@@ -24,8 +36,12 @@ class CacheNames {
   Text GetTimeFileName(TextView path) const;
 
  private:
+  Text PathTail(TextView path) const;
+
   Text folder_;
   Text prefix_ = u"ZV";
 };
+
+inline constexpr TextView kTimeFileSuffix = u".time";
 
 }  // namespace zv

@@ -9,7 +9,7 @@ namespace zv {
 
 // True also when the file cannot be created.
 bool SetFileTimeEntry(const CacheNames& names, TextView path, FileTime time);
-// False when the time file cannot be opened.
+// False when the time file cannot be opened or is cut short.
 bool GetFileTimeEntry(const CacheNames& names, TextView path, FileTime* time);
 // 1 when both are the same to the second in local time, else 0.
 uint32_t CompareFileTime(FileTime first, FileTime second);

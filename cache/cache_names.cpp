@@ -1,0 +1,82 @@
+#include "cache/cache_names.h"
+
+#include "config/folders.h"
+#include "config/settings.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr TextView kReserved = u"\"*/:<>?\\|";
+
+// Installed under Program Files, the cache lives outside it, in a product folder at the drive's
+// root.
+Text CacheBaseFolder() {
+  Text base = GetApplicationPath();
+  const size_t program_files = base.find(u"\\Program Files");
+  if (program_files == Text::npos) return base;
+  base.resize(program_files);
+  return base + u"\\Stratel Drive";
+}
+
+}  // namespace
+
+Text EncodeCacheName(TextView text) {
+  Text encoded;
+  encoded.reserve(text.size());
+  for (const char16_t unit : text) {
+    if (kReserved.find(unit) == TextView::npos) {
+      encoded += unit;
+    } else {
+      encoded += Format(u"%%%02X", static_cast<uint32_t>(unit));
+    }
+  }
+  return encoded;
+}
+
+Text PathParent(TextView path) {
+  const size_t slash = path.rfind(u'/');
+  if (slash == TextView::npos || slash == 0) return u"/";
+  return Text(path.substr(0, slash));
+}
+
+TextView PathLeaf(TextView path) {
+  const size_t slash = path.rfind(u'/');
+  return slash == TextView::npos ? path : path.substr(slash + 1);
+}
+
+TextView WithoutTrailingSlash(TextView path) {
+  if (path.ends_with(u'/')) path.remove_suffix(1);
+  return path;
+}
+
+CacheNames::CacheNames() {
+  const Text user_name = ReadSetting(kConnectionParameters, u"UserName");
+  folder_ = CacheBaseFolder() + Format(u"\\Cache@%s\\", user_name);
+}
+
+Text CacheNames::work_folder() const {
+  const TextView folder = TextView(folder_).substr(0, folder_.size() - 1);
+  const size_t leaf = folder.rfind(u'\\') + 1;
+  return Format(u"%sWork-%s\\", folder.substr(0, leaf), folder.substr(leaf));
+}
+
+Text CacheNames::PathTail(TextView path) const {
+  const Text flat = ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#');
+  return prefix_ + EncodeCacheName(flat);
+}
+
+Text CacheNames::GetDirRecordName(TextView path) const {
+  return Format(u"%sdir%c%s", folder_, u'#', PathTail(path));
+}
+
+Text CacheNames::GetFileRecordName(TextView path) const {
+  return Format(u"%sfile%c%s#", folder_, u'#', PathTail(path));
+}
+
+Text CacheNames::GetTimeFileName(TextView path) const {
+  const Text name = path.ends_with(u'/') ? GetDirRecordName(path) : GetFileRecordName(path);
+  return name + Text(kTimeFileSuffix);
+}
+
+}  // namespace zv
