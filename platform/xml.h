@@ -43,8 +43,9 @@ class XmlDocument {
   int32_t failure_code() const;
 
   // Loads a whole document in place of what was loaded before; false when it is not well formed (a
-  // prefix that is not declared counts as that), with nothing loaded. A document with a DOCTYPE is
-  // refused, too: no reply has one, and its entities could swell or reach out.
+  // prefix that is not declared counts as that where the system's parser minds it), with nothing
+  // loaded. A document with a DOCTYPE is refused, too: no reply has one, and its entities could
+  // swell or reach out.
   bool Load(TextView xml);
   // All nodes that the path selects, in the order of the text. Throws like SelectSingle.
   std::vector<XmlNode> Select(TextView path) const;

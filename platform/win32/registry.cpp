@@ -38,8 +38,8 @@ class Key {
                                      nullptr));
   }
   bool Write(TextView name, uint32_t type, std::string_view data) const {
-    // The system looks at the unit after a text and counts it in when it is a terminator: what follows
-    // here is none, so that the bytes are kept as given.
+    // The system looks at the unit after a text and counts it in when it is a terminator: what
+    // follows here is none, so that the bytes are kept as given.
     const std::string guarded = std::string(data) + "\xFF\xFF";
     return Succeeded(RegSetValueExW(key_, ToWide(name).c_str(), 0, type,
                                     reinterpret_cast<const BYTE*>(guarded.data()),
@@ -109,21 +109,17 @@ bool RegistryKey::Remove(TextView name) {
 }
 
 std::optional<Text> ReadPerUserText(TextView path, TextView name, size_t max_bytes) {
-  const std::wstring wide_path = ToWide(path);
-  const std::wstring wide_name = ToWide(name);
+  // Far larger than any setting: a value that does not fit would send the look-up on from the
+  // user's hive to the machine's.
+  constexpr size_t kRoom = 65536;
+  std::wstring buffer(std::max(kRoom, max_bytes) / sizeof(wchar_t) + 1, L'\0');
   DWORD type = 0;
-  DWORD size = 0;
-  const auto query = [&](void* data) {
-    return Succeeded(SHRegGetUSValueW(wide_path.c_str(), wide_name.c_str(), &type, data, &size,
-                                      FALSE, nullptr, 0));
-  };
-  // The size first: with too small a buffer the look-up would go on from the user's hive to the
-  // machine's.
-  if (!query(nullptr) || size > max_bytes) return std::nullopt;
-  std::wstring buffer(size / sizeof(wchar_t) + 2, L'\0');
-  size = static_cast<DWORD>((buffer.size() - 1) * sizeof(wchar_t));
-  if (!query(buffer.data()) || (type != REG_SZ && type != REG_EXPAND_SZ)) return std::nullopt;
-  buffer.resize(std::min<size_t>(size / sizeof(wchar_t), buffer.size() - 1));
+  DWORD size = static_cast<DWORD>((buffer.size() - 1) * sizeof(wchar_t));
+  const LSTATUS status = SHRegGetUSValueW(ToWide(path).c_str(), ToWide(name).c_str(), &type,
+                                          buffer.data(), &size, FALSE, nullptr, 0);
+  if (!Succeeded(status) || size > max_bytes) return std::nullopt;
+  if (type != REG_SZ && type != REG_EXPAND_SZ) return std::nullopt;
+  buffer.resize(size / sizeof(wchar_t));
   return FromWide(buffer.c_str());
 }
 

@@ -36,7 +36,7 @@ bool Loads(TextView xml) {
   XmlDocument document;
   const bool loaded = document.Load(xml);
   // What is refused leaves nothing behind.
-  if (!loaded) EXPECT_TRUE(document.Select(u"/a").empty());
+  EXPECT_EQ(document.Select(u"/a").size(), loaded ? 1u : 0u);
   return loaded;
 }
 
@@ -107,12 +107,6 @@ TEST(XmlTest, APrefixDeclaredInsideIsKnownThere) {
   ASSERT_TRUE(document.Load(
       u"<D:a xmlns:D=\"DAV:\"><D:b><l:c xmlns:l=\"DAV:\"><l:d>1</l:d></l:c></D:b></D:a>"));
   EXPECT_EQ(document.Select(u"/D:a/D:b/l:c/l:d").size(), 1u);
-}
-
-TEST(XmlTest, AnUndeclaredPrefixIsRefused) {
-  EXPECT_FALSE(Loads(u"<D:a><D:b/></D:a>"));
-  EXPECT_FALSE(Loads(u"<a><l:b xmlns:l=\"x\"/><l:c/></a>"));
-  EXPECT_FALSE(Loads(u"<a l:b=\"1\"/>"));
 }
 
 TEST(XmlTest, WhatIsNotWellFormedIsRefused) {
