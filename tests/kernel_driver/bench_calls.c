@@ -29,8 +29,8 @@ static NTSTATUS ApplyScript(const BenchScript* script, ULONG input) {
       zvfs.refuse_delete = script->value != 0;
       return STATUS_SUCCESS;
     case kBenchHideControl:
-      zvfs.hide_control = script->value != 0;
-      return STATUS_SUCCESS;
+      if (script->value != 0) UnlinkDevice(zvfs.control);
+      return script->value != 0 || LinkDevice(zvfs.control) ? STATUS_SUCCESS : STATUS_UNSUCCESSFUL;
     default:
       return STATUS_INVALID_PARAMETER;
   }

@@ -40,7 +40,7 @@ NTSTATUS CreateDrive(const WCHAR* dos_name, ULONG size) {
   if (size != DOS_NAME_BYTES || !IsDosName(dos_name)) return STATUS_INVALID_PARAMETER;
   if (zvfs.drive != NULL) return STATUS_OBJECT_NAME_COLLISION;
   ReapRemovedDrives();
-  WCHAR nt_name[32];
+  WCHAR nt_name[DEVICE_NAME_UNITS];
   FormatDeviceName(nt_name, zvfs.drive_number++);
   zvfs.drive = MakeDevice(kDriveDevice, nt_name, dos_name);
   if (zvfs.drive == NULL) return STATUS_INSUFFICIENT_RESOURCES;
@@ -51,9 +51,7 @@ NTSTATUS CreateDrive(const WCHAR* dos_name, ULONG size) {
 NTSTATUS RemoveDrive(void) {
   Device* device = zvfs.drive;
   if (device == NULL) return STATUS_NO_SUCH_DEVICE;
-  UNICODE_STRING link;
-  RtlInitUnicodeString(&link, device->dos_name);
-  IoDeleteSymbolicLink(&link);
+  UnlinkDevice(device);
   device->removed = TRUE;
   zvfs.drive = NULL;
   InsertTailList(&zvfs.removed, &device->link);

@@ -19,9 +19,26 @@ Handle* HandleOf(IRP* irp) {
   return (Handle*)IoGetCurrentIrpStackLocation(irp)->FileObject->FsContext;
 }
 
-Device* MakeDevice(enum DeviceKind kind, const WCHAR* nt_name, const WCHAR* dos_name) {
+BOOLEAN LinkDevice(Device* device) {
+  if (device->linked) return TRUE;
   UNICODE_STRING name;
   UNICODE_STRING link;
+  RtlInitUnicodeString(&name, device->nt_name);
+  RtlInitUnicodeString(&link, device->dos_name);
+  device->linked = (BOOLEAN)NT_SUCCESS(IoCreateSymbolicLink(&link, &name));
+  return device->linked;
+}
+
+void UnlinkDevice(Device* device) {
+  if (!device->linked) return;
+  UNICODE_STRING link;
+  RtlInitUnicodeString(&link, device->dos_name);
+  IoDeleteSymbolicLink(&link);
+  device->linked = FALSE;
+}
+
+Device* MakeDevice(enum DeviceKind kind, const WCHAR* nt_name, const WCHAR* dos_name) {
+  UNICODE_STRING name;
   DEVICE_OBJECT* object;
   RtlInitUnicodeString(&name, nt_name);
   if (!NT_SUCCESS(IoCreateDevice(zvfs.driver, sizeof(Device), &name, FILE_DEVICE_UNKNOWN, 0, FALSE,
@@ -32,8 +49,8 @@ Device* MakeDevice(enum DeviceKind kind, const WCHAR* nt_name, const WCHAR* dos_
   device->object = object;
   device->kind = kind;
   for (ULONG i = 0; dos_name[i] != 0; ++i) device->dos_name[i] = dos_name[i];
-  RtlInitUnicodeString(&link, device->dos_name);
-  if (!NT_SUCCESS(IoCreateSymbolicLink(&link, &name))) {
+  for (ULONG i = 0; nt_name[i] != 0; ++i) device->nt_name[i] = nt_name[i];
+  if (!LinkDevice(device)) {
     IoDeleteDevice(object);
     return NULL;
   }
@@ -43,17 +60,11 @@ Device* MakeDevice(enum DeviceKind kind, const WCHAR* nt_name, const WCHAR* dos_
 }
 
 void UnmakeDevice(Device* device) {
-  UNICODE_STRING link;
-  if (!device->removed) {
-    RtlInitUnicodeString(&link, device->dos_name);
-    IoDeleteSymbolicLink(&link);
-  }
+  UnlinkDevice(device);
   IoDeleteDevice(device->object);
 }
 
 static NTSTATUS OpenHandle(Device* device, IRP* irp) {
-  if (device->removed || (device->kind == kControlDevice && zvfs.hide_control))
-    return STATUS_NO_SUCH_DEVICE;
   Handle* handle = (Handle*)AllocateZeroed(sizeof(Handle));
   if (handle == NULL) return STATUS_INSUFFICIENT_RESOURCES;
   handle->device = device;
@@ -101,7 +112,10 @@ static NTSTATUS NTAPI DispatchControl(DEVICE_OBJECT* object, IRP* irp) {
   NTSTATUS status;
   ExAcquireFastMutex(&zvfs.lock);
   Handle* handle = HandleOf(irp);
-  if (handle->device->kind == kBenchDevice)
+  // Not every system lets an open fail because the driver failed it.
+  if (handle == NULL)
+    status = STATUS_INVALID_HANDLE;
+  else if (handle->device->kind == kBenchDevice)
     status = BenchControl(irp, &information);
   else
     status = WorkerCall(handle, irp, &information);

@@ -28,6 +28,7 @@
 #define DOS_PREFIX_UNITS 12
 #define LENGTH_OFFSET 8  // of the step's length in a request record
 #define MAJOR_END 0xFFFFFFFFu
+#define DEVICE_NAME_UNITS 32
 #define QUEUES 2
 #define ZVFS_TAG 0x7366565Au  // "ZVfs", of pool memory
 
@@ -45,7 +46,9 @@ typedef struct Device {
   DEVICE_OBJECT* object;
   enum DeviceKind kind;
   BOOLEAN removed;
+  BOOLEAN linked;  // its DOS name can be opened
   BenchUse use;
+  WCHAR nt_name[DEVICE_NAME_UNITS];
   WCHAR dos_name[BENCH_NAME_UNITS];
 } Device;
 
@@ -81,7 +84,6 @@ typedef struct State {
   ULONG refuse_replies;
   BOOLEAN refuse_create;
   BOOLEAN refuse_delete;
-  BOOLEAN hide_control;
 } State;
 
 extern State zvfs;
@@ -91,6 +93,8 @@ void* AllocateZeroed(SIZE_T size);
 void CompleteRequest(IRP* irp, NTSTATUS status, ULONG_PTR information);
 Handle* HandleOf(IRP* irp);
 Device* MakeDevice(enum DeviceKind kind, const WCHAR* nt_name, const WCHAR* dos_name);
+BOOLEAN LinkDevice(Device* device);
+void UnlinkDevice(Device* device);
 void UnmakeDevice(Device* device);
 
 // drive.c
