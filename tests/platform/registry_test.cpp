@@ -6,13 +6,13 @@
 
 #include "platform/error.h"
 #include "platform/registry_testing.h"
-#include "tests/platform/child_process.h"
+#include "tests/platform/second_process.h"
 #include "tests/platform/system_fixture.h"
 
 namespace zv {
 namespace {
 
-using testing::ChildProcess;
+using testing::SecondProcess;
 using testing::Stored;
 
 constexpr size_t kPlenty = 4096;
@@ -200,11 +200,11 @@ TEST_F(RegistryTest, ThreadsReadAndWriteAtOnce) {
 }
 
 TEST_F(RegistryTest, ProcessesWriteAtOnce) {
-  std::vector<ChildProcess> children;
+  std::vector<SecondProcess> children;
   for (const char* prefix : {"a", "b", "c", "d"}) {
     children.emplace_back(std::vector<std::string>{"write_registry_values", home_.name(), prefix});
   }
-  for (ChildProcess& child : children) EXPECT_EQ(child.Wait(), 0);
+  for (SecondProcess& child : children) EXPECT_EQ(child.Wait(), 0);
   RegistryKey key = Make(u"processes");
   for (const TextView prefix : {u"a", u"b", u"c", u"d"}) {
     for (int i = 0; i < kValuesEach; ++i) {

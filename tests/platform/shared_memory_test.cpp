@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tests/platform/child_process.h"
+#include "tests/platform/second_process.h"
 #include "tests/platform/system_fixture.h"
 
 namespace zv {
@@ -40,7 +40,7 @@ TEST_F(SharedMemoryTest, IsOneAlignedAddress) {
 
 TEST_F(SharedMemoryTest, AnotherProcessSharesTheBytesBothWays) {
   Bytes()[kQuestion] = kAsked;
-  testing::ChildProcess child({"answer_in_shared_memory", home_.name()});
+  testing::SecondProcess child({"answer_in_shared_memory", home_.name()});
   EXPECT_EQ(child.Wait(), 0);
   EXPECT_EQ(Bytes()[kAnswer], kAnswered);
   EXPECT_EQ(Bytes()[kQuestion], kAsked);

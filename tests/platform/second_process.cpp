@@ -1,4 +1,4 @@
-#include "tests/platform/child_process.h"
+#include "tests/platform/second_process.h"
 
 #include <utility>
 
@@ -50,18 +50,18 @@ int WaitFor(long long process) {
 
 }  // namespace
 
-ChildProcess::ChildProcess(std::vector<std::string> role_and_arguments) {
+SecondProcess::SecondProcess(std::vector<std::string> role_and_arguments) {
   std::vector<std::string> arguments = {"test", "--child"};
   for (std::string& argument : role_and_arguments) arguments.push_back(std::move(argument));
   process_ = Start(std::move(arguments));
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
+SecondProcess::SecondProcess(SecondProcess&& other) noexcept
     : process_(std::exchange(other.process_, -1)) {}
 
-ChildProcess::~ChildProcess() { Wait(); }
+SecondProcess::~SecondProcess() { Wait(); }
 
-int ChildProcess::Wait() {
+int SecondProcess::Wait() {
   const long long process = std::exchange(process_, -1);
   return process == -1 ? -1 : WaitFor(process);
 }
