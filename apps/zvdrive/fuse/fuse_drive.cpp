@@ -1,0 +1,344 @@
+#define FUSE_USE_VERSION 35
+
+#include "apps/zvdrive/fuse/fuse_drive.h"
+
+#include <fuse.h>
+#include <fuse_lowlevel.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+#include "apps/zvdrive/drive/drive_path.h"
+
+namespace zv {
+namespace {
+
+constexpr double kAttributeSeconds = 1.0;
+constexpr uint32_t kBlockSize = 4096;
+
+int ErrnoOf(DriveError error) {
+  switch (error) {
+    case DriveError::kNone:
+      return 0;
+    case DriveError::kNotFound:
+      return ENOENT;
+    case DriveError::kExists:
+      return EEXIST;
+    case DriveError::kIo:
+    case DriveError::kNotStored:
+      return EIO;
+    case DriveError::kTooBig:
+      return EFBIG;
+    case DriveError::kNotEmpty:
+      return ENOTEMPTY;
+    case DriveError::kIsFolder:
+      return EISDIR;
+    case DriveError::kNotFolder:
+      return ENOTDIR;
+    case DriveError::kInvalidName:
+    case DriveError::kIntoItself:
+      return EINVAL;
+    case DriveError::kNameTooLong:
+      return ENAMETOOLONG;
+    case DriveError::kNotUnique:
+      return ENOTUNIQ;
+    case DriveError::kNotPermitted:
+      return EPERM;
+  }
+  return EIO;
+}
+
+int Result(DriveError error) { return -ErrnoOf(error); }
+
+VirtualDrive& Drive() { return *static_cast<VirtualDrive*>(fuse_get_context()->private_data); }
+
+// A path of the mount as one of the drive; throws its errno when the drive cannot hold it.
+struct PathError {
+  int error;
+};
+Text DrivePath(const char* path) {
+  const Text text = FromUtf8(path);
+  if (ToUtf8(text) != path) throw PathError{EILSEQ};
+  if (text.find(u'\\') != Text::npos) throw PathError{EINVAL};
+  if (text.size() >= kPathUnits) throw PathError{ENAMETOOLONG};
+  return ReplaceAll(text, u'/', u'\\');
+}
+
+// The image name of the program that asks, as the system calls it.
+Text ProcessName() {
+  std::ifstream file("/proc/" + std::to_string(fuse_get_context()->pid) + "/comm");
+  std::string name;
+  std::getline(file, name);
+  return FromUtf8(name);
+}
+
+template <typename Body>
+int Answer(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const PathError& error) {
+    return -error.error;
+  } catch (const std::bad_alloc&) {
+    return -ENOMEM;
+  } catch (...) {
+    return -EIO;
+  }
+}
+
+// A handle that FUSE keeps for us between open and release.
+struct Handle {
+  FileHandle file;
+};
+Handle& HandleOf(const fuse_file_info* info) {
+  return *reinterpret_cast<Handle*>(static_cast<uintptr_t>(info->fh));
+}
+void KeepHandle(fuse_file_info* info, const OpenedFile& opened) {
+  info->fh = reinterpret_cast<uintptr_t>(std::make_unique<Handle>(opened.file).release());
+  info->keep_cache = opened.is_unchanged;
+}
+
+void FillStat(const NodeInfo& info, struct stat* out) {
+  std::memset(out, 0, sizeof *out);
+  out->st_mode = info.is_folder ? S_IFDIR | 0755 : S_IFREG | 0644;
+  out->st_nlink = info.is_folder ? 2 : 1;
+  out->st_uid = getuid();
+  out->st_gid = getgid();
+  out->st_size = info.size;
+  out->st_blksize = kBlockSize;
+  out->st_blocks = (info.size + 511) / 512;
+  // What the worker could not tell is the beginning of its calendar, not of the system's.
+  const auto unix_time = [](Seconds1601 time) { return std::max<int64_t>(0, ToUnix(time)); };
+  out->st_mtim.tv_sec = unix_time(info.modified);
+  out->st_ctim = out->st_atim = out->st_mtim;
+}
+
+int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
+  return Answer([&] {
+    const auto info = Drive().Look(DrivePath(path));
+    if (info) FillStat(info.value, out);
+    return Result(info.error);
+  });
+}
+
+int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse_file_info*,
+               fuse_readdir_flags flags) {
+  return Answer([&] {
+    const auto nodes = Drive().List(DrivePath(path));
+    if (!nodes) return Result(nodes.error);
+    const auto fill_flags =
+        static_cast<fuse_fill_dir_flags>((flags & FUSE_READDIR_PLUS) ? FUSE_FILL_DIR_PLUS : 0);
+    fill(buffer, ".", nullptr, 0, fuse_fill_dir_flags{});
+    fill(buffer, "..", nullptr, 0, fuse_fill_dir_flags{});
+    for (const NamedNode& node : nodes.value) {
+      struct stat attributes;
+      FillStat(node.info, &attributes);
+      fill(buffer, ToUtf8(node.name).c_str(), &attributes, 0, fill_flags);
+    }
+    return 0;
+  });
+}
+
+int OpenFileAt(const char* path, fuse_file_info* info) {
+  return Answer([&] {
+    const auto opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
+    if (opened) KeepHandle(info, opened.value);
+    return Result(opened.error);
+  });
+}
+
+int CreateFileAt(const char* path, mode_t, fuse_file_info* info) {
+  return Answer([&] {
+    auto opened = Drive().Create(DrivePath(path));
+    // Somebody else made it since the kernel looked.
+    if (opened.error == DriveError::kExists && !(info->flags & O_EXCL)) {
+      opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
+    }
+    if (opened) KeepHandle(info, opened.value);
+    return Result(opened.error);
+  });
+}
+
+int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_info* info) {
+  return Answer([&] {
+    size_t done = 0;
+    while (done < size) {
+      const auto count =
+          Drive().Read(*HandleOf(info).file, offset + static_cast<off_t>(done),
+                       std::as_writable_bytes(std::span(buffer + done, size - done)));
+      if (!count) return Result(count.error);
+      if (count.value == 0) break;
+      done += count.value;
+    }
+    return static_cast<int>(done);
+  });
+}
+
+int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
+  return Answer([&] {
+    const DriveError error =
+        Drive().Write(*HandleOf(info).file, offset, std::as_bytes(std::span(data, size)));
+    return error == DriveError::kNone ? static_cast<int>(size) : Result(error);
+  });
+}
+
+int Truncate(const char* path, off_t size, fuse_file_info* info) {
+  return Answer([&] {
+    return Result(info ? Drive().Resize(*HandleOf(info).file, size)
+                       : Drive().ResizePath(DrivePath(path), size, ProcessName()));
+  });
+}
+
+int FlushFile(const char*, fuse_file_info* info) {
+  return Answer([&] { return Result(Drive().Flush(*HandleOf(info).file, ProcessName())); });
+}
+
+int SyncFile(const char*, int, fuse_file_info* info) {
+  return Answer([&] { return Result(Drive().Flush(*HandleOf(info).file, ProcessName())); });
+}
+
+int ReleaseFile(const char*, fuse_file_info* info) {
+  return Answer([&] {
+    const std::unique_ptr<Handle> handle(&HandleOf(info));
+    return Result(Drive().Close(handle->file, ProcessName()));
+  });
+}
+
+int MakeFolderAt(const char* path, mode_t) {
+  return Answer([&] { return Result(Drive().MakeFolder(DrivePath(path))); });
+}
+
+int RemoveFileAt(const char* path) {
+  return Answer([&] { return Result(Drive().RemoveFile(DrivePath(path), ProcessName())); });
+}
+
+int RemoveFolderAt(const char* path) {
+  return Answer([&] { return Result(Drive().RemoveFolder(DrivePath(path), ProcessName())); });
+}
+
+int RenameAt(const char* from, const char* to, unsigned flags) {
+  return Answer([&] {
+    constexpr unsigned kNoReplace = 1;
+    if ((flags & ~kNoReplace) != 0) return -EINVAL;
+    return Result(Drive().Rename(DrivePath(from), DrivePath(to), flags == 0, ProcessName()));
+  });
+}
+
+// The server keeps its own times, owners and modes. Programs that set them after a copy are not to
+// fail.
+int SetTimes(const char*, const timespec[2], fuse_file_info*) { return 0; }
+int SetMode(const char*, mode_t, fuse_file_info*) { return 0; }
+int SetOwner(const char*, uid_t, gid_t, fuse_file_info*) { return 0; }
+
+int VolumeStat(const char*, struct statvfs* out) {
+  return Answer([&] {
+    const auto volume = Drive().Volume();
+    if (!volume) return Result(volume.error);
+    constexpr uint64_t kMebibyte = 1 << 20;
+    std::memset(out, 0, sizeof *out);
+    out->f_bsize = kMebibyte;
+    out->f_frsize = kMebibyte;
+    out->f_blocks = static_cast<fsblkcnt_t>(std::max<int64_t>(0, volume.value.quota_mib));
+    const auto used = static_cast<fsblkcnt_t>(std::max<int64_t>(0, volume.value.used_mib));
+    out->f_bfree = out->f_bavail = out->f_blocks > used ? out->f_blocks - used : 0;
+    out->f_namemax = 255;
+    return 0;
+  });
+}
+
+void* Initialise(fuse_conn_info* connection, fuse_config* config) {
+  connection->max_write = kLargestBlock;
+  connection->max_readahead = kLargestBlock;
+  connection->want |= connection->capable & (FUSE_CAP_READDIRPLUS | FUSE_CAP_ASYNC_READ);
+  connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO);
+  config->use_ino = 0;
+  config->entry_timeout = kAttributeSeconds;
+  config->attr_timeout = kAttributeSeconds;
+  config->negative_timeout = 0;
+  config->nullpath_ok = 1;
+  return fuse_get_context()->private_data;
+}
+
+fuse_operations Operations() {
+  fuse_operations operations{};
+  operations.getattr = GetAttributes;
+  operations.readdir = ReadFolder;
+  operations.open = OpenFileAt;
+  operations.create = CreateFileAt;
+  operations.read = ReadFile;
+  operations.write = WriteFile;
+  operations.truncate = Truncate;
+  operations.flush = FlushFile;
+  operations.fsync = SyncFile;
+  operations.release = ReleaseFile;
+  operations.mkdir = MakeFolderAt;
+  operations.unlink = RemoveFileAt;
+  operations.rmdir = RemoveFolderAt;
+  operations.rename = RenameAt;
+  operations.utimens = SetTimes;
+  operations.chmod = SetMode;
+  operations.chown = SetOwner;
+  operations.statfs = VolumeStat;
+  operations.init = Initialise;
+  return operations;
+}
+
+}  // namespace
+
+struct FuseMount::Impl {
+  fuse_operations operations = Operations();
+  struct fuse* fuse = nullptr;
+};
+
+std::string MissingForMount() {
+  if (access("/dev/fuse", F_OK) != 0) return "this machine has no FUSE (/dev/fuse is missing)";
+  if (access("/dev/fuse", R_OK | W_OK) != 0) return "this user may not open /dev/fuse";
+  if (getuid() != 0 && access("/usr/bin/fusermount3", X_OK) != 0) {
+    return "fusermount3 is missing (package fuse3)";
+  }
+  return {};
+}
+
+FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
+    : impl_(std::make_unique<Impl>()) {
+  std::string mount_options = "fsname=zvdrive,subtype=zvdrive,default_permissions,max_read=1048576";
+  if (options.allow_other) mount_options += ",allow_other";
+  if (options.read_only) mount_options += ",ro";
+  std::string program = "zvdrive", flag = "-o";
+  char* argv[] = {program.data(), flag.data(), mount_options.data(), nullptr};
+  fuse_args arguments = FUSE_ARGS_INIT(3, argv);
+  impl_->fuse = fuse_new(&arguments, &impl_->operations, sizeof impl_->operations, &drive);
+  fuse_opt_free_args(&arguments);
+  if (!impl_->fuse) throw std::runtime_error("FUSE refused the mount options");
+  if (fuse_mount(impl_->fuse, options.mount_point.c_str()) != 0) {
+    fuse_destroy(impl_->fuse);
+    throw std::runtime_error("cannot mount on " + options.mount_point);
+  }
+}
+
+FuseMount::~FuseMount() {
+  fuse_unmount(impl_->fuse);
+  fuse_destroy(impl_->fuse);
+}
+
+void FuseMount::Serve() {
+  fuse_loop_config config{};
+  config.clone_fd = 0;
+  config.max_idle_threads = 10;
+  fuse_loop_mt(impl_->fuse, &config);
+}
+
+// Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
+void FuseMount::Stop() { fuse_unmount(impl_->fuse); }
+
+void FuseMount::Invalidate(TextView path) {
+  fuse_invalidate_path(impl_->fuse, ToUtf8(ReplaceAll(path, u'\\', u'/')).c_str());
+}
+
+bool IsFuseCallInterrupted() { return fuse_get_context() != nullptr && fuse_interrupted() != 0; }
+
+}  // namespace zv

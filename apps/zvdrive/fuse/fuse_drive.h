@@ -1,0 +1,48 @@
+// The drive as a FUSE file system: each callback becomes a call of the drive, and its answer an
+// errno.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "apps/zvdrive/drive/drive_host.h"
+#include "apps/zvdrive/drive/virtual_drive.h"
+
+namespace zv {
+
+struct MountOptions {
+  std::string mount_point;  // an existing folder
+  bool allow_other = false;
+  bool read_only = false;
+};
+
+// Whether this machine can mount at all; empty, or what is missing, in words for a person.
+std::string MissingForMount();
+
+class FuseMount {
+ public:
+  // Mounts; throws std::runtime_error with a text for a person when that fails. The drive must
+  // outlive the mount.
+  FuseMount(VirtualDrive& drive, const MountOptions& options);
+  // Unmounts.
+  ~FuseMount();
+  FuseMount(const FuseMount&) = delete;
+  FuseMount& operator=(const FuseMount&) = delete;
+
+  // Serves until Stop is called or the folder is unmounted; several threads.
+  void Serve();
+  // Any thread.
+  void Stop();
+  // What stands under the path has changed: the system drops what it keeps of it. Any thread but
+  // those that serve.
+  void Invalidate(TextView path);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// Whether the program whose call this thread serves wants it to end (a signal came).
+bool IsFuseCallInterrupted();
+
+}  // namespace zv
