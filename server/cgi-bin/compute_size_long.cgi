@@ -20,8 +20,9 @@ percent_decoded() {
       text = $0; out = ""
       while ((at = index(text, "%")) > 0) {
         hex = tolower(substr(text, at + 1, 2))
-        if (hex in code) { out = out substr(text, 1, at - 1) code[hex]; text = substr(text, at + 3) }
-        else { out = out substr(text, 1, at); text = substr(text, at + 1) }
+        known = hex in code
+        out = out substr(text, 1, known ? at - 1 : at) (known ? code[hex] : "")
+        text = substr(text, at + (known ? 3 : 1))
       }
       printf "%s%s", (NR > 1 ? "\n" : ""), out text
     }'
@@ -36,7 +37,8 @@ is_right_password() {
   stored=$(awk -F: -v user="$user" '$1 == user { print substr($0, length($1) + 2) }' \
     "$ACCOUNT_PASSWORDS")
   [ -n "$stored" ] || return 1
-  [ "$stored" = "$(stored_form "$1")" ] || [ "$stored" = "$(stored_form "$(percent_decoded "$1")")" ]
+  [ "$stored" = "$(stored_form "$1")" ] ||
+    [ "$stored" = "$(stored_form "$(percent_decoded "$1")")" ]
 }
 
 case $QUERY_STRING in

@@ -1,8 +1,8 @@
 -- Quota and used space of an account, in whole mebibytes.
 --
--- The used space is the sum of the sizes of all files. Every folder's own sum is remembered together
--- with the folder's change time, in the memory shared by all Lua states of the one child process, so
--- that a listing costs one look at each folder, not at each file.
+-- The used space is the sum of the sizes of all files. Every folder's own sum is remembered
+-- together with the folder's change time, in the memory shared by all Lua states of the one child
+-- process, so that a listing costs one look at each folder, not at each file.
 
 local usage = {}
 
