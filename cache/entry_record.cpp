@@ -1,0 +1,84 @@
+#include "cache/entry_record.h"
+
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr TextView FormatOf(RecordFormat format) {
+  switch (format) {
+    case RecordFormat::kListing:
+      return u"%s%c%d%c%I64d%c%d%c%I64d%c%I64d\r\n";
+    case RecordFormat::kAppended:
+      return u"%s%c%d%c%I64d%c%ld%c%I64d%c%I64d\r\n";
+    case RecordFormat::kShortSize:
+      break;
+  }
+  return u"%s%c%d%c%ld%c%ld%c%I64d%c%I64d\r\n";
+}
+
+TextView TakeField(TextView* rest) {
+  const size_t end = rest->find(kRecordSeparator);
+  const TextView field = rest->substr(0, end);
+  *rest = end == TextView::npos ? TextView() : rest->substr(end + 1);
+  return field;
+}
+
+}  // namespace
+
+Text FormatRecord(RecordFormat format, const EntryFields& fields) {
+  constexpr char16_t kMark = kRecordSeparator;
+  return Format(FormatOf(format), fields.name, kMark, fields.directory_flag, kMark, fields.size,
+                kMark, fields.attributes, kMark, fields.creation_time, kMark, fields.change_time);
+}
+
+Text FormatRecord(const DirectoryEntry& entry) {
+  return FormatRecord(RecordFormat::kListing,
+                      {.name = entry.Name(),
+                       .directory_flag = static_cast<int32_t>(entry.directory_flag),
+                       .size = entry.size,
+                       .attributes = static_cast<int32_t>(entry.attributes),
+                       .creation_time = entry.creation_time,
+                       .change_time = entry.change_time});
+}
+
+bool RecordName(TextView line, TextView* name) {
+  const size_t end = line.find(kRecordSeparator);
+  if (end == TextView::npos) return false;
+  *name = line.substr(0, end);
+  return true;
+}
+
+bool ParseRecord(TextView line, DirectoryEntry* entry) {
+  TextView name;
+  if (!RecordName(line, &name)) return false;
+  TextView rest = line.substr(name.size() + 1);
+  *entry = {};
+  entry->SetName(name);
+  entry->directory_flag = static_cast<uint32_t>(ParseInt32(TakeField(&rest)));
+  entry->size = ParseInt64(TakeField(&rest));
+  entry->attributes = static_cast<uint32_t>(ParseInt32(TakeField(&rest)));
+  entry->kind = kListedEntryKind;
+  entry->creation_time = ParseInt64(TakeField(&rest));
+  entry->SetModified(ParseInt64(TakeField(&rest)));
+  return true;
+}
+
+std::string RootLineBytes() {
+  const TextView lines =
+      u".?1?0?0?12777135389?12777135389\r\n"
+      u"..?1?0?0?12777135389?12777135389\r\n";
+  // The count of units is taken for the count of bytes; readers are used to what that leaves.
+  return ToUtf16LeBytes(lines).substr(0, lines.size());
+}
+
+bool RecordLines::Next(TextView* line) {
+  if (rest_.empty()) return false;
+  const size_t end = rest_.find(u'\n');
+  *line = rest_.substr(0, end);
+  rest_ = end == TextView::npos ? TextView() : rest_.substr(end + 1);
+  if (line->empty()) rest_ = {};
+  return !line->empty();
+}
+
+}  // namespace zv

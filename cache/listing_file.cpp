@@ -1,0 +1,51 @@
+#include "cache/listing_file.h"
+
+#include "cache/work_file.h"
+#include "platform/error.h"
+
+namespace zv {
+namespace {
+
+std::recursive_mutex& ListingMutex() {
+  static std::recursive_mutex mutex;
+  return mutex;
+}
+
+bool WriteInPlace(TextView path, const std::string& bytes) {
+  File file = File::Open(path, Access::kReadWrite, Disposition::kCreateAlways);
+  if (!file) return false;
+  file.Write(bytes);
+  return true;
+}
+
+}  // namespace
+
+ListingLock::ListingLock() : lock_(ListingMutex()) {}
+
+std::optional<Text> ReadListing(TextView listing_file, Disposition disposition) {
+  const ListingLock lock;
+  const Access access =
+      disposition == Disposition::kOpenExisting ? Access::kRead : Access::kReadWrite;
+  File file = File::Open(listing_file, access, disposition);
+  if (!file) return std::nullopt;
+  return FromUtf16LeBytes(file.ReadAll());
+}
+
+bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView text) {
+  const ListingLock lock;
+  const std::string bytes = ToUtf16LeBytes(text);
+  // In place only where the system keeps a file that others have open from being replaced.
+  return ReplaceFileWhole(names, listing_file, bytes) || WriteInPlace(listing_file, bytes);
+}
+
+bool AppendToListing(TextView listing_file, TextView records, Disposition disposition) {
+  const ListingLock lock;
+  File file = File::Open(listing_file, Access::kReadWrite, disposition);
+  if (!file) return false;
+  file.Seek(file.Size() & ~int64_t{1});
+  file.Write(ToUtf16LeBytes(records));
+  file.Flush();
+  return true;
+}
+
+}  // namespace zv

@@ -1,0 +1,174 @@
+#include "cache/pending_uploads.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "cache/work_file.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+// One line for each path: kind, tab, seconds, tab, path, tab, reason, CR LF; UTF-16LE.
+constexpr char16_t kFieldEnd = u'\t';
+constexpr TextView kEscaped = u"%\t\r\n";
+
+std::mutex& ListMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+Text Escape(TextView text) {
+  Text out;
+  for (const char16_t unit : text) {
+    if (kEscaped.find(unit) == TextView::npos) {
+      out += unit;
+    } else {
+      out += Format(u"%%%02X", static_cast<uint32_t>(unit));
+    }
+  }
+  return out;
+}
+
+Text Unescape(TextView text) {
+  Text out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    bool replaced = false;
+    for (const char16_t unit : kEscaped) {
+      replaced = text.substr(i, 3) == Format(u"%%%02X", static_cast<uint32_t>(unit));
+      if (!replaced) continue;
+      out += unit;
+      i += 2;
+      break;
+    }
+    if (!replaced) out += text[i];
+  }
+  return out;
+}
+
+TextView TakeUntil(TextView* rest, TextView end_mark) {
+  const size_t end = std::min(rest->find(end_mark), rest->size());
+  const TextView part = rest->substr(0, end);
+  rest->remove_prefix(std::min(end + end_mark.size(), rest->size()));
+  return part;
+}
+
+PendingUpload ParseLine(TextView line) {
+  const TextView end_mark(&kFieldEnd, 1);
+  PendingUpload upload;
+  const int32_t kind = ParseInt32(TakeUntil(&line, end_mark));
+  if (kind == static_cast<int32_t>(PendingKind::kEmpty)) upload.kind = PendingKind::kEmpty;
+  if (kind == static_cast<int32_t>(PendingKind::kCacheOnly)) upload.kind = PendingKind::kCacheOnly;
+  upload.since = {ParseInt64(TakeUntil(&line, end_mark))};
+  upload.path = Unescape(TakeUntil(&line, end_mark));
+  upload.reason = Unescape(line);
+  return upload;
+}
+
+bool IsAtOrBeneath(TextView path, TextView top) {
+  if (!path.starts_with(top)) return false;
+  return path.size() == top.size() || path[top.size()] == u'/';
+}
+
+}  // namespace
+
+Text PendingUploads::FileName() const { return names_.work_folder() + u"pending.txt"; }
+
+std::vector<PendingUpload> PendingUploads::Read() const {
+  std::vector<PendingUpload> list;
+  File file = File::Open(FileName(), Access::kRead, Disposition::kOpenExisting);
+  if (!file) return list;
+  const Text text = FromUtf16LeBytes(file.ReadAll());
+  for (TextView rest = text; !rest.empty();) {
+    PendingUpload upload = ParseLine(TakeUntil(&rest, u"\r\n"));
+    if (!upload.path.empty()) list.push_back(std::move(upload));
+  }
+  return list;
+}
+
+bool PendingUploads::Write(const std::vector<PendingUpload>& list) const {
+  if (list.empty()) return RemoveFile(FileName()) || !FileExists(FileName());
+  Text text;
+  for (const PendingUpload& upload : list) {
+    text += Format(u"%d\t%I64d\t%s\t%s\r\n", static_cast<int32_t>(upload.kind), upload.since.value,
+                   Escape(upload.path), Escape(upload.reason));
+  }
+  return ReplaceFileWhole(names_, FileName(), ToUtf16LeBytes(text));
+}
+
+// change: takes the list, true when it changed it.
+template <typename Change>
+bool PendingUploads::Update(Change&& change) noexcept {
+  try {
+    const std::lock_guard lock(ListMutex());
+    std::vector<PendingUpload> list = Read();
+    return !change(list) || Write(list);
+  } catch (const Error& error) {
+    SetLastError(error.code());
+  } catch (const std::bad_alloc&) {
+    SetLastError(0);
+  }
+  return false;
+}
+
+std::vector<PendingUpload> PendingUploads::List() const {
+  try {
+    const std::lock_guard lock(ListMutex());
+    return Read();
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+bool PendingUploads::Contains(TextView path) const {
+  const auto list = List();
+  return std::any_of(list.begin(), list.end(),
+                     [&](const PendingUpload& upload) { return upload.path == path; });
+}
+
+bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {
+  return Update([&](std::vector<PendingUpload>& list) {
+    const auto known = std::find_if(
+        list.begin(), list.end(), [&](const PendingUpload& upload) { return upload.path == path; });
+    if (known == list.end()) {
+      list.push_back({Text(path), kind, ToSeconds(SystemTime()), Text(reason)});
+    } else {
+      known->kind = kind;
+      known->reason = reason;
+    }
+    return true;
+  });
+}
+
+bool PendingUploads::Remove(TextView path) {
+  return Update([&](std::vector<PendingUpload>& list) {
+    return std::erase_if(list, [&](const PendingUpload& each) { return each.path == path; }) > 0;
+  });
+}
+
+bool PendingUploads::RemoveTree(TextView path) {
+  return Update([&](std::vector<PendingUpload>& list) {
+    return std::erase_if(
+               list, [&](const PendingUpload& each) { return IsAtOrBeneath(each.path, path); }) > 0;
+  });
+}
+
+bool PendingUploads::Rename(TextView old_path, TextView new_path) {
+  if (old_path == new_path) return true;
+  return Update([&](std::vector<PendingUpload>& list) {
+    bool changed =
+        std::erase_if(list, [&](const PendingUpload& each) {
+          return IsAtOrBeneath(each.path, new_path) && !IsAtOrBeneath(each.path, old_path);
+        }) > 0;
+    for (PendingUpload& each : list) {
+      if (!IsAtOrBeneath(each.path, old_path)) continue;
+      each.path = Text(new_path) + each.path.substr(old_path.size());
+      changed = true;
+    }
+    return changed;
+  });
+}
+
+}  // namespace zv

@@ -1,0 +1,59 @@
+// The list of files whose contents are not on the server yet: what a host program shows and tries
+// again.
+//
+// It lives beside the cache folder and outlasts the process. A path is on it from the moment an
+// upload begins until the server's copy is verified, so that neither a failure nor a crash makes a
+// file fall into oblivion; the cache keeps such a file's content and its entry in the folder's
+// listing.
+#pragma once
+
+#include <vector>
+
+#include "cache/cache_names.h"
+#include "platform/clock.h"
+#include "platform/text.h"
+
+namespace zv {
+
+enum class PendingKind {
+  kContent,    // the content file waits to be sent: send it with TransferCachedFile
+  kEmpty,      // a file of zero bytes waits to be made: make it with BackupZeroFile
+  kCacheOnly,  // a sync account's temporary or lock file, which is never sent
+};
+
+struct PendingUpload {
+  Text path;  // server path, "/" first
+  PendingKind kind = PendingKind::kContent;
+  Seconds1601 since;  // of the first attempt
+  Text reason;  // why the last attempt failed; empty while one is under way or was cut off by a
+                // crash
+};
+
+// Any thread; objects are cheap and hold no state but the list's place. Nothing throws. Where a
+// change cannot be written, false is returned with LastError() set and the list is as it was.
+class PendingUploads {
+ public:
+  explicit PendingUploads(const CacheNames& names) : names_(names) {}
+
+  // In the order in which they were added. Empty when there is no list.
+  std::vector<PendingUpload> List() const;
+  bool Contains(TextView path) const;
+  // Adds a path, or gives one that is there another kind and reason.
+  bool Add(TextView path, PendingKind kind, TextView reason);
+  bool Remove(TextView path);
+  // A path and everything beneath it.
+  bool RemoveTree(TextView path);
+  // Of a path and everything beneath it; what was listed under the new name is gone.
+  bool Rename(TextView old_path, TextView new_path);
+
+ private:
+  Text FileName() const;
+  std::vector<PendingUpload> Read() const;
+  bool Write(const std::vector<PendingUpload>& list) const;
+  template <typename Change>
+  bool Update(Change&& change) noexcept;
+
+  CacheNames names_;
+};
+
+}  // namespace zv

@@ -1,0 +1,122 @@
+#include "cache/work_file.h"
+
+#include <atomic>
+#include <mutex>
+#include <random>
+#include <set>
+
+#include "platform/clock.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+// A download writes or gives up within seconds, so what lay still for this long belongs to no one.
+constexpr int64_t kLeftoverSeconds = 600;
+constexpr TextView kPartialPrefix = u"partial-";
+
+// Tells the files of this process from those of others.
+uint32_t ProcessMark() {
+  static const uint32_t mark = std::random_device()();
+  return mark;
+}
+
+Text NextUniqueMark() {
+  static std::atomic<uint32_t> next = 0;
+  return Format(u"%08X-%u", ProcessMark(), next++);
+}
+
+// FNV-1a: short, and the same for every process.
+Text NameHash(TextView name) {
+  uint64_t hash = 0xCBF29CE484222325;
+  for (const char16_t unit : name) hash = (hash ^ unit) * 0x100000001B3;
+  return Format(u"%08X%08X", static_cast<uint32_t>(hash >> 32), static_cast<uint32_t>(hash));
+}
+
+class ActivePartials {
+ public:
+  void Add(const Text& name) {
+    const std::lock_guard lock(mutex_);
+    names_.insert(name);
+  }
+  void Remove(const Text& name) {
+    const std::lock_guard lock(mutex_);
+    names_.erase(name);
+  }
+  bool Contains(const Text& name) {
+    const std::lock_guard lock(mutex_);
+    return names_.contains(name);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::set<Text> names_;
+};
+
+ActivePartials& Active() {
+  static ActivePartials active;
+  return active;
+}
+
+void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {
+  const Seconds1601 oldest{ToSeconds(SystemTime()).value - kLeftoverSeconds};
+  for (const FileInfo& info : ListFolder(folder)) {
+    if (info.is_folder || !info.name.starts_with(kPartialPrefix)) continue;
+    const bool left =
+        info.name.starts_with(same_file_prefix) || ToSeconds(info.last_write) < oldest;
+    if (left && !Active().Contains(folder + info.name)) RemoveFile(folder + info.name);
+  }
+}
+
+}  // namespace
+
+bool ReplaceFileWhole(const CacheNames& names, TextView path, std::string_view bytes) {
+  const Text folder = names.work_folder();
+  const Text scratch = Format(u"%swriting-%s", folder, NextUniqueMark());
+  File file = File::Open(scratch, Access::kWrite, Disposition::kCreateAlways);
+  if (!file) {
+    if (!MakeFolders(folder)) return false;
+    file = File::Open(scratch, Access::kWrite, Disposition::kCreateAlways);
+    if (!file) return false;
+  }
+  try {
+    file.Write(bytes);
+    file.Close();
+  } catch (...) {
+    file.Close();
+    RemoveFile(scratch);
+    throw;
+  }
+  if (MoveOver(scratch, path)) return true;
+  const uint32_t code = LastError();
+  RemoveFile(scratch);
+  SetLastError(code);
+  return false;
+}
+
+PartialFile::PartialFile(const CacheNames& names, TextView cache_file) : cache_file_(cache_file) {
+  const Text folder = names.work_folder();
+  MakeFolders(folder);
+  const Text prefix = Format(u"%s%s-", kPartialPrefix, NameHash(cache_file));
+  RemoveLeftovers(folder, prefix);
+  path_ = Format(u"%s%s%s", folder, prefix, NextUniqueMark());
+  Active().Add(path_);
+}
+
+PartialFile::~PartialFile() {
+  if (!path_.empty()) {
+    RemoveFile(path_);
+    Active().Remove(path_);
+  }
+}
+
+bool PartialFile::MoveIntoPlace() {
+  if (!MoveOver(path_, cache_file_)) return false;
+  Active().Remove(path_);
+  path_.clear();
+  return true;
+}
+
+}  // namespace zv
