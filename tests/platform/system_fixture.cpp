@@ -22,6 +22,7 @@ TemporaryHome::TemporaryHome() {
 }
 
 TemporaryHome::~TemporaryHome() {
+  SetHomeFolder(name_);  // the test may stand in another one
   RemoveSharedMemory();
   std::filesystem::remove_all(name_);
 }
