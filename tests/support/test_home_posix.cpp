@@ -14,7 +14,8 @@ struct TestHome::Impl {
 };
 
 TestHome::TestHome() : impl_(std::make_unique<Impl>()) {
-  impl_->folder = (std::filesystem::temp_directory_path() / "zvworker-test-XXXXXX").string();
+  impl_->folder =
+      (std::filesystem::temp_directory_path() / "zvworker-test-").string() + std::string(6, 'X');
   if (!mkdtemp(impl_->folder.data())) throw std::runtime_error("no temporary folder");
   setenv("ZVWORKER_HOME", impl_->folder.c_str(), 1);  // for processes that the test starts
   SetHomeFolder(impl_->folder);
