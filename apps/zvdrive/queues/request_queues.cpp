@@ -83,7 +83,9 @@ struct RequestQueues::Pending {
   std::condition_variable finished;
 };
 
+// Every fetch that waits will look again, and count itself anew if it goes on waiting.
 void RequestQueues::Wake(Queue& queue) {
+  queue.waiting_fetches = 0;
   queue.epoch.fetch_add(1, std::memory_order_release);
   queue.changed.notify_all();
 }
@@ -242,10 +244,10 @@ bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) 
 uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record) {
   std::unique_lock lock(queue.mutex);
   EndInFlight(queue, file, RequestEnd::kNoReply);
-  while (true) {
+  for (bool has_waited = false;; has_waited = true) {
     if (queue.cancelled_fetches > 0) {
       --queue.cancelled_fetches;
-      return ECANCELED;
+      return has_waited ? ECANCELED : EIO;
     }
     if (HandOut(queue, file, record)) return 0;
     const uint32_t seen = queue.epoch.load(std::memory_order_relaxed);
@@ -256,17 +258,14 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
     LookOut(has_changed);
     lock.lock();
     queue.changed.wait(lock, has_changed);
-    --queue.waiting_fetches;
   }
 }
 
-// Takes an accepted reply: copies data between the worker's buffer and who asked, unless they have
-// left.
-void RequestQueues::Answer(Pending& pending, uint32_t code, const void* in, uint32_t in_size,
-                           void* out) {
+// Copies between the worker's buffer and who asked, unless they have left.
+void RequestQueues::CopyData(Pending& pending, void* out) {
   TransferReply transfer;
-  if (in_size == sizeof transfer) std::memcpy(&transfer, in, sizeof transfer);
-  if (code == IOCTL_BACKUP_REPLY) {
+  std::memcpy(&transfer, pending.reply.record.data(), sizeof transfer);
+  if (pending.reply.code == IOCTL_BACKUP_REPLY) {
     if (transfer.buffer && transfer.status == kTransferSuccess) {
       const auto block = pending.abandoned ? std::span<const std::byte>() : pending.question.block;
       const size_t size = std::min<size_t>(transfer.length, block.size());
@@ -275,22 +274,14 @@ void RequestQueues::Answer(Pending& pending, uint32_t code, const void* in, uint
     }
     std::memcpy(out, &transfer, sizeof transfer);
   }
-  if (pending.abandoned) return;
-  if (code == IOCTL_RESTORE_REPLY && transfer.buffer && pending.question.take_data) {
+  const bool takes_data = pending.reply.code == IOCTL_RESTORE_REPLY && pending.question.take_data;
+  if (takes_data && transfer.buffer && !pending.abandoned) {
     pending.question.take_data({WorkerBuffer(transfer), transfer.length});
   }
 }
 
-uint32_t RequestQueues::Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
-                                void* out, uint32_t out_size, uint32_t* returned) {
-  if (const auto fetched = FetchedQueue(code)) {
-    if (in_size != sizeof(RequestRecord) || out_size != sizeof(RequestRecord)) return kRefused;
-    RequestRecord record;
-    if (const uint32_t error = Fetch(QueueOf(*fetched), file, record)) return error;
-    std::memcpy(out, &record, sizeof record);
-    *returned = sizeof record;
-    return 0;
-  }
+uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
+                              void* out, uint32_t out_size) {
   const ReplyForm* form = FindForm(code);
   if (!form || in_size != form->input || out_size != form->output) return kRefused;
   Queue& queue = QueueOf(form->queue);
@@ -307,10 +298,24 @@ uint32_t RequestQueues::Control(uint64_t file, uint32_t code, const void* in, ui
   pending.reply.code = code;
   pending.reply.record_size = in_size;
   std::memcpy(pending.reply.record.data(), in, in_size);
-  Answer(pending, code, in, in_size, out);
-  *returned = out_size;
+  CopyData(pending, out);
   EndInFlight(queue, file, RequestEnd::kReplied);
   return 0;
+}
+
+uint32_t RequestQueues::Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
+                                void* out, uint32_t out_size, uint32_t* returned) {
+  uint32_t error = 0;
+  if (const auto fetched = FetchedQueue(code)) {
+    if (in_size != sizeof(RequestRecord) || out_size != sizeof(RequestRecord)) return kRefused;
+    RequestRecord record;
+    error = Fetch(QueueOf(*fetched), file, record);
+    if (!error) std::memcpy(out, &record, sizeof record);
+  } else {
+    error = Reply(file, code, in, in_size, out, out_size);
+  }
+  *returned = error ? 0 : out_size;
+  return error;
 }
 
 }  // namespace zv

@@ -71,8 +71,8 @@ class RequestQueues final : public RequestChannel {
   // --- the worker's device calls; `file` tells handles apart
   void OpenHandle(uint64_t file);
   void CloseHandle(uint64_t file);
-  // Fetches and replies. 0, or the error code of a call that is refused. returned: bytes written to
-  // out.
+  // Fetches and replies. 0, or the error code of a call that is refused (EINVAL), failed at once
+  // (EIO) or while it waited (ECANCELED). returned: bytes written to out.
   uint32_t Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
                    uint32_t out_size, uint32_t* returned);
 
@@ -89,7 +89,7 @@ class RequestQueues final : public RequestChannel {
     std::map<uint64_t, PendingPtr> in_flight;  // by handle
     std::set<uint64_t> open_handles;
     std::set<uint64_t> removed_handles;
-    uint32_t waiting_fetches = 0;
+    uint32_t waiting_fetches = 0;  // since the last step of epoch
     uint32_t cancelled_fetches = 0;
     bool ended = false;
     bool shut_down = false;
@@ -102,7 +102,9 @@ class RequestQueues final : public RequestChannel {
   static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
-  static void Answer(Pending& pending, uint32_t code, const void* in, uint32_t in_size, void* out);
+  static void CopyData(Pending& pending, void* out);
+  uint32_t Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
+                 uint32_t out_size);
 
   Queue queues_[2];
 };

@@ -1,0 +1,210 @@
+#include "apps/zvdrive/account.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "config/folders.h"
+#include "config/secrets.h"
+#include "config/settings.h"
+#include "platform/error.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr TextView kDefaultDriveLetter = u"Z:";
+constexpr TextView kDefaultApplicationPath = u"C:\\ZVWorker";
+constexpr TextView kProxyPasswordPrefix = u"zvpxy:";  // six characters that reading drops
+
+struct Write {
+  TextView sub_key;
+  Text name;
+  Text value;
+};
+using Writes = std::vector<Write>;
+
+Text Flag(bool on) { return on ? u"1" : u"0"; }
+
+// The server stands in a value named by the user: a user named like a setting would overwrite it.
+bool IsSettingName(TextView user) {
+  const auto settings = AllSettings();
+  return std::any_of(settings.begin(), settings.end(), [&](const SettingInfo& setting) {
+    return setting.sub_key == kConnectionParameters && EqualsNoCase(setting.name, user);
+  });
+}
+
+std::string CheckIdentity(const AccountChanges& changes, TextView user, TextView server) {
+  if (changes.user && (user.empty() || user.find_first_of(u":/\\?#%; ") != Text::npos)) {
+    return "a user name is a word without blanks and without any of : / \\ ? # % ;";
+  }
+  if (changes.user && IsSettingName(user)) return "this user name is reserved";
+  if (changes.server && (server.empty() || server.find_first_of(u"/;: ") != Text::npos)) {
+    return "a server is a host name or an address, without scheme, port or path";
+  }
+  if (changes.server && user.empty()) return "a server needs a user: give --user as well";
+  // The stored form ends at the first ":", so that every later request would fail.
+  if (changes.password && changes.password->find(u':') != Text::npos) {
+    return "a password with \":\" cannot be stored; change it on the server first";
+  }
+  if (changes.password && user.empty()) return "a password needs a user: give --user as well";
+  return {};
+}
+
+std::string AddProxy(const AccountChanges& changes, Writes& writes) {
+  if (changes.proxy) {
+    const size_t colon = changes.proxy->rfind(u':');
+    const Text port = colon == Text::npos ? Text() : changes.proxy->substr(colon + 1);
+    const int32_t number = ParseInt32(port);
+    if (!changes.proxy->empty() && (colon == 0 || number < 1 || number > 65535)) {
+      return "a proxy is given as HOST:PORT";
+    }
+    writes.push_back({kConnectionParameters, u"ProxyName", changes.proxy->substr(0, colon)});
+    writes.push_back({kConnectionParameters, u"ProxyPort", port});
+  }
+  if (changes.proxy_user) {
+    writes.push_back({kConnectionParameters, u"ProxyUser", *changes.proxy_user});
+  }
+  if (changes.proxy_password) {
+    writes.push_back({kConnectionParameters, u"ProxyPass",
+                      ShiftSecret(Text(kProxyPasswordPrefix) + *changes.proxy_password)});
+  }
+  return {};
+}
+
+void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes) {
+  if (changes.user) {
+    writes.push_back({kConnectionParameters, u"UserName", user});
+    writes.push_back({kConnectionParameters, u"CurrentUser", user});
+  }
+  if (changes.server) {
+    writes.push_back({kConnectionParameters, user, *changes.server + u";"});
+    writes.push_back({kConnectionParameters, u"WebServer", *changes.server});
+    writes.push_back({kConnectionParameters, u"Appserver", *changes.server});
+  }
+  if (changes.password) {
+    writes.push_back(
+        {kConnectionParameters, u"Password", ShiftSecret(*changes.password + u":" + user)});
+    writes.push_back({kConnectionParameters, u"ZVSync_usr", user});
+    writes.push_back(
+        {kConnectionParameters, u"ZVSync_psd", ShiftSecret(*changes.password + u":" + user)});
+  }
+}
+
+void AddSwitches(const AccountChanges& changes, Writes& writes) {
+  const auto add_flag = [&](const std::optional<bool>& flag, TextView key, const char16_t* name) {
+    if (flag) writes.push_back({key, name, Flag(*flag)});
+  };
+  add_flag(changes.ssl, kConnectionParameters, u"SSL");
+  add_flag(changes.relay, kSettingsKey, u"Faster with Compression");
+  if (changes.sync) {
+    writes.push_back(
+        {kConnectionParameters, u"Account_Type", Text(*changes.sync ? kSyncAccount : TextView())});
+  }
+  if (changes.quota) {
+    writes.push_back({kConnectionParameters, u"Quota", Format(u"%I64d", *changes.quota)});
+  }
+  // A fresh account keeps its listings fresh unless told not to.
+  const bool cache_is_unset = ReadSetting(kSettingsKey, u"Intelligent Cache").empty();
+  add_flag(changes.cache    ? changes.cache
+           : cache_is_unset ? std::optional(true)
+                            : std::nullopt,
+           kSettingsKey, u"Intelligent Cache");
+  // The keys that the worker opens must exist.
+  if (!changes.relay && ReadSetting(kSettingsKey, u"Faster with Compression").empty()) {
+    writes.push_back({kSettingsKey, u"Faster with Compression", u"0"});
+  }
+}
+
+std::string AddPlaces(const AccountChanges& changes, Writes& writes) {
+  if (changes.drive_letter) {
+    const Text& letter = *changes.drive_letter;
+    const bool is_letter = letter.size() == 2 && letter[1] == u':' && ToLower(letter[0]) >= u'a' &&
+                           ToLower(letter[0]) <= u'z';
+    if (!is_letter) return "a drive letter is given as a letter and a colon, for example Z:";
+    writes.push_back({kConnectionParameters, u"Local Name", letter});
+  } else if (ReadSetting(kConnectionParameters, u"Local Name").empty()) {
+    writes.push_back({kConnectionParameters, u"Local Name", Text(kDefaultDriveLetter)});
+  }
+  if (changes.application_path || GetApplicationPath().empty()) {
+    writes.push_back({kApplicationKey, u"Application Path",
+                      changes.application_path.value_or(Text(kDefaultApplicationPath))});
+  }
+  if (ReadSetting(kConnectionParameters, u"UNC Server").empty()) {
+    writes.push_back({kConnectionParameters, u"UNC Server", u"cirrux"});
+    writes.push_back({kConnectionParameters, u"UNC Share", u"drive"});
+  }
+  return {};
+}
+
+std::string Row(const char* title, const std::string& value) {
+  std::string row = title;
+  row.resize(14, ' ');
+  return row + (value.empty() ? "-" : value) + "\n";
+}
+
+std::string YesNo(bool yes) { return yes ? "yes" : "no"; }
+
+}  // namespace
+
+std::string SetAccount(const AccountChanges& changes) {
+  const Text user = changes.user.value_or(ReadSetting(kConnectionParameters, u"UserName"));
+  if (std::string wrong = CheckIdentity(changes, user, changes.server.value_or(u""));
+      !wrong.empty()) {
+    return wrong;
+  }
+  if (changes.quota && *changes.quota < 0) return "a quota is a number of bytes, 0 or more";
+  Writes writes;
+  AddIdentity(changes, user, writes);
+  AddSwitches(changes, writes);
+  if (std::string wrong = AddProxy(changes, writes); !wrong.empty()) return wrong;
+  if (std::string wrong = AddPlaces(changes, writes); !wrong.empty()) return wrong;
+  for (const Write& write : writes) {
+    if (!WriteRegistryString(write.sub_key, write.name, write.value)) {
+      return "the setting \"" + ToUtf8(write.name) +
+             "\" cannot be written: " + ToUtf8(GetLastErrorText());
+    }
+  }
+  return {};
+}
+
+Account ReadAccount() {
+  Account account;
+  account.user = ReadSetting(kConnectionParameters, u"UserName");
+  account.is_sync = ReadAccountType() == kSyncAccount;
+  const Text server =
+      ReadSetting(kConnectionParameters, ReadSetting(kConnectionParameters, u"CurrentUser"));
+  account.server = account.is_sync ? ReadSetting(kConnectionParameters, u"WebServer")
+                                   : server.substr(0, server.find(u';'));
+  account.password = PasswordFromStored(ReadSetting(kConnectionParameters, u"Password"));
+  account.drive_letter = ReadSetting(kConnectionParameters, u"Local Name");
+  if (account.drive_letter.empty()) account.drive_letter = kDefaultDriveLetter;
+  account.remote_name = ReadSetting(kConnectionParameters, u"Remote Name");
+  if (account.remote_name.empty()) account.remote_name = u"\\\\cirrux\\drive";
+  return account;
+}
+
+std::string DescribeAccount() {
+  const Account account = ReadAccount();
+  const auto setting = [](const char16_t* name) {
+    return ToUtf8(ReadSetting(kConnectionParameters, name));
+  };
+  const bool ssl = ParseInt32(ReadSetting(kConnectionParameters, u"SSL")) != 0;
+  const bool relay = (ParseInt32(ReadSetting(kSettingsKey, u"Faster with Compression")) & 1) != 0;
+  const std::string proxy = setting(u"ProxyName");
+  std::string text;
+  text += Row("server", ToUtf8(account.server));
+  text += Row("user", ToUtf8(account.user));
+  text += Row("password", account.password.empty() ? "not set" : "set");
+  text += Row("type", account.is_sync ? "sync" : "ordinary");
+  text += Row("TLS", YesNo(ssl));
+  text += Row("relay", YesNo(relay));
+  text += Row("proxy", proxy.empty() ? "" : proxy + ":" + setting(u"ProxyPort"));
+  text += Row("proxy user", setting(u"ProxyUser"));
+  text += Row("quota", setting(u"Quota").empty() ? "" : setting(u"Quota") + " bytes");
+  text += Row("fresh cache", YesNo(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"));
+  text += Row("drive", ToUtf8(account.drive_letter));
+  text += Row("application", ToUtf8(GetApplicationPath()));
+  return text;
+}
+
+}  // namespace zv
