@@ -45,7 +45,7 @@ std::unique_ptr<DriverService> DriverService::Start(const std::wstring& file, st
     CloseServiceHandle(manager);
     return nullptr;
   }
-  std::unique_ptr<DriverService> started(new DriverService(manager, service));
+  auto started = std::make_unique<DriverService>(manager, service);
   if (!StartServiceW(service, 0, nullptr)) {
     error = Describe("StartService");
     return nullptr;

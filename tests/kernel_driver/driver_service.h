@@ -11,6 +11,8 @@ namespace zv::testing {
 
 class DriverService {
  public:
+  // Adopts open handles of the service manager and of the service.
+  DriverService(void* manager, void* service) : manager_(manager), service_(service) {}
   // Ends a driver that an earlier program left behind, then installs and starts the one of `file`
   // (a full path). Null on failure; the step and the system's error number go to `error`.
   static std::unique_ptr<DriverService> Start(const std::wstring& file, std::string& error);
@@ -24,7 +26,6 @@ class DriverService {
   DriverService& operator=(const DriverService&) = delete;
 
  private:
-  DriverService(void* manager, void* service) : manager_(manager), service_(service) {}
   void* manager_;
   void* service_;
 };

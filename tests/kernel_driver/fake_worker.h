@@ -2,16 +2,12 @@
 #ifndef TESTS_KERNEL_DRIVER_FAKE_WORKER_H_
 #define TESTS_KERNEL_DRIVER_FAKE_WORKER_H_
 
-#include <windows.h>
-
-#include <array>
 #include <cstdint>
-#include <cstring>
 #include <optional>
-#include <string>
 #include <utility>
 
 #include "driver/protocol.h"
+#include "platform/device.h"
 #include "tests/support/driver_bench.h"
 
 namespace zv::testing {
@@ -19,24 +15,20 @@ namespace zv::testing {
 // One handle on a device, closed with the object. Each call may come from any thread.
 class WorkerHandle {
  public:
-  static WorkerHandle Control() { return WorkerHandle(L"\\\\.\\ZVfs", CREATE_ALWAYS); }
-  static WorkerHandle Drive() { return WorkerHandle(L"\\\\.\\Y:", OPEN_EXISTING); }
-
-  ~WorkerHandle() { Close(); }
-  WorkerHandle(WorkerHandle&& other) noexcept
-      : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
-  WorkerHandle& operator=(WorkerHandle&& other) = delete;
-
-  bool IsOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
-  void Close() {
-    if (IsOpen()) CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+  static WorkerHandle Control() {
+    return WorkerHandle(kControlDeviceName, DeviceDisposition::kCreateAlways);
   }
+  static WorkerHandle Drive() {
+    return WorkerHandle(u"\\\\.\\Y:", DeviceDisposition::kOpenExisting);
+  }
+
+  bool IsOpen() const { return device_.has_value(); }
+  void Close() { device_.reset(); }
 
   bool Call(std::uint32_t code, const void* in, std::size_t in_size, void* out = nullptr,
             std::size_t out_size = 0) const {
-    DWORD returned = 0;
-    return DeviceIoControl(handle_, code, const_cast<void*>(in), static_cast<DWORD>(in_size), out,
-                           static_cast<DWORD>(out_size), &returned, nullptr) != 0;
+    return device_->Control(code, in, static_cast<std::uint32_t>(in_size), out,
+                            static_cast<std::uint32_t>(out_size));
   }
 
   // Waits for the next request; nullopt when the driver fails the fetch.
@@ -65,9 +57,9 @@ class WorkerHandle {
   }
 
  private:
-  WorkerHandle(const wchar_t* name, DWORD disposition)
-      : handle_(CreateFileW(name, 0, 0, nullptr, disposition, 0, nullptr)) {}
-  HANDLE handle_;
+  WorkerHandle(TextView name, DeviceDisposition disposition)
+      : device_(Device::Open(name, disposition)) {}
+  std::optional<Device> device_;
 };
 
 }  // namespace zv::testing

@@ -1,6 +1,8 @@
 // The other process of the driver's tests: what the driver must release when a process goes away.
 //   other_process worker   fetches one info request and waits for its end by force
 //   other_process tester   submits one info request and waits for its end by force
+#include <windows.h>
+
 #include <cstring>
 
 #include "tests/kernel_driver/fake_worker.h"
