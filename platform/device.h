@@ -19,11 +19,13 @@ class Device {
   Device& operator=(Device&& other) noexcept;
   ~Device();
 
-  // Opens a device such as "\\.\ZVfs" with no access rights and no sharing; nullopt with LastError().
+  // Opens a device such as "\\.\ZVfs" with no access rights and no sharing; nullopt with
+  // LastError().
   static std::optional<Device> Open(TextView name, DeviceDisposition disposition);
 
   // Synchronous and buffered. False when the driver refuses, with LastError(). Either buffer may be
-  // null with size 0; input and output may be one buffer. returned: bytes written to out, may be null.
+  // null with size 0; input and output may be one buffer. returned: bytes written to out, may be
+  // null.
   bool Control(uint32_t code, const void* in, uint32_t in_size, void* out, uint32_t out_size,
                uint32_t* returned = nullptr) const;
 

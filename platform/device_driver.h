@@ -21,8 +21,8 @@ class DeviceDriver {
   virtual void CloseDevice(uint64_t file) = 0;
 };
 
-// Names are case-blind and carry no "\\.\" ("ZVfs", "Y:"). Registering a name again replaces it; handles
-// that are open keep the driver they opened.
+// Names are case-blind and carry no "\\.\" ("ZVfs", "Y:"). Registering a name again replaces it;
+// handles that are open keep the driver they opened.
 void RegisterDeviceDriver(TextView name, std::shared_ptr<DeviceDriver> driver);
 void UnregisterDeviceDriver(TextView name);
 

@@ -1,7 +1,7 @@
-// The registry: keys under the current user, typed raw values, the per-user look-up, and the profile
-// (ini) text. On Linux: one SQLite store, <home>/registry.db, that several processes use at once; key
-// and value names are case-blind there, too.
-// Any thread, also at once; a RegistryKey belongs to one thread at a time.
+// The registry: keys under the current user, typed raw values, the per-user look-up, and the
+// profile (ini) text. On Linux: one SQLite store, <home>/registry.db, that several processes use at
+// once; key and value names are case-blind there, too. Any thread, also at once; a RegistryKey
+// belongs to one thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,8 @@ class RegistryKey {
   RegistryKey& operator=(RegistryKey&&) noexcept;
   ~RegistryKey();
 
-  // A key under the current user, for example u"Software\\Maker\\Product"; nullopt with LastError().
+  // A key under the current user, for example u"Software\\Maker\\Product"; nullopt with
+  // LastError().
   static std::optional<RegistryKey> Open(TextView path, KeyMode mode);
 
   // nullopt when the value is missing or its data is longer than max_bytes.
@@ -49,12 +50,13 @@ class RegistryKey {
   std::unique_ptr<Impl> impl_;
 };
 
-// The text of a value looked up in the user's hive first, then in the machine's; nullopt when it is in
-// neither, is no text or (with its terminator) is longer than max_bytes.
+// The text of a value looked up in the user's hive first, then in the machine's; nullopt when it is
+// in neither, is no text or (with its terminator) is longer than max_bytes.
 std::optional<Text> ReadPerUserText(TextView path, TextView name, size_t max_bytes);
 
-// An entry of an initialisation file ("[section]", "key=value"; names case-blind; UTF-16LE with byte-order
-// mark, or 8-bit text), cut at max_chars - 1 units; empty when the file, section or key is missing.
+// An entry of an initialisation file ("[section]", "key=value"; names case-blind; UTF-16LE with
+// byte-order mark, or 8-bit text), cut at max_chars - 1 units; empty when the file, section or key
+// is missing.
 Text ReadProfileText(TextView file, TextView section, TextView key, size_t max_chars);
 
 }  // namespace zv

@@ -1,5 +1,5 @@
-// The block of memory that every process loading the library shares: zero in the first process, kept
-// for later ones. No lock; bytes are what they are.
+// The block of memory that every process loading the library shares: zero in the first process,
+// kept for later ones. No lock; bytes are what they are.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@ namespace zv {
 inline constexpr size_t kSharedMemorySize = 4096;
 
 // The same address for the life of the process; at least kSharedMemorySize zero-initialised bytes,
-// aligned for any type. Windows: a shared section of the library's image. Linux: POSIX shared memory
-// of this user and home. When it cannot be had, private zeroed memory takes its place.
+// aligned for any type. Windows: a shared section of the library's image. Linux: POSIX shared
+// memory of this user and home. When it cannot be had, private zeroed memory takes its place.
 void* SharedMemory();
 
 }  // namespace zv

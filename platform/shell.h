@@ -1,5 +1,6 @@
-// The shell: change notifications, windows, broadcasts, special folders. Any thread. On Linux what is
-// sent is handed to the observer, when one is set (platform/shell_observer.h), and lost otherwise.
+// The shell: change notifications, windows, broadcasts, special folders. Any thread. On Linux what
+// is sent is handed to the observer, when one is set (platform/shell_observer.h), and lost
+// otherwise.
 #pragma once
 
 #include <cstdint>

@@ -16,7 +16,8 @@ TemporaryHome::~TemporaryHome() = default;
 void UseHome(const std::string&) {}
 #else
 TemporaryHome::TemporaryHome() {
-  name_ = (std::filesystem::temp_directory_path() / "zvworker-test-XXXXXX").string();
+  name_ =
+      (std::filesystem::temp_directory_path() / "zvworker-test-").string() + std::string(6, 'X');
   if (!mkdtemp(name_.data())) std::abort();
   SetHomeFolder(name_);
 }
