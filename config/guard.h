@@ -1,5 +1,5 @@
-// The one pattern by which a public operation fails closed: each kind of failure is caught apart and
-// handed to a handler that writes its line; the operation's neutral result is returned.
+// The one pattern by which a public operation fails closed: each kind of failure is caught apart
+// and handed to a handler that writes its line; the operation's neutral result is returned.
 #pragma once
 
 #include <new>
@@ -9,8 +9,8 @@
 
 namespace zv {
 
-// What was caught. text: the failure's own words, at most 260 units; for anything unknown the system's
-// text for the last error.
+// What was caught. text: the failure's own words, at most 260 units; for anything unknown the
+// system's text for the last error.
 struct Failure {
   enum class Kind { kMemory, kInternet, kFile, kOther, kUnknown };
   Kind kind = Kind::kUnknown;

@@ -14,8 +14,8 @@ enum class LogLevel : int32_t { kInformation = 0, kWarning = 1, kError = 2 };
 
 inline constexpr int64_t kLogSizeLimit = 204800;  // bytes
 
-// One log file of the process-wide log folder. Nothing throws; a line that cannot be written is lost.
-// Any number of objects, threads and processes may write to one file: whole lines interleave.
+// One log file of the process-wide log folder. Nothing throws; a line that cannot be written is
+// lost. Any number of objects, threads and processes may write to one file: whole lines interleave.
 class CLogEvent {
  public:
   // Fixes the log folder (<app data>\Log\) when it is still unknown. Opens nothing.

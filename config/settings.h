@@ -18,7 +18,8 @@ inline constexpr TextView kApplicationKey = u"\\Application";
 inline constexpr size_t kSettingBufferBytes = 1020;
 
 // Reads a text value of the product key + sub_key (a key path is cut at 254 units). True when it
-// exists, is of a text type and fits 1020 bytes with its terminator; otherwise false, value unchanged.
+// exists, is of a text type and fits 1020 bytes with its terminator; otherwise false, value
+// unchanged.
 bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value);
 // The same; an empty text when it cannot be read.
 Text ReadSetting(TextView sub_key, TextView value_name);

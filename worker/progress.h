@@ -8,17 +8,18 @@
 
 namespace zv {
 
-// Publishes a transfer's state. start_time: seconds since 1970, taken from UnixTime(); what has gone by
-// since is published as elapsed seconds. True when a cancel was asked for, which is cleared by that.
+// Publishes a transfer's state. start_time: seconds since 1970, taken from UnixTime(); what has
+// gone by since is published as elapsed seconds. True when a cancel was asked for, which is cleared
+// by that.
 bool SetProgressDetails(TransferKind kind, TextView name, uint32_t first_count,
                         uint32_t second_count, int64_t start_time);
 // Idle, an empty name and zeros.
 void PublishIdle();
 void ClearCancelRequest();
 
-// Reads the record. Each pointer may be null. mode 1: name (260 units) is an input, and the transfer of
-// that name (case-blind) is asked to cancel; otherwise it receives at most 259 units and a terminator.
-// Returns the kind, sign-extended; 0 when the comparison fails.
+// Reads the record. Each pointer may be null. mode 1: name (260 units) is an input, and the
+// transfer of that name (case-blind) is asked to cancel; otherwise it receives at most 259 units
+// and a terminator. Returns the kind, sign-extended; 0 when the comparison fails.
 int32_t ReadProgressDetails(char16_t* name, uint32_t* first_count, uint32_t* second_count,
                             uint32_t* elapsed_seconds, uint16_t mode);
 // Zeroes all 536 bytes.

@@ -1,0 +1,48 @@
+#include "config/folders.h"
+
+#include "config/guard.h"
+#include "config/settings.h"
+#include "platform/format.h"
+#include "platform/registry.h"
+#include "platform/shell.h"
+
+namespace zv {
+namespace {
+
+constexpr size_t kDriveRootUnits = 3;  // letter, colon, backslash
+constexpr size_t kQuotaTextUnits = 512;
+
+Text Quietly(Text (*body)()) {
+  return Guarded(Text(), body, [](const Failure&) {});
+}
+
+}  // namespace
+
+Text GetApplicationPath() { return ReadSetting(kApplicationKey, u"Application Path"); }
+
+Text GetAppDataFolder() {
+  return Quietly([] {
+    const Text local = LocalAppDataFolder();
+    return local.empty() ? Text() : Format(u"%s\\Orvelan\\Cirrux", local);
+  });
+}
+
+Text GetSyncFolderRoot() {
+  return Quietly([] {
+    const Text key = Text(kProductKey).append(kApplicationKey);
+    if (!RegistryKey::Open(key, KeyMode::kOpen)) return Text();
+    return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
+  });
+}
+
+int64_t GetSyncUsedQuota() {
+  return Guarded(
+      int64_t{0},
+      [] {
+        const Text file = Format(u"%s%s", GetSyncFolderRoot(), u"\\ZVCOMMON\\quota.ini");
+        return ParseInt64(ReadProfileText(file, u"ZVSYNC", u"ZVSyncUsedQuota", kQuotaTextUnits));
+      },
+      [](const Failure&) {});
+}
+
+}  // namespace zv

@@ -1,0 +1,81 @@
+#include "worker/host_services.h"
+
+#include <algorithm>
+
+#include "cache/time_file.h"
+#include "config/guard.h"
+#include "config/log.h"
+#include "platform/file.h"
+
+namespace zv {
+namespace {
+
+Text ServerPath(TextView drive_path) { return ReplaceAll(drive_path, u'\\', u'/'); }
+
+template <typename Result, typename Body>
+Result Quietly(Result neutral, Body&& body) {
+  return Guarded(neutral, std::forward<Body>(body), [](const Failure&) {});
+}
+
+// The end of the user log: enough for the lines of the transfer that is under way.
+Text UserLogTail() {
+  constexpr int64_t kTailBytes = 32768;
+  File file =
+      File::Open(CLogEvent(u"UserLog.txt").path(), Access::kRead, Disposition::kOpenExisting);
+  if (!file) return {};
+  const int64_t start = std::max<int64_t>(0, file.Size() - kTailBytes);
+  file.Seek(start - start % 2);
+  return FromUtf16LeBytes(file.ReadAll());
+}
+
+}  // namespace
+
+std::vector<PendingUpload> ListPendingUploads() {
+  return Quietly(std::vector<PendingUpload>(), [] { return PendingUploads(CacheNames()).List(); });
+}
+
+bool IsUploadPending(TextView drive_path) {
+  return Quietly(false,
+                 [&] { return PendingUploads(CacheNames()).Contains(ServerPath(drive_path)); });
+}
+
+bool IsUploadOverdue(TextView drive_path) {
+  return Quietly(false, [&] {
+    const Text path = ServerPath(drive_path);
+    const auto pending = PendingUploads(CacheNames()).List();
+    return std::any_of(pending.begin(), pending.end(), [&](const PendingUpload& upload) {
+      return upload.path == path && upload.kind != PendingKind::kCacheOnly;
+    });
+  });
+}
+
+void MarkUploadPending(TextView drive_path) {
+  Quietly(false, [&] {
+    return PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {});
+  });
+}
+
+uint64_t CachedContentVersion(TextView drive_path) {
+  return Quietly(uint64_t{0}, [&]() -> uint64_t {
+    const CacheNames names;
+    const Text path = ServerPath(drive_path);
+    FileTime time;
+    if (!FileExists(names.GetFileRecordName(path))) return 0;
+    return GetFileTimeEntry(names, path, &time) ? time.value : 0;
+  });
+}
+
+Text LastTransferTrouble(TextView name) {
+  return Quietly(Text(), [&] {
+    // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.
+    const Text log = UserLogTail();
+    const size_t found = log.rfind(Text(u" of file ").append(name).append(u" [retry count "));
+    if (found == Text::npos) return Text();
+    const size_t before = log.rfind(u'\n', found);
+    const size_t begin = before == Text::npos ? 0 : before + 1;
+    const size_t end = log.find(u'\r', found);
+    return log.substr(begin, end == Text::npos ? Text::npos : end - begin);
+  });
+}
+
+}  // namespace zv

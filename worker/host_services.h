@@ -1,0 +1,30 @@
+// What the host program in the worker's own process may ask beside the exports. Not exported by the
+// library. Any thread; nothing throws. Drive paths: "\Docs\a.txt".
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "cache/pending_uploads.h"
+#include "platform/text.h"
+
+namespace zv {
+
+// Files whose content the server does not have yet, oldest first; server paths.
+std::vector<PendingUpload> ListPendingUploads();
+// Whether the cache holds content of this file that the server does not have.
+bool IsUploadPending(TextView drive_path);
+// The same, without the files that are kept in the cache on purpose: sending failed, or is still to
+// come.
+bool IsUploadOverdue(TextView drive_path);
+// Notes before a file's first block is written that its content is the only one.
+void MarkUploadPending(TextView drive_path);
+
+// Changes whenever the file's cached content does; 0 while the cache holds none.
+uint64_t CachedContentVersion(TextView drive_path);
+
+// The user log's last line about a transfer of this name that failed or is tried again; empty when
+// there is none. name: as the progress record has it.
+Text LastTransferTrouble(TextView name);
+
+}  // namespace zv
