@@ -1,6 +1,7 @@
-// A second process for tests: this test program again, in a role of its own.
+// A program of the tests, run beside the test.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -8,18 +9,20 @@ namespace zv::testing {
 
 class ChildProcess {
  public:
-  // Starts this program as `--child ROLE ARGUMENT...`; an argument must not be empty or hold
-  // blanks.
-  explicit ChildProcess(std::vector<std::string> role_and_arguments);
-  ChildProcess(ChildProcess&&) noexcept;
-  ChildProcess& operator=(ChildProcess&&) = delete;
+  // program: file name without an ending, in the folder of the running one. Arguments without
+  // blanks and quotation marks. Throws std::runtime_error when it cannot be started.
+  ChildProcess(const std::string& program, const std::vector<std::string>& arguments);
+  // Waits, too.
   ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Its exit code; -1 when it could not be started or was killed.
+  // Its exit code.
   int Wait();
 
  private:
-  long long process_ = -1;
+  intptr_t handle_ = 0;
+  int exit_code_ = -1;
 };
 
 }  // namespace zv::testing
