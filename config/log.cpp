@@ -44,6 +44,26 @@ File OpenForAppending(const Text& path) {
   return File::Open(path, Access::kReadWrite, Disposition::kOpenAlways);
 }
 
+// The mark is written whenever the file is opened; where it stands already, that changes nothing,
+// and looking costs less.
+void WriteMark(File& file) {
+  char mark[kByteOrderMark.size()] = {};
+  if (file.Read(mark, sizeof mark) == sizeof mark &&
+      std::string_view(mark, sizeof mark) == kByteOrderMark)
+    return;
+  file.Seek(0);
+  file.Write(kByteOrderMark);
+}
+
+// One thread at a time cuts, and looks again first: none cuts off the line that another one wrote
+// into the file just emptied.
+void CutWhenFull(File& file) {
+  if (file.Size() < kLogSizeLimit) return;
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  if (file.Size() >= kLogSizeLimit) file.SetSize(static_cast<int64_t>(kByteOrderMark.size()));
+}
+
 }  // namespace
 
 CLogEvent::CLogEvent(TextView file_name) : path_(LogFolder().append(file_name)) {}
@@ -77,25 +97,20 @@ void CLogEvent::WriteTraceText(TextView text) {
 }
 
 void CLogEvent::AppendLine(TextView line) noexcept {
+  // The caller may ask for the last error after its line was written.
+  const uint32_t last_error = LastError();
   try {
     File file = OpenForAppending(path_);
     opened_ = file.is_open();
-    if (!opened_) return;
-    const int64_t size = file.Size();
-    if (size >= kLogSizeLimit) {
-      file.SetSize(static_cast<int64_t>(kByteOrderMark.size()));
+    if (opened_) {
+      WriteMark(file);
+      CutWhenFull(file);
+      file.Append(ToUtf16LeBytes(line));
     }
-    // The mark is written whenever the file is opened; where it stands already, that changes
-    // nothing.
-    char mark[2] = {};
-    if (size < 2 || file.Read(mark, 2) != 2 || std::string_view(mark, 2) != kByteOrderMark) {
-      file.Seek(0);
-      file.Write(kByteOrderMark);
-    }
-    file.Append(ToUtf16LeBytes(line));
   } catch (...) {
     // The line is lost; what could be told about it could not be written either.
   }
+  SetLastError(last_error);
 }
 
 Text FormatLogTime(int64_t unix_time) {

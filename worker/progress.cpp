@@ -68,7 +68,8 @@ int32_t ReadProgressDetails(char16_t* name, uint32_t* first_count, uint32_t* sec
   if (elapsed_seconds) *elapsed_seconds = Get(record.elapsed_seconds);
   if (name && mode == kCancelMode) {
     try {
-      if (EqualsNoCase(TextView(name), GetName())) Put(record.cancel_request, uint8_t{1});
+      const TextView wanted(name, std::find(name, name + kNameUnits, u'\0'));
+      if (EqualsNoCase(wanted, GetName())) Put(record.cancel_request, uint8_t{1});
     } catch (...) {
       return 0;  // no memory to compare the names
     }
