@@ -4,18 +4,25 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "cache/cache_names.h"
 #include "cache/find_data.h"
+#include "cache/pending_uploads.h"
+#include "cache/sync_account.h"
+#include "config/guard.h"
 #include "config/log.h"
 #include "platform/clock.h"
 #include "platform/text.h"
+#include "platform/utility_library.h"
 #include "upload/backup_dav.h"
 #include "webdav/directory_entry.h"
 #include "webdav/transfer_request.h"
 
 namespace zv {
+
+class File;
 
 // What RenameCachedResource answers: the driver's own status words.
 inline constexpr uint32_t kRenameDone = 100;
@@ -29,10 +36,11 @@ enum class ClearKind : uint32_t { kFile = 0, kFolder = 1, kFolderTree = 2 };
 int ClassifyFileName(TextView path);
 
 // Never shared between threads: each polling thread and each export call makes its own. Two objects
-// work on the same files without locks. No operation throws; failures are false or 0 with a line in
+// work on the same files. No operation throws; failures are false or 0 with a line in
 // "CacheDebug.txt". Paths are server paths ("/Docs/a.txt") unless said otherwise.
 class CCache {
  public:
+  // Makes the cache folder when it is missing.
   CCache();
   virtual ~CCache();
   CCache(const CCache&) = delete;
@@ -49,7 +57,7 @@ class CCache {
   bool ParseSingleResource(TextView listing_file, TextView path, DirectoryEntry* entry);
   bool GetCachedResourceDetails(TextView path, DirectoryEntry* entry);
   // Drops old_path's record (empty new_path), renames it in place, or moves it into the current
-  // entry.
+  // entry. True, and found set, when the listing held any record.
   bool ParseDirContentsFromFile(TextView listing_file, TextView old_path, TextView new_path,
                                 bool* found = nullptr);
   bool UpdateCacheFileList(TextView path, const FindData& information);
@@ -58,7 +66,7 @@ class CCache {
   // Forgets which folder was checked last and which listing is loaded, so that the next walk starts
   // afresh.
   void ForgetFolderState();
-  // Used and total bytes of the account.
+  // Total and used bytes of the account.
   bool GetUsedSpaceDetails(int64_t* quota, int64_t* used);
 
   // --- contents
@@ -66,6 +74,7 @@ class CCache {
   bool CacheRestoreFile(TextView path);
   bool FillDataFromServer(TransferRequest& request);
   bool CacheFile(const TransferRequest& request);
+  // Whether the server really holds the file afterwards is told by the list of pending uploads.
   bool TransferCachedFile(TextView path, bool send);
   bool BackupZeroFile(TransferRequest& request, bool send);
 
@@ -74,7 +83,8 @@ class CCache {
   // kRename...; tell_server matters for sync accounts only.
   uint32_t RenameCachedResource(TextView old_path, TextView new_path, bool tell_server);
   bool DeleteCachedResource(TextView path, bool send);
-  // One cache file with its time file, or all of them when the name is empty.
+  // One cache file with its time file, or all of them when the name is empty. The only copy of a
+  // file that waits to be sent stays.
   bool ClearCache(TextView cache_file);
   bool ClearCacheForPath(TextView path, ClearKind kind);
   // Path with a drive letter and backslashes. 1, or 0 after an exception.
@@ -88,6 +98,7 @@ class CCache {
   uint32_t CompareFileTime(FileTime first, FileTime second);
 
   const CacheNames& names() const { return names_; }
+  PendingUploads& pending() { return pending_; }
   CLogEvent& trace_log() { return trace_log_; }
 
  private:
@@ -100,6 +111,97 @@ class CCache {
     int64_t change_time = 0;
     Text name;
   };
+  struct Rename;
+  using UtilityMember = UtilityCall UtilityLibrary::*;
+
+  // --- failures: each gives a handler that writes one line
+  // A file's failure by the first text, which may print its words; any other by the second.
+  auto TraceFileFailure(TextView file_format, TextView other_format) {
+    return [=, this](const Failure& failure) {
+      const bool is_file = failure.kind == Failure::Kind::kFile;
+      trace_log_.WriteTrace(is_file ? file_format : other_format, failure.text);
+    };
+  }
+  // Any failure that has words by those words, on an error line; any other by the text.
+  auto LogKnownFailure(TextView other_format) {
+    return [=, this](const Failure& failure) {
+      trace_log_.WriteLog(LogLevel::kError, failure.is_known() ? u"%s" : other_format,
+                          failure.text);
+    };
+  }
+
+  bool is_sync() const;
+  // Reads the account type anew.
+  bool ReadIsSync();
+
+  // --- listings
+  bool RefreshListing(TextView folder, const Text& listing_file, int32_t index);
+  bool FetchMissingListing(TextView folder);
+  bool FetchStaleListing(TextView folder, const Text& listing_file);
+  bool FetchServerEntries(TextView folder, DirectoryEntry** entries);
+  bool FetchSyncEntries(TextView folder, DirectoryEntry** entries);
+  bool StoreListing(TextView folder, TextView text, TextView failure_format);
+  Text ListingText(TextView folder, const DirectoryEntry* entries);
+  std::vector<DirectoryEntry> PendingEntries(TextView folder);
+  void UpdateOwnEntry(TextView folder, FileTime time);
+  // An edit of one listing, made in one step.
+  struct Edit {
+    TextView old_leaf;                 // its record is dropped, or renamed
+    std::optional<TextView> new_leaf;  // renames; what had this name before is dropped
+    TextView appended;                 // records added at the end
+  };
+  struct Edited {
+    bool held_records = false;
+    std::optional<DirectoryEntry> matched;  // as it was
+  };
+  // nullopt, with a line in the log, when the listing cannot be opened.
+  std::optional<Edited> EditListing(TextView listing_file, const Edit& edit);
+  Text CurrentEntryRecord() const;
+  bool ReadFileList(TextView listing_file);
+  bool FindRecord(TextView text, TextView path, DirectoryEntry* entry);
+
+  // --- contents
+  bool ReadFromContent(TransferRequest& request, File& file, const Text& content_file);
+  bool ReadFromServer(TransferRequest& request);
+  bool DownloadContent(TextView path, const Text& content_file);
+  bool SyncDownload(TextView path, const Text& content_file);
+  void ForgetContentTime(TextView path);
+  bool SendContent(TextView path, const Text& content_file);
+  bool SyncUpload(TextView path, const Text& content_file);
+  bool RecordContent(TextView path, const Text& content_file);
+  bool SendEmptyFile(TransferRequest& request);
+  bool RecordEmptyFile(TextView path);
+  bool SyncUploadEmpty(TextView path, const SyncAccount& account);
+  void SetPending(TextView path, PendingKind kind, TextView reason);
+  void SetStored(TextView path);
+
+  // --- changes
+  bool MakeFolderOnSyncServer(TextView path);
+  bool RecordNewFolder(TextView path);
+  uint32_t RenameOnServer(Rename& rename);
+  uint32_t SyncRename(Rename& rename);
+  void RenameRecord(Rename& rename);
+  void ClearStaleTarget(const Rename& rename);
+  void MoveSyncedContent(const Rename& rename);
+  void MoveContents(const Rename& rename);
+  bool DeleteOnServer(TextView path, bool send);
+  bool SyncDelete(TextView path);
+  void CleanAfterDelete(TextView path);
+  void ForgetResource(TextView path, TextView staging_prefix);
+  void RemoveWithTime(TextView cache_file, const std::vector<Text>& kept);
+  void ClearFile(TextView cache_file, const std::vector<Text>& kept);
+  // Content files that hold the only copy of a file.
+  std::vector<Text> KeptContents();
+  bool IsPending(TextView path) { return pending_.Contains(path); }
+  void RefreshFileRecord(TextView path, int64_t content_length);
+
+  // --- sync accounts
+  // False after the line "Unable to create/open file".
+  bool JournalWritten(TextView journal, TextView line, bool error_line);
+  void LogNoJournal(TextView file, bool error_line);
+  // 0 with a line in the log when the library, or this entry point of it, is missing.
+  int32_t CallEntry(UtilityMember member, const UtilityEntry& entry, const SyncAccount& account);
+  void LogNoEntry(const UtilityEntry& entry, const Text& failure);
 
   Text last_checked_folder_;
   Text account_type_;
@@ -107,9 +209,11 @@ class CCache {
   std::unique_ptr<CBackupDAV> server_;
   CLogEvent trace_log_;
   CacheNames names_;
+  PendingUploads pending_;
   CurrentEntry current_entry_;
   std::vector<DirectoryEntry> file_list_;
   Text file_list_source_;
+  Text unsent_path_;  // its stored time was dropped when its content began to change
 };
 
 }  // namespace zv

@@ -17,6 +17,17 @@ constexpr TextView FormatOf(RecordFormat format) {
   return u"%s%c%d%c%ld%c%ld%c%I64d%c%I64d\r\n";
 }
 
+// Digits without leading zeros, few enough to fit, perhaps with a sign.
+bool IsPlainNumber(TextView field, size_t max_digits) {
+  if (field == u"0") return true;
+  if (field.starts_with(u'-')) field.remove_prefix(1);
+  if (field.empty() || field.size() > max_digits || field.front() == u'0') return false;
+  for (const char16_t unit : field) {
+    if (unit < u'0' || unit > u'9') return false;
+  }
+  return true;
+}
+
 TextView TakeField(TextView* rest) {
   const size_t end = rest->find(kRecordSeparator);
   const TextView field = rest->substr(0, end);
@@ -62,6 +73,18 @@ bool ParseRecord(TextView line, DirectoryEntry* entry) {
   entry->creation_time = ParseInt64(TakeField(&rest));
   entry->SetModified(ParseInt64(TakeField(&rest)));
   return true;
+}
+
+bool IsCanonicalRecord(TextView line) {
+  constexpr size_t kMaxDigits32 = 9;
+  constexpr size_t kMaxDigits64 = 18;
+  if (!line.ends_with(u'\r')) return false;
+  line.remove_suffix(1);
+  if (TakeField(&line).size() >= kEntryNameUnits) return false;
+  for (const size_t max_digits : {kMaxDigits32, kMaxDigits64, kMaxDigits32, kMaxDigits64}) {
+    if (!IsPlainNumber(TakeField(&line), max_digits)) return false;
+  }
+  return IsPlainNumber(line, kMaxDigits64);
 }
 
 std::string RootLineBytes() {

@@ -41,6 +41,10 @@ bool RecordName(TextView line, TextView* name);
 // still be there. Missing or broken numbers read as 0. False for a line without separator.
 bool ParseRecord(TextView line, DirectoryEntry* entry);
 
+// Whether a line, with its carriage return, is what FormatRecord would make of what ParseRecord
+// reads in it. May be false for a few that are.
+bool IsCanonicalRecord(TextView line);
+
 // The lines of the folder itself and its parent at the head of a newly made listing, as bytes: the
 // first line and the first byte of the second one, 67 in all.
 std::string RootLineBytes();

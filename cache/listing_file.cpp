@@ -1,5 +1,6 @@
 #include "cache/listing_file.h"
 
+#include "cache/entry_record.h"
 #include "cache/work_file.h"
 #include "platform/error.h"
 
@@ -36,6 +37,11 @@ bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView tex
   const std::string bytes = ToUtf16LeBytes(text);
   // In place only where the system keeps a file that others have open from being replaced.
   return ReplaceFileWhole(names, listing_file, bytes) || WriteInPlace(listing_file, bytes);
+}
+
+bool WriteRootLines(TextView listing_file) {
+  const ListingLock lock;
+  return WriteInPlace(listing_file, RootLineBytes());
 }
 
 bool AppendToListing(TextView listing_file, TextView records, Disposition disposition) {

@@ -30,6 +30,9 @@ std::optional<Text> ReadListing(TextView listing_file, Disposition disposition);
 // for writing.
 bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView text);
 
+// Makes the listing of a new folder. False, with LastError(), when the file cannot be opened.
+bool WriteRootLines(TextView listing_file);
+
 // Adds records at the last whole unit of the file. False, with LastError(), when the file cannot be
 // opened.
 bool AppendToListing(TextView listing_file, TextView records, Disposition disposition);

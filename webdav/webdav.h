@@ -94,6 +94,8 @@ class CWebDAV {
   void EndRestoreFromServer(TransferRequest& request);
 
   uint32_t status_code() const { return status_code_; }
+  // Bytes that the reply to the last StartRestore will bring; 0 when it does not say.
+  int64_t content_length() const { return content_length_; }
   const Text& account_root() const { return account_root_; }
   const ConnectionSettings& settings() const { return settings_; }
 
@@ -120,6 +122,7 @@ class CWebDAV {
   std::string request_body_;
   uint32_t request_flags_ = 0;
   uint32_t status_code_ = 0;
+  int64_t content_length_ = 0;
   Text status_text_;
   CLogEvent debug_log_;
   CLogEvent user_log_;

@@ -1,0 +1,180 @@
+// Entries deleted on the server and in the cache, and cache files cleared.
+#include <algorithm>
+
+#include "cache/cache.h"
+#include "config/settings.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr uint32_t kStatusNotFound = 404;
+constexpr TextView kDeleteJournal = u"Delete_src.txt";
+constexpr size_t kJournalLineUnits = 256;
+
+// The next line of at most 256 units, without its line end; a longer one comes in pieces.
+TextView TakeJournalLine(TextView* rest) {
+  const size_t feed = rest->find(u'\n');
+  const size_t whole = feed == TextView::npos ? rest->size() : feed + 1;
+  TextView line = rest->substr(0, std::min(whole, kJournalLineUnits));
+  rest->remove_prefix(line.size());
+  while (line.ends_with(u'\n') || line.ends_with(u'\r')) line.remove_suffix(1);
+  return line;
+}
+
+}  // namespace
+
+bool CCache::DeleteCachedResource(TextView path, bool send) {
+  return Guarded(
+      false,
+      [&] {
+        ReadIsSync();
+        if (!DeleteOnServer(path, send)) return false;
+        CleanAfterDelete(path);
+        return true;
+      },
+      LogKnownFailure(u"Exception while deleting resource"));
+}
+
+bool CCache::DeleteOnServer(TextView path, bool send) {
+  if (is_sync()) return !send || SyncDelete(path);
+  if (server_->DeleteResource(path)) return true;
+  // A file whose upload never succeeded is not there to be deleted.
+  return server_->status_code() == kStatusNotFound && IsPending(WithoutTrailingSlash(path));
+}
+
+bool CCache::SyncDelete(TextView path) {
+  const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
+  const Text server_path = ReplaceAll(path, u'\\', u'/');
+  const TextView mark = server_path.ends_with(u'/') ? u"D_" : u"F_";
+  const Text line = Text(mark) + Text(WithoutTrailingSlash(server_path));
+  if (!JournalWritten(kDeleteJournal, line, true)) return false;
+  if (CallEntry(&UtilityLibrary::remove, kUtilityDelete, account)) return true;
+  // What was never handed over is not the library's to delete.
+  const auto list = pending_.List();
+  return std::any_of(list.begin(), list.end(), [&](const PendingUpload& upload) {
+    return upload.path == server_path && upload.kind == PendingKind::kCacheOnly;
+  });
+}
+
+void CCache::CleanAfterDelete(TextView path) {
+  const Text server_path = ReplaceAll(path, u'\\', u'/');
+  const TextView stem = WithoutTrailingSlash(server_path);
+  if (is_sync()) {
+    const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
+    ForgetResource(stem, StagingFolder(user_name) + u"\\");
+  } else {
+    ForgetResource(stem, {});
+  }
+}
+
+// Drops a path's cache files, its staged copy (unless the prefix is empty) and its listing record.
+void CCache::ForgetResource(TextView path, TextView staging_prefix) {
+  DirectoryEntry entry;
+  GetCachedResourceDetails(path, &entry);
+  if (!pending_.RemoveTree(path)) {
+    trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", path,
+                          GetLastErrorText());
+  }
+  ClearCacheForPath(path, entry.directory_flag != 0 ? ClearKind::kFolder : ClearKind::kFile);
+  const TextView leaf = PathLeaf(path);
+  if (!staging_prefix.empty() && !leaf.empty()) RemoveFile(Text(staging_prefix) + Text(leaf));
+  ParseDirContentsFromFile(names_.GetDirRecordName(PathParent(path)), leaf, u"");
+}
+
+uint32_t CCache::ApplyPendingDeletes() {
+  return Guarded(
+      0U,
+      [&] {
+        const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
+        const Text journal = JournalPath(kDeleteJournal);
+        File file = File::Open(journal, Access::kRead, Disposition::kOpenExisting);
+        if (!file) return 0U;
+        const Text text = FromUtf16LeBytes(file.ReadAll());
+        for (TextView rest = text; !rest.empty();) {
+          const Text line = FromAnsi(ToAnsi(TakeJournalLine(&rest)));
+          const size_t slash = line.find(u'/');
+          // The copy's name follows the folder's without a backslash between.
+          if (slash != Text::npos) ForgetResource(line.substr(slash), StagingFolder(user_name));
+        }
+        file.Close();
+        RemoveFile(journal);
+        return 1U;
+      },
+      TraceFileFailure(u"%s", u"Exception while applying pending deletes!"));
+}
+
+bool CCache::ClearCache(TextView cache_file) {
+  return Guarded(
+      false,
+      [&] {
+        const std::vector<Text> kept = KeptContents();
+        if (!cache_file.empty()) {
+          ClearFile(cache_file, kept);
+          return true;
+        }
+        trace_log_.WriteTraceText(u"clearing complete cache");
+        for (const FileInfo& info : ListFolder(names_.folder())) {
+          const Text file = names_.folder() + info.name;
+          if (!info.is_folder) RemoveWithTime(file, kept);
+        }
+        return true;
+      },
+      [&](const Failure& failure) {
+        if (failure.kind == Failure::Kind::kFile) {
+          trace_log_.WriteTrace(u"Error clearing cache for %s file, Reason: %s", cache_file,
+                                failure.text);
+        } else {
+          trace_log_.WriteTrace(u"Exception while clearing cache for %s file!", cache_file);
+        }
+      });
+}
+
+void CCache::ClearFile(TextView cache_file, const std::vector<Text>& kept) {
+  trace_log_.WriteTrace(u"clearing cache with %s file", cache_file);
+  RemoveWithTime(cache_file, kept);
+}
+
+void CCache::RemoveWithTime(TextView cache_file, const std::vector<Text>& kept) {
+  if (std::find(kept.begin(), kept.end(), cache_file) != kept.end()) return;
+  RemoveFile(cache_file);
+  if (!cache_file.ends_with(kTimeFileSuffix)) RemoveFile(Text(cache_file) + Text(kTimeFileSuffix));
+}
+
+std::vector<Text> CCache::KeptContents() {
+  std::vector<Text> kept;
+  for (const PendingUpload& upload : pending_.List()) {
+    kept.push_back(names_.GetFileRecordName(upload.path));
+  }
+  return kept;
+}
+
+bool CCache::ClearCacheForPath(TextView path, ClearKind kind) {
+  const Text server_path = ReplaceAll(path, u'\\', u'/');
+  const TextView stem = WithoutTrailingSlash(server_path);
+  Guarded(
+      false,
+      [&] {
+        if (kind == ClearKind::kFile) return ClearCache(names_.GetFileRecordName(stem));
+        if (kind != ClearKind::kFolder && kind != ClearKind::kFolderTree) return true;
+        const std::vector<Text> kept = KeptContents();
+        const Text content_prefix = names_.GetFileRecordName(stem);
+        const Text listing_prefix = names_.GetDirRecordName(stem);
+        for (const FileInfo& info : ListFolder(names_.folder())) {
+          const Text file = names_.folder() + info.name;
+          if (info.is_folder) continue;
+          if (file.starts_with(listing_prefix) || file.starts_with(content_prefix)) {
+            ClearFile(file, kept);
+          }
+        }
+        return true;
+      },
+      [&](const Failure& failure) {
+        trace_log_.WriteTrace(u"Error clearing cache for %s file, Reason: %s", stem, failure.text);
+      });
+  return true;
+}
+
+}  // namespace zv

@@ -1,0 +1,182 @@
+// File contents: served from content files, which are whole or absent, and brought from the server.
+#include <algorithm>
+
+#include "cache/cache.h"
+#include "cache/work_file.h"
+#include "platform/error.h"
+#include "platform/file.h"
+
+namespace zv {
+namespace {
+
+// A read at the beginning of a file that is not cached goes past the cache below this many bytes.
+constexpr uint32_t kSmallRead = 51200;
+
+// After the last dot, in small letters; nullopt without a dot past the name's first character.
+std::optional<Text> ExtensionOf(TextView name) {
+  const size_t dot = name.rfind(u'.');
+  if (dot == TextView::npos || dot == 0) return std::nullopt;
+  return ToLower(name.substr(dot + 1));
+}
+
+}  // namespace
+
+int ClassifyFileName(TextView path) {
+  const TextView name = path.substr(path.rfind(u'\\') + 1);
+  const auto extension = ExtensionOf(name);
+  if (!extension) return -1;
+  if (extension->starts_with(u"tmp")) return 1;
+  const bool office = extension->starts_with(u"doc") || extension->starts_with(u"ppt") ||
+                      extension->starts_with(u"xls");
+  return office && name.starts_with(u"~$") ? 2 : 0;
+}
+
+bool CCache::ReadCachedFile(TransferRequest& request) {
+  return Guarded(
+      false,
+      [&] {
+        const Text content_file = names_.GetFileRecordName(request.path);
+        File file = File::Open(content_file, Access::kRead, Disposition::kOpenExisting);
+        if (!file && !FileExists(content_file)) {
+          const bool small = request.offset == 0 && request.length < kSmallRead;
+          if (!ReadIsSync() && small) return FillDataFromServer(request);
+          if (!CacheRestoreFile(request.path)) return false;
+          file = File::Open(content_file, Access::kRead, Disposition::kOpenExisting);
+        }
+        if (file) return ReadFromContent(request, file, content_file);
+
+        const Text reason = GetLastErrorText();
+        const bool temporary = ClassifyFileName(content_file) == 1;
+        if (!ReadIsSync() || temporary) return true;
+        trace_log_.WriteLog(
+            LogLevel::kError,
+            u"Unable to open file %s for reading restore file cache data, Reason: %s", content_file,
+            reason);
+        return false;
+      },
+      LogKnownFailure(u"Exception while reading cached file!"));
+}
+
+bool CCache::ReadFromContent(TransferRequest& request, File& file, const Text& content_file) {
+  const int64_t length = static_cast<uint32_t>(file.Size());
+  if (request.offset > length) {
+    file.Close();
+    if (!IsPending(request.path)) RemoveFile(content_file);
+    trace_log_.WriteLog(LogLevel::kError, u"Invalid request, Offset > file length");
+    request.file_size = -1;
+    return false;
+  }
+  if (request.offset + int64_t{request.length} > length) {
+    request.length = static_cast<uint32_t>(length - request.offset);
+  }
+  // Positions are 32 bits wide, signed.
+  file.Seek(static_cast<int32_t>(request.offset));
+  file.Read(request.buffer, request.length);
+  return true;
+}
+
+bool CCache::CacheRestoreFile(TextView path) {
+  return Guarded(
+      false,
+      [&] {
+        const Text content_file = names_.GetFileRecordName(path);
+        return ReadIsSync() ? SyncDownload(path, content_file)
+                            : DownloadContent(path, content_file);
+      },
+      LogKnownFailure(u"Exception while caching restore file!"));
+}
+
+bool CCache::DownloadContent(TextView path, const Text& content_file) {
+  PartialFile partial(names_, content_file);
+  FileTime last_modified;
+  if (!server_->RestoreFile(path, partial.path(), &last_modified)) return false;
+  if (!partial.MoveIntoPlace()) {
+    trace_log_.WriteLog(LogLevel::kError, u"Error moving file %s to %s. ErrorCode: %d",
+                        partial.path(), content_file, LastError());
+    return false;
+  }
+  unsent_path_.clear();
+  if (last_modified != FileTime{}) SetFileTimeEntry(path, last_modified);
+  return true;
+}
+
+bool CCache::SyncDownload(TextView path, const Text& content_file) {
+  const SyncAccount account = ReadSyncAccount(SyncTrim::kServers);
+  const Text server_path = ReplaceAll(path, u'\\', u'/');
+  if (!JournalWritten(u"Download_dst.txt", names_.folder(), true)) return false;
+  if (!JournalWritten(u"Download_src.txt", u"F_" + server_path, true)) return false;
+  if (!CallEntry(&UtilityLibrary::download, kUtilityDownload, account)) return false;
+
+  // The library leaves the file under its own name.
+  const Text downloaded = names_.folder() + Text(PathLeaf(server_path));
+  PartialFile partial(names_, content_file);
+  if (CopyOver(downloaded, partial.path())) partial.MoveIntoPlace();
+  unsent_path_.clear();
+  return true;
+}
+
+bool CCache::FillDataFromServer(TransferRequest& request) {
+  return Guarded(
+      false, [&] { return ReadFromServer(request); },
+      [&](const Failure& failure) {
+        trace_log_.WriteTrace(failure.is_known() ? u"Error filling data from server, %s"
+                                                 : u"Exception while filling data from server!",
+                              failure.text);
+      });
+}
+
+bool CCache::ReadFromServer(TransferRequest& request) {
+  if (!server_->StartRestore(request, true)) return false;
+  const int64_t size = server_->content_length();
+  if (size > 0 && request.offset + int64_t{request.length} > size) {
+    request.length = static_cast<uint32_t>(size) - static_cast<uint32_t>(request.offset);
+  }
+  uint32_t filled = 0;
+  bool going = true;
+  while (going && filled < request.length) {
+    size_t received = 0;
+    going =
+        server_->GetBufferFromServer(request.buffer + filled, request.length - filled, &received) &&
+        received > 0;
+    filled += static_cast<uint32_t>(received);
+  }
+  server_->EndRestoreFromServer(request);
+  // Only a reply that did not say its length may end early.
+  if (filled < request.length && size > 0) return false;
+  request.length = filled;
+  return true;
+}
+
+bool CCache::CacheFile(const TransferRequest& request) {
+  return Guarded(
+      false,
+      [&] {
+        const Text content_file = names_.GetFileRecordName(request.path);
+        const bool anew = request.force_store && request.offset == 0;
+        ForgetContentTime(request.path);
+        File file = File::Open(content_file, Access::kWrite,
+                               anew ? Disposition::kCreateAlways : Disposition::kOpenAlways);
+        if (!file) {
+          trace_log_.WriteTrace(
+              u"Unable to open file %s for writing file cache details, Reason: %s", content_file,
+              GetLastErrorText());
+          return false;
+        }
+        // Positions are 32 bits wide, signed.
+        file.Seek(static_cast<int32_t>(request.offset));
+        file.Write(request.buffer, request.length);
+        file.Flush();
+        return true;
+      },
+      [&](const Failure&) { trace_log_.WriteTraceText(u"Exception while Caching file!"); });
+}
+
+// Content that begins to differ from the server's must not look like the server's copy, should this
+// process end before it is sent.
+void CCache::ForgetContentTime(TextView path) {
+  if (unsent_path_ == path) return;
+  RemoveFile(names_.GetFileRecordName(path) + Text(kTimeFileSuffix));
+  unsent_path_ = path;
+}
+
+}  // namespace zv

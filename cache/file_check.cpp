@@ -1,0 +1,51 @@
+// The check of one cached file against the server.
+#include <algorithm>
+
+#include "cache/cache.h"
+
+namespace zv {
+namespace {
+
+constexpr size_t kDriveLetterUnits = 2;
+
+}  // namespace
+
+uint32_t CCache::CheckFileModified(TextView drive_path) {
+  return Guarded(
+      0U,
+      [&] {
+        const TextView rest = drive_path.substr(std::min(kDriveLetterUnits, drive_path.size()));
+        const Text path = ReplaceAll(rest, u'\\', u'/');
+        // The cache holds the newest copy there is.
+        if (IsPending(path)) return 1U;
+        FileTime stored;
+        if (!GetFileTimeEntry(path, &stored)) ClearCacheForPath(path, ClearKind::kFile);
+        int64_t content_length = 0;
+        FileTime server_time;
+        if (!server_->GetLastModifiedTime(path, &content_length, &server_time)) {
+          ClearCacheForPath(path, ClearKind::kFile);
+        } else if (!CompareFileTime(server_time, stored)) {
+          RefreshFileRecord(path, content_length);
+        }
+        return 1U;
+      },
+      TraceFileFailure(u"Exception in CheckFileModified : %s", u"Exception in CheckFileModified!"));
+}
+
+// The record takes the server's length and keeps its times; the contents go, to be fetched anew.
+void CCache::RefreshFileRecord(TextView path, int64_t content_length) {
+  DirectoryEntry cached;
+  GetCachedResourceDetails(path, &cached);
+  const TextView leaf = PathLeaf(path);
+  current_entry_ = {.directory_flag = static_cast<int32_t>(cached.directory_flag),
+                    .attributes = static_cast<int32_t>(cached.attributes),
+                    .size = static_cast<uint32_t>(content_length),
+                    .creation_time = cached.creation_time,
+                    .change_time = cached.last_write_time,
+                    .name = Text(leaf)};
+  const Text listing_file = names_.GetDirRecordName(PathParent(path));
+  EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = CurrentEntryRecord()});
+  ClearCacheForPath(path, ClearKind::kFile);
+}
+
+}  // namespace zv

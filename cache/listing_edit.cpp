@@ -1,0 +1,145 @@
+// Single records added to, replaced in and taken out of listings.
+#include "cache/cache.h"
+#include "cache/entry_record.h"
+#include "cache/listing_file.h"
+#include "platform/error.h"
+#include "platform/file.h"
+
+namespace zv {
+namespace {
+
+Text FolderPart(TextView path) {
+  const size_t slash = path.rfind(u'/');
+  return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
+}
+
+void AppendRecordLine(TextView line, const DirectoryEntry& entry, Text* text) {
+  // What came from FormatRecord goes back as it is.
+  if (IsCanonicalRecord(line)) {
+    *text += line;
+    *text += u'\n';
+  } else {
+    *text += FormatRecord(entry);
+  }
+}
+
+}  // namespace
+
+std::optional<CCache::Edited> CCache::EditListing(TextView listing_file, const Edit& edit) {
+  const ListingLock lock;
+  const auto old_text = ReadListing(listing_file, Disposition::kOpenAlways);
+  if (!old_text) {
+    trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
+                          listing_file, GetLastErrorText());
+    return std::nullopt;
+  }
+  Edited edited;
+  Text text;
+  text.reserve(old_text->size() + edit.appended.size() + kEntryNameUnits);
+  TextView line;
+  for (RecordLines lines(*old_text); lines.Next(&line);) {
+    DirectoryEntry entry;
+    if (!ParseRecord(line, &entry)) continue;
+    edited.held_records = true;
+    const bool matches = entry.Name() == edit.old_leaf;
+    if (matches) edited.matched = entry;
+    if (matches && edit.new_leaf) {
+      entry.SetName(*edit.new_leaf);
+      text += FormatRecord(entry);
+    } else if (!matches && entry.Name() != edit.new_leaf) {
+      AppendRecordLine(line, entry, &text);
+    }
+  }
+  text += edit.appended;
+  if (text != *old_text && !ReplaceListing(names_, listing_file, text)) {
+    trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
+                          listing_file, GetLastErrorText());
+    return std::nullopt;
+  }
+  return edited;
+}
+
+bool CCache::ParseDirContentsFromFile(TextView listing_file, TextView old_path, TextView new_path,
+                                      bool* found) {
+  return Guarded(
+      false,
+      [&] {
+        const TextView old_name = PathLeaf(WithoutTrailingSlash(old_path));
+        const TextView new_name = PathLeaf(WithoutTrailingSlash(new_path));
+        const bool in_place = !new_path.empty() && FolderPart(WithoutTrailingSlash(old_path)) ==
+                                                       FolderPart(WithoutTrailingSlash(new_path));
+        Edit edit{.old_leaf = old_name, .new_leaf = {}, .appended = {}};
+        if (in_place) edit.new_leaf = new_name;
+        const auto edited = EditListing(listing_file, edit);
+        if (!edited) return false;
+        if (edited->matched && !new_path.empty() && !in_place) {
+          current_entry_ = {.directory_flag = static_cast<int32_t>(edited->matched->directory_flag),
+                            .attributes = static_cast<int32_t>(edited->matched->attributes),
+                            .size = edited->matched->size,
+                            .creation_time = edited->matched->creation_time,
+                            .change_time = edited->matched->change_time,
+                            .name = Text(new_name)};
+        }
+        if (found) *found = edited->held_records;
+        return edited->held_records;
+      },
+      TraceFileFailure(u"%s", u"Exception while parsing from file to cache dir contents!"));
+}
+
+bool CCache::UpdateCacheFileList(TextView path, const FindData& information) {
+  return Guarded(
+      false,
+      [&] {
+        const Text parent = PathParent(path);
+        const TextView leaf = PathLeaf(path);
+        const Text listing_file = names_.GetDirRecordName(parent);
+        if (parent != u"/" && !FileExists(listing_file)) return false;
+
+        const bool is_folder = (information.attributes & kAttributeDirectory) != 0;
+        if (is_folder) {
+          const Text own_listing = names_.GetDirRecordName(path);
+          if (!FileExists(own_listing)) WriteRootLines(own_listing);
+        }
+        const uint64_t low = information.last_write_time[0];
+        const uint64_t high = information.last_write_time[1];
+        const int64_t seconds = ToSeconds(FileTime{high << 32 | low}).value;
+        const Text record =
+            FormatRecord(RecordFormat::kShortSize, {.name = leaf,
+                                                    .directory_flag = is_folder ? 1 : 0,
+                                                    .size = information.size_low,
+                                                    .attributes = 0,
+                                                    .creation_time = seconds,
+                                                    .change_time = seconds});
+        return EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = record})
+            .has_value();
+      },
+      TraceFileFailure(u"%s", u"Exception while updating cache file list!"));
+}
+
+Text CCache::CurrentEntryRecord() const {
+  return FormatRecord(RecordFormat::kAppended, {.name = current_entry_.name,
+                                                .directory_flag = current_entry_.directory_flag,
+                                                .size = current_entry_.size,
+                                                .attributes = current_entry_.attributes,
+                                                .creation_time = current_entry_.creation_time,
+                                                .change_time = current_entry_.change_time});
+}
+
+bool CCache::AddFileEntryToCacheFile(TextView path) {
+  // An entry that could not be added comes back with the next refresh, so this alone fails nothing.
+  return Guarded(
+      true,
+      [&] {
+        const Text listing_file = names_.GetDirRecordName(PathParent(path));
+        if (AppendToListing(listing_file, CurrentEntryRecord(), Disposition::kOpenAlways))
+          return true;
+        trace_log_.WriteTrace(
+            u"Unable to open file in AddFileEntryToCacheFile %s for writing cache details, "
+            u"Reason: %s",
+            listing_file, GetLastErrorText());
+        return false;
+      },
+      [&](const Failure&) { trace_log_.WriteTraceText(u"Exception in AddFileEntryToCacheFile!"); });
+}
+
+}  // namespace zv

@@ -1,0 +1,195 @@
+// Folders made and entries renamed, on the server and in the cache.
+#include "cache/cache.h"
+#include "cache/cache_rename.h"
+#include "cache/entry_record.h"
+#include "cache/listing_file.h"
+#include "config/settings.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr uint32_t kStatusNotFound = 404;
+constexpr uint32_t kStatusTargetExists = 412;
+
+// In small letters, of a path whose first character does not count; empty without one.
+Text TempTestExtension(TextView path) {
+  const TextView name = path.substr(path.empty() ? 0 : 1);
+  const size_t dot = name.rfind(u'.');
+  if (dot == TextView::npos || dot == 0) return {};
+  return ToLower(name.substr(dot + 1));
+}
+
+bool TurnsTemporaryIntoReal(TextView old_path, TextView new_path) {
+  return TempTestExtension(old_path) == u"tmp" && TempTestExtension(new_path) != u"tmp";
+}
+
+Text FolderPart(TextView path) {
+  const size_t slash = path.rfind(u'/');
+  return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
+}
+
+void MoveTimeFile(TextView from, TextView to) {
+  MoveToNew(Text(from) + Text(kTimeFileSuffix), Text(to) + Text(kTimeFileSuffix));
+}
+
+}  // namespace
+
+bool CCache::CreateCacheDirectory(TextView path) {
+  return Guarded(
+      false,
+      [&] {
+        const bool made =
+            ReadIsSync() ? MakeFolderOnSyncServer(path) : server_->CreateDirectoryOnServer(path);
+        return made && RecordNewFolder(ReplaceAll(path, u'\\', u'/'));
+      },
+      [&](const Failure&) { trace_log_.WriteTraceText(u"Exception while creating directory"); });
+}
+
+bool CCache::MakeFolderOnSyncServer(TextView path) {
+  const SyncAccount account = ReadSyncAccount(SyncTrim::kNone);
+  if (!JournalWritten(u"createdir_dst.txt", ReplaceAll(path, u'\\', u'/') + u"/", false)) {
+    return false;
+  }
+  CallEntry(&UtilityLibrary::create_folder, kUtilityCreateFolder, account);
+  return true;
+}
+
+bool CCache::RecordNewFolder(TextView path) {
+  const Text parent = PathParent(path);
+  const Text listing_file = names_.GetDirRecordName(parent);
+  const int64_t now = ToSeconds(SystemTime()).value;
+  const Text record = FormatRecord(
+      RecordFormat::kShortSize,
+      {.name = PathLeaf(path), .directory_flag = 1, .creation_time = now, .change_time = now});
+  const ListingLock lock;
+  DirectoryEntry known;
+  // The server counts a folder that was there already as made; it is listed once.
+  const auto text = ReadListing(listing_file, Disposition::kOpenAlways);
+  const bool listed = text && FindRecord(*text, path, &known);
+  const bool recorded =
+      listed ? EditListing(listing_file,
+                           {.old_leaf = PathLeaf(path), .new_leaf = {}, .appended = record})
+                   .has_value()
+             : AppendToListing(listing_file, record, Disposition::kOpenAlways);
+  if (recorded) return true;
+  trace_log_.WriteTrace(u"Unable to open file %s for writing cache details, Reason: %s", parent,
+                        GetLastErrorText());
+  return false;
+}
+
+uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool tell_server) {
+  return Guarded(
+      kRenameFailed,
+      [&] {
+        Rename rename{.old_path = old_path, .new_path = new_path, .tell_server = tell_server};
+        rename.result = ReadIsSync() ? SyncRename(rename) : RenameOnServer(rename);
+        if (rename.ended) return rename.result;
+        RenameRecord(rename);
+        ClearStaleTarget(rename);
+        MoveContents(rename);
+        if (!pending_.Rename(old_path, new_path)) {
+          trace_log_.WriteTrace(u"Unable to rename the pending upload of %s, Reason: %s", old_path,
+                                GetLastErrorText());
+        }
+        return rename.result;
+      },
+      [&](const Failure&) { trace_log_.WriteTraceText(u"Exception while renaming resource"); });
+}
+
+uint32_t CCache::RenameOnServer(Rename& rename) {
+  if (server_->RenameResource(rename.old_path, rename.new_path)) return kRenameDone;
+  const uint32_t status = server_->status_code();
+  // What never reached the server is renamed here alone, and sent under its new name.
+  if (status == kStatusNotFound && IsPending(rename.old_path)) return kRenameDone;
+  rename.ended = true;
+  return status == kStatusTargetExists ? kRenameTargetExists : kRenameFailed;
+}
+
+uint32_t CCache::SyncRename(Rename& rename) {
+  if (!rename.tell_server) return kRenameDone;
+  const SyncAccount account = ReadSyncAccount(SyncTrim::kNone);
+  if (!JournalWritten(u"Rename_src.txt", rename.old_path, false) ||
+      !JournalWritten(u"Rename_dst.txt", rename.new_path, false)) {
+    rename.ended = true;
+    return kRenameFailed;
+  }
+  return CallEntry(&UtilityLibrary::rename, kUtilityRename, account) ? kRenameDone : kRenameFailed;
+}
+
+void CCache::RenameRecord(Rename& rename) {
+  const Text old_parent = FolderPart(rename.old_path);
+  const Text new_parent = FolderPart(rename.new_path);
+  const Text old_listing = names_.GetDirRecordName(old_parent);
+  const TextView new_leaf = PathLeaf(rename.new_path);
+  const bool in_place = old_parent == new_parent;
+  current_entry_ = {};
+  const ListingLock lock;
+  DirectoryEntry entry;
+  const auto text = ReadListing(old_listing, Disposition::kOpenAlways);
+  if (text && FindRecord(*text, rename.old_path, &entry)) {
+    rename.known = entry.directory_flag != 0 ? Rename::Known::kFolder : Rename::Known::kFile;
+  }
+  ParseDirContentsFromFile(old_listing, rename.old_path, rename.new_path);
+  if (in_place || rename.known == Rename::Known::kNothing) return;
+  const Text new_listing = names_.GetDirRecordName(new_parent);
+  if (FileExists(new_listing)) {
+    EditListing(new_listing, {.old_leaf = new_leaf, .new_leaf = {}, .appended = {}});
+  }
+  AddFileEntryToCacheFile(rename.new_path);
+}
+
+// A move never replaces anything on the server, so what is cached under the new name is stale.
+void CCache::ClearStaleTarget(const Rename& rename) {
+  if (EqualsNoCase(rename.old_path, rename.new_path)) return;
+  const Text content = names_.GetFileRecordName(rename.new_path);
+  const Text listing = names_.GetDirRecordName(rename.new_path);
+  for (const Text& file : {content, listing}) {
+    RemoveFile(file);
+    RemoveFile(file + Text(kTimeFileSuffix));
+  }
+  if (rename.known == Rename::Known::kFile) return;
+  for (const Text& file : SubtreeFiles(names_, rename.new_path)) RemoveFile(file);
+}
+
+void CCache::MoveContents(const Rename& rename) {
+  const Text old_content = names_.GetFileRecordName(rename.old_path);
+  const Text new_content = names_.GetFileRecordName(rename.new_path);
+  MoveTimeFile(old_content, new_content);
+  if (is_sync() && TurnsTemporaryIntoReal(rename.old_path, rename.new_path)) {
+    MoveSyncedContent(rename);
+  }
+  MoveTimeFile(names_.GetDirRecordName(rename.old_path), names_.GetDirRecordName(rename.new_path));
+  if (MoveToNew(old_content, new_content) || rename.known == Rename::Known::kFile) return;
+  for (const Text& file : SubtreeFiles(names_, rename.old_path)) {
+    MoveToNew(file, SubtreeFileAfterRename(names_, file, rename.old_path, rename.new_path));
+  }
+}
+
+// An editor has saved to a temporary file and gives it the real one's name: the sync client gets a
+// copy.
+void CCache::MoveSyncedContent(const Rename& rename) {
+  const Text source = names_.GetFileRecordName(rename.old_path);
+  const Text target = names_.GetFileRecordName(rename.new_path);
+  const TextView new_path = rename.new_path;
+  const Text staging = StagingFolder(ReadSetting(kConnectionParameters, u"UserName"));
+  const Text staged_old = staging + Text(rename.old_path);
+  const Text staged_new =
+      staging + Text(new_path.substr(new_path.size() - PathLeaf(new_path).size() - 1));
+  if (!FileExists(source)) trace_log_.WriteTrace(u"%s file not found.", source);
+  if (!FileExists(staged_old)) trace_log_.WriteTrace(u"%s file not found.", staged_old);
+  trace_log_.WriteTrace(u"Moving file %s to %s.", source, target);
+  if (!MoveOver(source, target)) {
+    trace_log_.WriteTrace(u"Error moving file %s to %s. ErrorCode: %d", source, target,
+                          LastError());
+  }
+  MakeFolders(staging);
+  if (!CopyOver(target, staged_new)) {
+    trace_log_.WriteTrace(u"Error copying file %s to %s. ErrorCode: %d", target, staged_new,
+                          LastError());
+  }
+}
+
+}  // namespace zv

@@ -1,0 +1,183 @@
+// Written files on their way to the server.
+#include "cache/cache.h"
+#include "cache/entry_record.h"
+#include "cache/listing_file.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/format.h"
+
+namespace zv {
+namespace {
+
+constexpr int kEmptyFileAttempts = 5;
+constexpr TextView kTestFile = u"TESTDIR.TMP";
+constexpr TextView kWriteFailed = u"Exception while transferring cached file!";
+
+// Up to and including the last "/".
+Text FolderWithSlash(TextView path) { return Text(path.substr(0, path.rfind(u'/') + 1)); }
+
+int64_t NowInSeconds() { return ToSeconds(SystemTime()).value; }
+
+}  // namespace
+
+bool CCache::TransferCachedFile(TextView path, bool send) {
+  return Guarded(
+      false,
+      [&] {
+        const Text server_path = ReplaceAll(path, u'\\', u'/');
+        const Text content_file = names_.GetFileRecordName(server_path);
+        bool sent = true;
+        if (!ReadIsSync()) {
+          sent = SendContent(server_path, content_file);
+        } else if (send) {
+          if (!SyncUpload(server_path, content_file)) return false;
+        } else if (FileExists(content_file)) {
+          SetPending(server_path, PendingKind::kCacheOnly, u"");
+        }
+        return RecordContent(server_path, content_file) && sent;
+      },
+      LogKnownFailure(kWriteFailed));
+}
+
+bool CCache::SendContent(TextView path, const Text& content_file) {
+  unsent_path_.clear();
+  if (!FileExists(content_file)) return server_->LocalFileTransfer(content_file, path);
+  SetPending(path, PendingKind::kContent, u"");
+  const bool sent = server_->LocalFileTransfer(content_file, path);
+  if (server_->last_transfer_stored()) {
+    SetStored(path);
+  } else {
+    SetPending(path, PendingKind::kContent, server_->last_transfer_failure());
+  }
+  return sent;
+}
+
+bool CCache::SyncUpload(TextView path, const Text& content_file) {
+  unsent_path_.clear();
+  const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
+  if (FileExists(content_file)) SetPending(path, PendingKind::kContent, u"");
+  if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
+  const Text staging = StagingFolder(account.user_name);
+  const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
+  MakeFolders(staging);
+  CopyOver(content_file, staged);
+  if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return false;
+  if (CallEntry(&UtilityLibrary::upload, kUtilityUpload, account)) {
+    SetStored(path);
+    return true;
+  }
+  if (IsPending(path)) {
+    SetPending(path, PendingKind::kContent, u"The utility library did not take the file.");
+  }
+  return false;
+}
+
+// The listing's record of a file whose content is cached.
+bool CCache::RecordContent(TextView path, const Text& content_file) {
+  const TextView leaf = PathLeaf(path);
+  const Text listing_file = names_.GetDirRecordName(PathParent(path));
+  const auto content = FindPath(content_file);
+  if (!content) {
+    const Text reason = GetLastErrorText();
+    EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = {}});
+    trace_log_.WriteLog(LogLevel::kError, u"Unable to find file %s, Reason: %s", content_file,
+                        reason);
+    return false;
+  }
+  const int64_t now = NowInSeconds();
+  const int32_t directory_flag = content->is_folder ? 1 : 0;
+  const Text record = FormatRecord(RecordFormat::kAppended, {.name = leaf,
+                                                             .directory_flag = directory_flag,
+                                                             .size = content->size,
+                                                             .attributes = directory_flag,
+                                                             .creation_time = now,
+                                                             .change_time = now});
+  if (EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = record})) {
+    return true;
+  }
+  trace_log_.WriteLog(LogLevel::kError,
+                      u"Unable to open file %s for writing cache details, Reason: %s", listing_file,
+                      GetLastErrorText());
+  return false;
+}
+
+bool CCache::BackupZeroFile(TransferRequest& request, bool send) {
+  return Guarded(
+      false,
+      [&] {
+        const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
+        request.path = ReplaceAll(request.path, u'\\', u'/');
+        bool sent = true;
+        if (!ReadIsSync()) {
+          sent = SendEmptyFile(request);
+        } else if (send) {
+          if (!SyncUploadEmpty(request.path, account)) return false;
+        } else {
+          SetPending(request.path, PendingKind::kCacheOnly, u"");
+        }
+        return RecordEmptyFile(request.path) && sent;
+      },
+      LogKnownFailure(kWriteFailed));
+}
+
+bool CCache::SendEmptyFile(TransferRequest& request) {
+  SetPending(request.path, PendingKind::kEmpty, u"");
+  for (int attempt = 0; attempt < kEmptyFileAttempts; ++attempt) {
+    if (!server_->InitiateUpload(request)) continue;
+    const TransferRequest copy = request;
+    if (!server_->EndUpload(copy)) continue;
+    SetStored(request.path);
+    return true;
+  }
+  SetPending(request.path, PendingKind::kEmpty, server_->GetErrorMessage());
+  return false;
+}
+
+bool CCache::SyncUploadEmpty(TextView path, const SyncAccount& account) {
+  if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
+  const Text staging = StagingFolder(account.user_name);
+  const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
+  MakeFolders(staging);
+  if (!File::Open(staged, Access::kWrite, Disposition::kCreateAlways)) {
+    LogNoJournal(staged, true);
+    return false;
+  }
+  if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return false;
+  if (CallEntry(&UtilityLibrary::upload, kUtilityUpload, account)) {
+    SetStored(path);
+  } else {
+    SetPending(path, PendingKind::kEmpty, u"The utility library did not take the file.");
+  }
+  return true;
+}
+
+bool CCache::RecordEmptyFile(TextView path) {
+  const TextView leaf = PathLeaf(path);
+  // The probe's contents go with everything that its name could stand for.
+  if (leaf == kTestFile) ClearCacheForPath(path, ClearKind::kFolder);
+  const int64_t now = NowInSeconds();
+  const Text listing_file = names_.GetDirRecordName(PathParent(path));
+  const Text record = FormatRecord(RecordFormat::kShortSize,
+                                   {.name = leaf, .creation_time = now, .change_time = now});
+  if (EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = record})) {
+    return true;
+  }
+  trace_log_.WriteLog(LogLevel::kError,
+                      u"Unable to open file %s for Backup zero file cache details, Reason: %s",
+                      listing_file, GetLastErrorText());
+  return false;
+}
+
+void CCache::SetPending(TextView path, PendingKind kind, TextView reason) {
+  if (pending_.Add(path, kind, reason)) return;
+  trace_log_.WriteTrace(u"Unable to note the pending upload of %s, Reason: %s", path,
+                        GetLastErrorText());
+}
+
+void CCache::SetStored(TextView path) {
+  if (pending_.Remove(path)) return;
+  trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", path,
+                        GetLastErrorText());
+}
+
+}  // namespace zv
