@@ -2,19 +2,29 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "platform/thread.h"
 
 namespace zv {
 namespace {
 
 TEST(LastErrorCode, BelongsToItsThread) {
-  SetLastError(5);
-  Thread other = Thread::Start([] {
+  // No call of the system between setting and asking, since it may set the code, too.
+  std::atomic<int> step = 0;
+  Thread other = Thread::Start([&step] {
     SetLastError(7);
+    step = 1;
+    while (step != 2) {
+    }
     return LastError();
   });
-  EXPECT_EQ(other.Join(), 7u);
+  while (step != 1) {
+  }
+  SetLastError(5);
+  step = 2;
   EXPECT_EQ(LastError(), 5u);
+  EXPECT_EQ(other.Join(), 7u);
 }
 
 TEST(SystemErrorText, HasTextsWithoutALineEnd) {

@@ -231,6 +231,9 @@ TEST_F(FileTest, KeepsDotsAndBlanksAtTheEndOfAName) {
   EXPECT_EQ(Get(u"a"), "1");
   EXPECT_EQ(Get(u"a."), "2");
   EXPECT_EQ(Get(u"a "), "3");
+  // Other programs on Windows would take these names for the first one.
+  for (const TextView name : {u"a.", u"a "}) EXPECT_TRUE(RemoveFile(folder_ / name));
+  EXPECT_EQ(Get(u"a"), "1");
 }
 
 TEST_F(FileTest, RefusesANameWithAZero) {

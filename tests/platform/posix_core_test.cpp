@@ -80,6 +80,14 @@ TEST_F(LinuxFileTest, AnExactNameGoesBeforeACaseBlindOne) {
   EXPECT_EQ(Get(u"NAME"), "capital");
 }
 
+TEST_F(LinuxFileTest, AMoveToAnotherCaseTakesTheNewSpelling) {
+  Put(u"name.txt", "1");
+  EXPECT_TRUE(MoveToNew(folder_ / u"NAME.txt", folder_ / u"Name.TXT"));
+  EXPECT_EQ(ListFolder(folder_.path())[0].name, u"Name.TXT");
+  EXPECT_TRUE(MoveOver(folder_ / u"name.txt", folder_ / u"NAME.txt"));
+  EXPECT_EQ(ListFolder(folder_.path())[0].name, u"NAME.txt");
+}
+
 TEST_F(LinuxFileTest, SeesWhatOthersMakeAndRemove) {
   EXPECT_FALSE(FileExists(folder_ / u"OTHER"));
   std::ofstream(folder_.native() / "other") << "1";
