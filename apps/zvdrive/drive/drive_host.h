@@ -22,6 +22,10 @@ class DriveHost {
   virtual void MarkUnsent(TextView path) = 0;
   // Whether it does.
   virtual bool IsUnsent(TextView path) = 0;
+  // Whether it does although it was to be sent.
+  virtual bool IsOverdue(TextView path) = 0;
+  // A folder was listed: the account's used space is known anew.
+  virtual void NoteListing() = 0;
   // Whether the program that waits for the running operation wants it to stop.
   virtual bool IsInterrupted() = 0;
 };

@@ -73,6 +73,7 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
   }
   const auto nodes = requests_.Walk(folder);
   if (!nodes) return nodes.error;
+  host_.NoteListing();
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);
   return DriveError::kNone;

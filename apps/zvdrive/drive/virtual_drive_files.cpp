@@ -257,7 +257,7 @@ DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   if (error != DriveError::kNone) return error;
   file.has_unsent = false;
   Remember(file);
-  return host_.IsUnsent(path) ? DriveError::kNotStored : DriveError::kNone;
+  return host_.IsOverdue(path) ? DriveError::kNotStored : DriveError::kNone;
 }
 
 DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {

@@ -1,0 +1,110 @@
+// Commands about transfers: those under way, in whatever process, and those that are still to come.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <iostream>
+
+#include "apps/zvdrive/commands.h"
+#include "apps/zvdrive/progress_line.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "worker/host_services.h"
+#include "zvworker/zvworker.h"
+
+namespace zv {
+namespace {
+
+constexpr uint32_t kWatchInterval = 250;  // ms
+
+TransferState ReadTransfer() {
+  std::array<ZvChar, 260> name{};
+  uint32_t first = 0, second = 0, elapsed = 0;
+  const int32_t kind = GetInternetDetails(name.data(), &first, &second, &elapsed, ZV_READ_PROGRESS);
+  TransferState state;
+  if (kind != ZV_UPLOAD && kind != ZV_DOWNLOAD) return state;
+  state.is_active = true;
+  state.is_upload = kind == ZV_UPLOAD;
+  state.name = ToUtf8(TextView(name.data()));
+  // The record keeps the two counts in opposite order for the two directions.
+  state.done = state.is_upload ? second : first;
+  state.total = state.is_upload ? first : second;
+  state.elapsed_seconds = elapsed;
+  state.trouble = ToUtf8(LastTransferTrouble(TextView(name.data())));
+  return state;
+}
+
+std::string FormatTime(Seconds1601 time) {
+  const std::time_t seconds = ToUnix(time);
+  std::array<char, 32> text{};
+  if (const std::tm* local = std::localtime(&seconds)) {
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", local);
+  }
+  return text.data();
+}
+
+}  // namespace
+
+int RunProgress(const ProgressOptions& options) {
+  const bool draws = OutputIsTerminal() && !options.json;
+  for (;;) {
+    const TransferState state = ReadTransfer();
+    const std::string line = options.json ? ProgressJson(state)
+                             : draws      ? ProgressBar(state, TerminalWidth())
+                                          : ProgressLine(state);
+    std::cout << (draws && options.watch ? "\r\x1b[K" : "") << line
+              << (draws && options.watch ? "" : "\n") << std::flush;
+    if (!options.watch) return kExitDone;
+    SleepMs(kWatchInterval);
+  }
+}
+
+int RunCancel(const std::string& name) {
+  const TransferState state = ReadTransfer();
+  if (!state.is_active) {
+    std::cerr << "nothing is being transferred\n";
+    return kExitNotFound;
+  }
+  Text wanted = FromUtf8(name.empty() ? state.name : name);
+  if (!name.empty() && !EqualsNoCase(wanted, FromUtf8(state.name))) {
+    std::cerr << "the transfer under way is " << state.name << "\n";
+    return kExitNotFound;
+  }
+  GetInternetDetails(wanted.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+  std::cout << "asked to cancel " << state.name << "\n";
+  return kExitDone;
+}
+
+int RunPending(bool json) {
+  const auto pending = ListPendingUploads();
+  if (json) {
+    std::cout << "[";
+    for (size_t i = 0; i < pending.size(); ++i) {
+      std::cout << (i ? "," : "") << "\n  {\"path\": " << JsonText(ToUtf8(pending[i].path))
+                << ", \"since\": " << ToUnix(pending[i].since) << ", \"kept_on_purpose\": "
+                << (pending[i].kind == PendingKind::kCacheOnly ? "true" : "false")
+                << ", \"reason\": " << JsonText(ToUtf8(pending[i].reason)) << "}";
+    }
+    std::cout << (pending.empty() ? "]\n" : "\n]\n");
+    return kExitDone;
+  }
+  if (pending.empty()) std::cout << "everything is on the server\n";
+  for (const PendingUpload& upload : pending) {
+    std::cout << ToUtf8(upload.path) << "  since " << FormatTime(upload.since);
+    if (upload.kind == PendingKind::kCacheOnly) std::cout << "  (kept in the cache on purpose)";
+    if (!upload.reason.empty()) std::cout << "  " << ToUtf8(upload.reason);
+    std::cout << "\n";
+  }
+  return kExitDone;
+}
+
+int RunFolderSize(const std::string& path) {
+  const int64_t bytes = GetFolderSize(FromUtf8(path).c_str());
+  if (bytes == 0) {
+    std::cerr << "the folder is empty, or the server's folder-size script gave no answer\n";
+  }
+  std::cout << bytes << "\n";
+  return kExitDone;
+}
+
+}  // namespace zv

@@ -1,0 +1,135 @@
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <iostream>
+
+#include "apps/zvdrive/commands.h"
+#include "apps/zvdrive/drive/drive_path.h"
+#include "apps/zvdrive/fuse/fuse_drive.h"
+#include "apps/zvdrive/session.h"
+#include "apps/zvdrive/stop_signal.h"
+#include "platform/clock.h"
+#include "platform/shell_observer.h"
+#include "worker/host_services.h"
+#include "zvworker/zvworker.h"
+
+namespace zv {
+namespace {
+
+constexpr uint32_t kPollInterval = 100;  // ms
+constexpr uint32_t kMinute = 60'000;     // ms
+constexpr TextView kOwnProcess = u"zvdrive";
+
+void CheckFolder(const std::string& folder) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) {
+    throw CommandError(folder + " is no folder; make it first: mkdir " + folder);
+  }
+  if (!std::filesystem::is_empty(folder, error)) {
+    throw CommandError(folder + " is not empty; mount on an empty folder");
+  }
+}
+
+// The worker's change notices, for the kernel: what it keeps of these entries is out of date.
+class NoticeForwarder {
+ public:
+  NoticeForwarder(VirtualDrive& drive, FuseMount& mount, const Text& letter) {
+    SetShellObserver(
+        {.on_change = [&drive, &mount, letter](uint32_t event, TextView first, TextView second) {
+          // A file that was just sent from here is known to the kernel as it is.
+          if (event == kShellUpdateItem) return;
+          for (const TextView path : {first, second}) {
+            if (!path.starts_with(letter)) continue;
+            drive.Invalidate(path.substr(letter.size()));
+            mount.Invalidate(path.substr(letter.size()));
+          }
+        }});
+  }
+  ~NoticeForwarder() { SetShellObserver({}); }
+  NoticeForwarder(const NoticeForwarder&) = delete;
+  NoticeForwarder& operator=(const NoticeForwarder&) = delete;
+};
+
+// Sends what an earlier session, or an upload that failed, left behind: at the start and at
+// intervals.
+class PendingSender {
+ public:
+  PendingSender(VirtualDrive& drive, uint32_t interval)
+      : thread_(Thread::Start([this, &drive, interval] { return Run(drive, interval); })) {}
+  ~PendingSender() {
+    stop_ = true;
+    thread_.Join();
+  }
+  PendingSender(const PendingSender&) = delete;
+  PendingSender& operator=(const PendingSender&) = delete;
+
+ private:
+  uint32_t Run(VirtualDrive& drive, uint32_t interval) {
+    while (!stop_) {
+      for (const PendingUpload& upload : ListPendingUploads()) {
+        if (stop_) break;
+        if (upload.kind == PendingKind::kCacheOnly) continue;
+        drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), kOwnProcess);
+      }
+      for (uint32_t slept = 0; slept < interval && !stop_; slept += kPollInterval) {
+        SleepMs(kPollInterval);
+      }
+    }
+    return 0;
+  }
+
+  std::atomic<bool> stop_ = false;
+  Thread thread_;
+};
+
+void CancelCurrentTransfer() {
+  std::array<ZvChar, 260> name{};
+  if (GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS) == ZV_IDLE)
+    return;
+  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+}
+
+void TellPending() {
+  bool told = false;
+  for (const PendingUpload& upload : ListPendingUploads()) {
+    if (upload.kind == PendingKind::kCacheOnly) continue;
+    if (!told) std::cerr << "not on the server yet, kept for the next mount:\n";
+    told = true;
+    std::cerr << "  " << ToUtf8(upload.path) << "\n";
+  }
+}
+
+}  // namespace
+
+int RunMount(const MountCommandOptions& options) {
+  if (const std::string missing = MissingForMount(); !missing.empty()) {
+    throw CommandError("cannot mount: " + missing + "; zvdrive ls works without a mount");
+  }
+  CheckFolder(options.folder);
+  CatchStopSignals();
+  const Account account = ReadAccount();
+  DriveSession session(account, IsFuseCallInterrupted);
+  {
+    FuseMount mount(session.drive(), {.mount_point = options.folder,
+                                      .allow_other = options.allow_other,
+                                      .read_only = options.read_only});
+    std::atomic<bool> ended = false;
+    Thread serving = Thread::Start([&] {
+      mount.Serve();
+      ended = true;
+      return 0U;
+    });
+    const NoticeForwarder forwarder(session.drive(), mount, account.drive_letter);
+    const PendingSender sender(session.drive(),
+                               static_cast<uint32_t>(options.retry_minutes) * kMinute);
+    std::cout << "mounted on " << options.folder << "\n" << std::flush;
+    while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
+    CancelCurrentTransfer();
+    mount.Stop();
+    serving.Join();
+  }
+  TellPending();
+  return kExitDone;
+}
+
+}  // namespace zv

@@ -1,0 +1,40 @@
+#include "apps/zvdrive/drive_commands.h"
+
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <iostream>
+
+#include "apps/zvdrive/commands.h"
+#include "apps/zvdrive/stop_signal.h"
+#include "platform/clock.h"
+#include "platform/thread.h"
+#include "zvworker/zvworker.h"
+
+namespace zv {
+
+void AddDriveCommands(CLI::App& app, std::function<int()>& run) {
+  CLI::App* serve = app.add_subcommand("serve", "Create the drive and serve it until Ctrl-C");
+  serve->callback([&run] { run = RunServe; });
+}
+
+int RunServe() {
+  constexpr uint32_t kPollInterval = 100;  // ms
+  CatchStopSignals();
+  const Account account = ReadAccount();
+  CreateDriveFor(account);
+  std::atomic<bool> ended = false;
+  Thread polling = Thread::Start([&ended] {
+    const uint32_t result = StartPolling();
+    ended = true;
+    return result;
+  });
+  std::cout << "serving " << ToUtf8(account.drive_letter) << "\n" << std::flush;
+  while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
+  if (DeleteNewDrive(account.drive_letter.c_str()) != ZV_SUCCESS && !ended) {
+    throw CommandError("the drive could not be removed");
+  }
+  polling.Join();
+  return kExitDone;
+}
+
+}  // namespace zv

@@ -1,0 +1,41 @@
+#include "apps/zvdrive/worker_host.h"
+
+#include "config/settings.h"
+#include "platform/format.h"
+#include "worker/host_services.h"
+#include "zvworker/zvworker.h"
+
+namespace zv {
+
+WorkerHost::WorkerHost(Text drive_letter, std::function<bool()> is_interrupted)
+    : drive_letter_(std::move(drive_letter)), is_interrupted_(std::move(is_interrupted)) {}
+
+void WorkerHost::CheckLastModified(TextView path) {
+  CheckLastModifiedTime((drive_letter_ + Text(path)).c_str());
+}
+
+uint64_t WorkerHost::ContentVersion(TextView path) { return CachedContentVersion(path); }
+
+// A transfer is named by its server path as it is published: cut at 259 units.
+void WorkerHost::CancelTransfer(TextView path) {
+  Text name = ReplaceAll(path, u'\\', u'/');
+  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+}
+
+void WorkerHost::MarkUnsent(TextView path) { MarkUploadPending(path); }
+bool WorkerHost::IsUnsent(TextView path) { return IsUploadPending(path); }
+bool WorkerHost::IsOverdue(TextView path) { return IsUploadOverdue(path); }
+
+// The stored figure is the host's to keep: with it the volume's used space and the shared one
+// agree.
+void WorkerHost::NoteListing() {
+  const std::lock_guard lock(mutex_);
+  const uint64_t used = GetUsedSpace();
+  if (used == noted_used_space_) return;
+  noted_used_space_ = used;
+  WriteRegistryString(kConnectionParameters, u"OLdUsedQuota", Format(u"%I64u", used));
+}
+
+bool WorkerHost::IsInterrupted() { return is_interrupted_ && is_interrupted_(); }
+
+}  // namespace zv
