@@ -88,6 +88,12 @@ bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_byte
       [](const Failure&) {});
 }
 
+Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_bytes) {
+  Text text;
+  if (const auto data = key.Read(value_name, buffer_bytes)) TextFromValue(*data, &text);
+  return text;
+}
+
 bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value) {
   return ReadRegistryText(KeyPath(sub_key), value_name, kSettingBufferBytes, value);
 }

@@ -2,6 +2,7 @@
 // state between calls; nothing throws.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -9,6 +10,8 @@
 #include "platform/text.h"
 
 namespace zv {
+
+class RegistryKey;
 
 inline constexpr TextView kProductKey = u"Software\\Orve-Lan\\Cirrux";
 inline constexpr TextView kConnectionParameters = u"\\Connection Parameters";
@@ -25,6 +28,10 @@ bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value);
 Text ReadSetting(TextView sub_key, TextView value_name);
 // The same with another buffer size in bytes, from any key below the current user.
 bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_bytes, Text* value);
+// One of many values of an open key; an empty text when it cannot be read. What the store throws
+// goes through.
+Text ReadKeyText(const RegistryKey& key, TextView value_name,
+                 size_t buffer_bytes = kSettingBufferBytes);
 
 // Writes a text value, making the key when it is missing.
 bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value);

@@ -3,13 +3,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "config/guard.h"
 #include "config/log.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "platform/internet.h"
+#include "platform/registry.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "platform/xml.h"
@@ -17,8 +22,6 @@
 #include "webdav/transfer_request.h"
 
 namespace zv {
-
-// Process-wide retry settings, set whenever connection settings are read. See webdav/retry.h.
 
 // What the connection settings say. Secrets are in clear here and only here.
 struct ConnectionSettings {
@@ -45,7 +48,9 @@ class CWebDAV {
   CWebDAV& operator=(const CWebDAV&) = delete;
 
   // --- session and request core
+  // False when the settings cannot be read; also sets the retry settings of webdav/retry.h.
   bool ReadConnectionSettings();
+  // Opens session and connection anew. The connection is missing when that fails.
   virtual void PrepareConnectionHandle();
   void ResetRequest();
   void SetRequestFlags(uint32_t flags, bool append);
@@ -65,8 +70,9 @@ class CWebDAV {
 
   // --- listing
   // entries: the listing buffer, ended by the last-entry flag; owned by this object, valid until its
-  // next listing.
+  // next listing. Null after false.
   bool GetDirectoryContents(TextView path, DirectoryEntry** entries);
+  // The same of a reply's text; no memory, or a failing XML object, throws.
   bool ParseMultistatus(TextView reply, DirectoryEntry** entries);
 
   // --- single resources
@@ -88,8 +94,8 @@ class CWebDAV {
   // Brings a whole file into local_path, which must not exist or holds nothing of value; resumes,
   // retries, publishes progress, can be cancelled. last_modified (optional): the reply's own time.
   bool RestoreFile(TextView remote_path, TextView local_path, FileTime* last_modified = nullptr);
-  // Sends the GET of a file from request.offset, or of a range; on success content_length() tells
-  // what the reply will bring (0 when it does not say).
+  // Sends the GET of a file from request.offset, or of a range. True when the reply brings just that;
+  // content_length() and request.file_size then tell its length (0 when it does not say).
   bool StartRestore(TransferRequest& request, bool ranged);
   void EndRestoreFromServer(TransferRequest& request);
 
@@ -103,7 +109,7 @@ class CWebDAV {
   // --- building blocks that the upload client shares; each may throw
   // Discards connection and session and opens both anew, under this agent name.
   void OpenConnection(TextView agent);
-  // "Basic" credentials: base64 (RFC 4648) of user:password in the 8-bit form.
+  // Base64 of user:password in the 8-bit form, for Basic authentication (RFC 7617).
   Text BasicCredentials() const;
   // HTTPS to the server itself, not through the compression relay.
   bool IsDirectSecure() const { return settings_.use_ssl && !settings_.use_compression; }
@@ -128,6 +134,45 @@ class CWebDAV {
   CLogEvent user_log_;
 
  private:
+  struct DeleteReply {
+    bool sent = false;
+    uint32_t status = 0;  // 0 when not sent
+  };
+  struct Download;
+
+  bool SendLocked(TextView verb, const Text& encoded_path);
+  bool FetchListing(const Text& full_path, DirectoryEntry** entries);
+  // The open reply's body, whole, from the 8-bit code page.
+  Text ReadReplyText();
+  void ReportListingFailure(const Failure& failure);
+  // Text of the first node that the query selects; empty when there is none.
+  Text GetNodeText(const XmlNode& node, TextView query);
+
+  // A server error (500) is answered by one more attempt.
+  DeleteReply SendDelete(TextView path);
+  Text DestinationHeaders(TextView new_path);
+  uint32_t ReadFolderTime(TextView reply, Seconds1601* time);
+  // The open reply's headers: nothing, and time 0, when they are missing.
+  std::optional<int64_t> ReplyLength() const;
+  FileTime ReplyLastModified() const;
+
+  // See download.cpp.
+  bool SendRestore(TransferRequest& request, bool ranged);
+  bool ReplyBegins(int64_t offset) const;
+  bool RunRestore(Download& download);
+  bool DownloadFile(Download& download);
+  bool RunAttempt(Download& download);
+  bool GetRemaining(Download& download);
+  bool ContinuesFile(const Download& download) const;
+  bool OpenLocalFile(Download& download);
+  bool ReceiveBody(Download& download);
+  bool FinishDownload(const Download& download);
+  bool PublishDownload(const Download& download);
+  bool CancelDownload(Download& download);
+  bool ReportFailedGet(Download& download);
+  bool ReportFailedRead(const Download& download);
+  void ReportBrokenDownload(const Download& download, const Failure& failure);
+
   XmlDocument xml_;
   int64_t quota_ = 0;
   int64_t used_ = 0;

@@ -1,0 +1,33 @@
+#include "webdav/url.h"
+
+#include <cstdint>
+
+namespace zv {
+namespace {
+
+constexpr bool IsKept(uint8_t byte) {
+  return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+         (byte >= 'a' && byte <= 'z') || byte == '/';
+}
+
+}  // namespace
+
+Text PercentEncodePath(TextView path) {
+  constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+  const std::string utf8 = ToUtf8(ReplaceAll(path, u'\\', u'/'));
+  Text result;
+  result.reserve(utf8.size());
+  for (const char c : utf8) {
+    const auto byte = static_cast<uint8_t>(c);
+    if (IsKept(byte)) {
+      result += static_cast<char16_t>(byte);
+    } else {
+      result += u'%';
+      result += kDigits[byte >> 4];
+      result += kDigits[byte & 15];
+    }
+  }
+  return result;
+}
+
+}  // namespace zv
