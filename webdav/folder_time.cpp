@@ -43,10 +43,9 @@ uint32_t CWebDAV::GetFolderLastModifiedTime(TextView path, Seconds1601* time) {
                                 GetErrorMessage());
           return 0U;
         }
-        if (status_code_ == 207) return ReadFolderTime(ReadReply(), time);
-        debug_log_.WriteTrace(
-            u"Error calling PROPFIND to get last modified date on %s, Reason: %s", path,
-            GetErrorMessage());
+        if (status_code_ == 207) return ReadFolderTime(ReadReplyText(), time);
+        debug_log_.WriteTrace(u"Error calling PROPFIND to get last modified date on %s, Reason: %s",
+                              path, GetErrorMessage());
         return 0U;
       },
       [&](const Failure& failure) {

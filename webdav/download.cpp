@@ -1,0 +1,274 @@
+// A file brought from the server into a local one, from where an earlier attempt broke off.
+#include <algorithm>
+#include <vector>
+
+#include "platform/file.h"
+#include "webdav/retry.h"
+#include "webdav/scoped_request.h"
+#include "webdav/webdav.h"
+#include "worker/progress.h"
+
+namespace zv {
+namespace {
+
+constexpr size_t kChunkSize = 51200;  // bytes; progress is published, and a cancel seen, after each
+
+constexpr TextView kResuming =
+    u"Resuming download of file %s [retry count %d, %d%% downloaded]. Reason: %s";
+constexpr TextView kResumingStatus =
+    u"Resuming download of file %s [retry count %d, %d%% downloaded]. Reason: %s (%d)";
+constexpr TextView kUnableTrace =
+    u"Unable to download file %s [retry count %d, %d%% downloaded]. \t\t\t\t\tReason: %s (%d)";
+
+}  // namespace
+
+// One file's download over all its attempts.
+struct CWebDAV::Download {
+  TextView remote;
+  TextView local;
+  int16_t attempt = 1;       // 0: no further attempt
+  int64_t downloaded = 0;    // bytes written, where the next attempt goes on
+  int64_t total = 0;         // bytes of the whole file
+  float percent = 0;         // whole numbers only
+  int64_t start_time = 0;    // seconds since 1970
+  int64_t local_begin = -1;  // bytes that the local file held before; -1: not known yet
+  Text last_modified = {};   // as the server wrote it
+  FileTime last_modified_time = {};
+  File file = {};  // open during an attempt
+
+  int whole_percent() const { return static_cast<int>(percent); }
+  void StartOver() {
+    downloaded = 0;
+    percent = 0;
+  }
+};
+
+bool CWebDAV::StartRestore(TransferRequest& request, bool ranged) {
+  return Guarded(
+      false, [&] { return SendRestore(request, ranged); },
+      [&](const Failure& failure) {
+        debug_log_.WriteTrace(failure.is_known() ? u"Error initiating restore, Reason: %s"
+                                                 : u"Exception in initiating restore, Reason: %s",
+                              failure.text);
+      });
+}
+
+bool CWebDAV::SendRestore(TransferRequest& request, bool ranged) {
+  content_length_ = 0;
+  ResetRequest();
+  SetRequestFlags(kFlagNoCacheWrite, false);
+  // 32 bits wide: what a server makes of a wrapped offset is told from its reply.
+  if (request.offset != 0) AddRequestHeaders(Format(u"Range: bytes=%ld-", request.offset), false);
+  if (ranged) {
+    AddRequestHeaders(Format(u"Range: bytes=%I64d-%I64d", request.offset,
+                             request.offset + int64_t{request.length}),
+                      false);
+  }
+  if (!SendDAVRequest(u"GET", account_root_ + request.path)) {
+    debug_log_.WriteTraceText(u"Error calling SendDAVRequest on GET");
+    return false;
+  }
+  const bool asked_for_part = ranged || request.offset != 0;
+  if (asked_for_part ? !ReplyBegins(request.offset) : status_code_ != 200) {
+    ClearRequest();
+    return false;
+  }
+  content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
+  request.file_size = content_length_;
+  return true;
+}
+
+// Whether the reply is a part (RFC 9110, 14.4) that begins at the offset.
+bool CWebDAV::ReplyBegins(int64_t offset) const {
+  constexpr TextView kUnit = u"bytes ";
+  if (status_code_ != 206) return false;
+  const auto range = request_->Header(u"Content-Range");
+  return range && range->starts_with(kUnit) && ParseInt64(range->substr(kUnit.size())) == offset;
+}
+
+void CWebDAV::EndRestoreFromServer(TransferRequest& /*request*/) { ClearRequest(); }
+
+bool CWebDAV::RestoreFile(TextView remote_path, TextView local_path, FileTime* last_modified) {
+  Download download{.remote = remote_path, .local = local_path};
+  const bool restored = Guarded(
+      false, [&] { return RunRestore(download); },
+      [&](const Failure& failure) {
+        debug_log_.WriteTrace(failure.is_known() ? u"Error downloading file %s. Reason: %s"
+                                                 : u"Error while downloading file %s. Reason: %s",
+                              remote_path, failure.text);
+      });
+  PublishIdle();
+  if (restored && last_modified) *last_modified = download.last_modified_time;
+  return restored;
+}
+
+bool CWebDAV::RunRestore(Download& download) {
+  ClearCancelRequest();
+  while (download.attempt <= RetryCount()) {
+    if (DownloadFile(download)) return true;
+    if (download.attempt == 0) return false;
+    ++download.attempt;
+    SleepMs(static_cast<uint32_t>(RetryWait()));
+  }
+  user_log_.WriteLog(LogLevel::kError, u"Aborting download of %s.", download.remote);
+  return false;
+}
+
+bool CWebDAV::DownloadFile(Download& download) {
+  const bool whole = Guarded(
+      false, [&] { return RunAttempt(download); },
+      [&](const Failure& failure) { ReportBrokenDownload(download, failure); });
+  download.file.Close();
+  ClearRequest();
+  return whole;
+}
+
+bool CWebDAV::RunAttempt(Download& download) {
+  // What was written may be gone meanwhile.
+  const auto found = FindPath(download.local);
+  if (!found || found->size < download.local_begin + download.downloaded) {
+    download.StartOver();
+    download.local_begin = -1;
+  }
+  if (download.downloaded == 0) {
+    download.percent = 0;
+    download.start_time = UnixTime();
+  }
+  if (PublishDownload(download)) return CancelDownload(download);
+  if (!GetRemaining(download)) return ReportFailedGet(download);
+  if (PublishDownload(download)) return CancelDownload(download);
+  if (!OpenLocalFile(download)) {
+    constexpr TextView kUnable = u"Unable to open file %s for downloading cache file. Reason: %s";
+    const Text reason = GetLastErrorText();
+    debug_log_.WriteTrace(kUnable, download.local, reason);
+    user_log_.WriteLog(LogLevel::kError, kUnable, download.local, reason);
+    return false;
+  }
+  return ReceiveBody(download);
+}
+
+bool CWebDAV::GetRemaining(Download& download) {
+  TransferRequest request{.path = Text(download.remote), .offset = download.downloaded};
+  if (!StartRestore(request, false)) return false;
+  if (download.downloaded != 0 && !ContinuesFile(download)) {
+    download.StartOver();
+    request.offset = 0;
+    if (!StartRestore(request, false)) return false;
+  }
+  if (!ReplyLength()) {
+    // Its end could not be told from a broken connection.
+    status_text_ = u"The server does not say how long the file is.";
+    ClearRequest();
+    return false;
+  }
+  download.total = download.downloaded + content_length_;
+  download.last_modified = request_->Header(u"Last-Modified").value_or(Text());
+  download.last_modified_time = ReplyLastModified();
+  return true;
+}
+
+// False when the file on the server is no longer the one that the first attempt began to fetch.
+bool CWebDAV::ContinuesFile(const Download& download) const {
+  return download.downloaded + content_length_ == download.total &&
+         request_->Header(u"Last-Modified").value_or(Text()) == download.last_modified;
+}
+
+bool CWebDAV::OpenLocalFile(Download& download) {
+  download.file = File::Open(download.local, Access::kWrite, Disposition::kOpenAlways);
+  if (!download.file) return false;
+  if (download.local_begin < 0) download.local_begin = download.file.Size();
+  // A write that failed may have left a part of its bytes.
+  download.file.SetSize(download.local_begin + download.downloaded);
+  download.file.SeekToEnd();
+  return true;
+}
+
+bool CWebDAV::ReceiveBody(Download& download) {
+  std::vector<std::byte> buffer(
+      static_cast<size_t>(std::min<int64_t>(content_length_, kChunkSize)));
+  bool resumed = download.attempt > 1;
+  while (download.downloaded < download.total) {
+    const int64_t left = download.total - download.downloaded;
+    const size_t wanted = std::min(buffer.size(), static_cast<size_t>(left));
+    size_t received = 0;
+    if (!GetBufferFromServer(buffer.data(), wanted, &received) || received == 0) {
+      return ReportFailedRead(download);
+    }
+    download.file.Write(buffer.data(), received);
+    download.downloaded += static_cast<int64_t>(received);
+    download.percent = static_cast<float>(download.downloaded * 100 / download.total);
+    if (PublishDownload(download)) return CancelDownload(download);
+    if (resumed) {
+      constexpr TextView kEstablished =
+          u"Connection established and continuing download of file %s.";
+      user_log_.WriteLog(LogLevel::kInformation, kEstablished, download.remote);
+      debug_log_.WriteTrace(kEstablished, download.remote);
+      resumed = false;
+    }
+  }
+  return FinishDownload(download);
+}
+
+bool CWebDAV::FinishDownload(const Download& download) {
+  ClearRequest();
+  constexpr TextView kDownloaded = u"%s has been downloaded.";
+  user_log_.WriteLog(LogLevel::kInformation, kDownloaded, download.remote);
+  debug_log_.WriteTrace(kDownloaded, download.remote);
+  PublishIdle();
+  return true;
+}
+
+// True when the user wants it canceled. The counts are 32 bits wide.
+bool CWebDAV::PublishDownload(const Download& download) {
+  return SetProgressDetails(TransferKind::kDownload, download.remote,
+                            static_cast<uint32_t>(download.downloaded),
+                            static_cast<uint32_t>(download.total), download.start_time);
+}
+
+bool CWebDAV::CancelDownload(Download& download) {
+  user_log_.WriteLog(
+      LogLevel::kInformation,
+      u"Unable to download the file %s completely, as the operation was manually canceled.",
+      download.remote);
+  debug_log_.WriteTrace(u"User canceled the file download of %s.", download.remote);
+  download.attempt = 0;
+  return false;
+}
+
+bool CWebDAV::ReportFailedGet(Download& download) {
+  if (status_code_ == 404) {
+    user_log_.WriteLog(LogLevel::kInformation, u"Unable to download file %s. Reason: %s (%d)",
+                       download.remote, GetErrorMessage(), status_code_);
+    debug_log_.WriteTraceText(u"File not found on the server, \t\t\t\t\twe are stopping transfer");
+    download.attempt = 0;
+    return false;
+  }
+  user_log_.WriteLog(LogLevel::kInformation, kResumingStatus, download.remote, download.attempt,
+                     download.whole_percent(), GetErrorMessage(), status_code_);
+  debug_log_.WriteTrace(kUnableTrace, download.remote, download.attempt, download.whole_percent(),
+                        GetErrorMessage(), status_code_);
+  // The server will not go on from here: it ignores ranges, or the file is shorter now.
+  if (status_code_ == 200 || status_code_ == 206 || status_code_ == 416) download.StartOver();
+  return false;
+}
+
+bool CWebDAV::ReportFailedRead(const Download& download) {
+  user_log_.WriteLog(LogLevel::kInformation, kResuming, download.remote, download.attempt,
+                     download.whole_percent(), GetErrorMessage());
+  debug_log_.WriteTrace(kUnableTrace, download.remote, download.attempt, download.whole_percent(),
+                        GetErrorMessage(), status_code_);
+  return false;
+}
+
+void CWebDAV::ReportBrokenDownload(const Download& download, const Failure& failure) {
+  constexpr TextView kKnown =
+      u"Exception in download of file %s [retry count %d, %d%% downloaded]. Reason: %s";
+  constexpr TextView kUnknown =
+      u"Unknown Exception in download of file %s [retry count %d, %d%% downloaded]. Reason: %s";
+  user_log_.WriteLog(LogLevel::kInformation, kResuming, download.remote, download.attempt,
+                     download.whole_percent(), failure.text);
+  debug_log_.WriteTrace(failure.is_known() ? kKnown : kUnknown, download.remote, download.attempt,
+                        download.whole_percent(), failure.text);
+}
+
+}  // namespace zv
