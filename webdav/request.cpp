@@ -1,4 +1,7 @@
-// One request: put together, sent, read and closed.
+// One request: put together, sent, judged by the caller, read, closed.
+#include <algorithm>
+
+#include "webdav/base64.h"
 #include "webdav/url.h"
 #include "webdav/webdav.h"
 
@@ -7,6 +10,9 @@ namespace {
 
 constexpr uint32_t kSecureFlags = kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate;
 static_assert(kSecureFlags == 0x803000);
+
+// Revocation, unknown authority, wrong name, wrong date.
+constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
 
 uint32_t TimeoutOf(TextView verb) {  // ms
   if (verb == u"PROPFIND") return 45000;
@@ -41,52 +47,94 @@ void CWebDAV::SetRequestBody(std::string_view text, bool append) {
   request_body_ += text;
 }
 
-bool CWebDAV::SendDAVRequest(TextView verb, TextView path) {
+Text CWebDAV::EncodeUrlPath(TextView path) {
   return Guarded(
+      Text(), [&] { return PercentEncodePath(path); },
+      [&](const Failure&) {
+        debug_log_.WriteTrace(u"Failed to encode unicode string. Reason:%d", LastError());
+      });
+}
+
+Text CWebDAV::BasicCredentials() const {
+  const std::string pair = ToAnsi(settings_.user_name + u":" + settings_.password);
+  return FromUtf8(EncodeBase64(pair));
+}
+
+bool CWebDAV::SendDAVRequest(TextView verb, TextView path) {
+  const Text encoded = EncodeUrlPath(path);
+  SemaphoreLock lock(request_lock_);
+  const bool sent = Guarded(
       false,
       [&] {
-        SemaphoreLock lock(request_lock_);
-        if (!SendLocked(verb, path)) {
-          const Text reason = GetLastErrorText();
-          lock.Unlock();
-          debug_log_.WriteTrace(u"Error calling %s, Reason: %s", verb, reason);
-          return false;
-        }
-        lock.Unlock();
-        debug_log_.WriteTrace(u"Finished making a Webdav call %s, with response %d", verb,
-                              status_code_);
-        return true;
+        // Without its path a request would go to the server's root.
+        if (encoded.empty() && !path.empty()) ThrowLastError(ErrorKind::kOther);
+        return SendLocked(verb, encoded);
       },
       [&](const Failure& failure) {
         if (failure.kind == Failure::Kind::kInternet) {
           status_text_ = failure.text;
           debug_log_.WriteTrace(u"Error calling %s, Reason: %s", verb, GetErrorMessage());
-          return;
+        } else {
+          status_text_ = GetLastErrorText();
+          debug_log_.WriteTrace(u"Unknown error in Sending DAV Request, Reason : %s",
+                                GetErrorMessage());
         }
-        status_text_ = GetLastErrorText();
-        debug_log_.WriteTrace(u"Unknown error in Sending DAV Request, Reason : %s",
-                              GetErrorMessage());
       });
+  lock.Unlock();
+  if (sent) {
+    debug_log_.WriteTrace(u"Finished making a Webdav call %s, with response %d", verb,
+                          status_code_);
+  }
+  return sent;
 }
 
-bool CWebDAV::SendLocked(TextView verb, TextView path) {
-  const Text encoded = EncodeUrlPath(path);
-  // Without its path a request would go to the server's root.
-  if (encoded.empty() && !path.empty()) ThrowLastError(ErrorKind::kOther);
+bool CWebDAV::SendLocked(TextView verb, TextView encoded_path) {
   ClearRequest();
-  // Why there is no connection, the status text tells.
-  if (!connection_) throw Error(ErrorKind::kInternet, LastError(), GetErrorMessage());
   AddRequestHeaders(Format(u"\nAuthorization: Basic %s", BasicCredentials()), true);
   if (IsDirectSecure()) request_flags_ |= kSecureFlags;
+  // Why there is no connection was kept as the status text.
+  if (!connection_) throw Error(ErrorKind::kInternet, LastError(), GetErrorMessage());
   request_ =
-      std::make_unique<HttpRequest>(*connection_, verb, encoded, TextView(), request_flags_);
+      std::make_unique<HttpRequest>(*connection_, verb, encoded_path, TextView(), request_flags_);
   SetTimeouts(TimeoutOf(verb));
   SetProxyCredentials();
   IgnoreCertificateRequest();
-  if (!request_->Send(request_headers_, request_body_)) return false;
+  if (!request_->Send(request_headers_, request_body_)) {
+    debug_log_.WriteTrace(u"Error calling %s, Reason: %s", verb, GetLastErrorText());
+    return false;
+  }
   status_code_ = request_->StatusCode();
   status_text_ = request_->StatusText();
   return true;
+}
+
+void CWebDAV::SetTimeouts(uint32_t milliseconds) {
+  request_->SetOption(kOptionConnectTimeout, milliseconds);
+  request_->SetOption(kOptionReceiveTimeout, milliseconds);
+  request_->SetOption(kOptionSendTimeout, milliseconds);
+}
+
+void CWebDAV::SetProxyCredentials() {
+  if (!settings_.use_proxy || settings_.use_compression) return;
+  if (settings_.proxy_user.empty() || settings_.proxy_password.empty()) return;
+  // The length of the user name counts for the password, too: accounts were set up to match that.
+  const size_t length = settings_.proxy_user.size();
+  request_->SetOption(kOptionProxyUser, settings_.proxy_user, length);
+  request_->SetOption(kOptionProxyPassword, settings_.proxy_password, length);
+}
+
+void CWebDAV::IgnoreCertificateRequest() {
+  Guarded(
+      false,
+      [&] {
+        if (!request_) throw Error(ErrorKind::kOther, 0, Text(kUnknownErrorText));
+        const uint32_t flags = request_->QueryOption(kOptionSecurityFlags);
+        request_->SetOption(kOptionSecurityFlags, flags | kIgnoreCertificateFlags);
+        return true;
+      },
+      [&](const Failure&) {
+        debug_log_.WriteTraceText(u"Exception in  IgnoreCertificateRequest");
+      });
 }
 
 bool CWebDAV::GetBufferFromServer(void* buffer, size_t size, size_t* received) {
@@ -101,7 +149,7 @@ bool CWebDAV::GetBufferFromServer(void* buffer, size_t size, size_t* received) {
       },
       [&](const Failure& failure) {
         status_text_ = failure.text;
-        debug_log_.WriteTrace(u"Exception in GetBufferFromServer, Reason: %s", GetErrorMessage());
+        debug_log_.WriteTrace(u"Exception in GetBufferFromServer, Reason: %s", failure.text);
       });
 }
 
@@ -124,19 +172,12 @@ Text CWebDAV::GetErrorMessage() {
       [&] {
         if (status_text_.empty()) status_text_ = kUnknownErrorText;
         if (status_text_.back() == u'\n') {
+          // A carriage return and a line feed.
           status_text_.resize(status_text_.size() - std::min<size_t>(status_text_.size(), 2));
         }
         return status_text_;
       },
       [&](const Failure&) { debug_log_.WriteTraceText(u"Exception in  GetErrorMessage"); });
-}
-
-Text CWebDAV::EncodeUrlPath(TextView path) {
-  return Guarded(
-      Text(), [&] { return EncodePath(path); },
-      [&](const Failure&) {
-        debug_log_.WriteTrace(u"Failed to encode unicode string. Reason:%d", LastError());
-      });
 }
 
 }  // namespace zv

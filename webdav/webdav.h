@@ -140,7 +140,7 @@ class CWebDAV {
   };
   struct Download;
 
-  bool SendLocked(TextView verb, const Text& encoded_path);
+  bool SendLocked(TextView verb, TextView encoded_path);
   bool FetchListing(const Text& full_path, DirectoryEntry** entries);
   // The open reply's body, whole, from the 8-bit code page.
   Text ReadReplyText();
