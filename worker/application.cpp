@@ -1,0 +1,8 @@
+#include "worker/application.h"
+
+namespace zv {
+
+CZVWorkerApp g_application;
+CConnection g_connection;
+
+}  // namespace zv
