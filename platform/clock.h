@@ -1,7 +1,8 @@
 // Times, and the one place where the library waits. Any thread.
 //
 // Two units live in the product and must not be mixed: whole seconds since 1601-01-01 UTC (entry
-// records, listings) and 100-nanosecond units since the same instant (time files, the system's own).
+// records, listings) and 100-nanosecond units since the same instant (time files, the system's
+// own).
 #pragma once
 
 #include <compare>
@@ -22,7 +23,8 @@ struct FileTime {
 };
 
 inline constexpr int64_t kFileTimeUnitsPerSecond = 10'000'000;
-inline constexpr int64_t kUnixEpochSeconds1601 = 11'644'473'600;  // 1970-01-01 in seconds since 1601
+inline constexpr int64_t kUnixEpochSeconds1601 =
+    11'644'473'600;  // 1970-01-01 in seconds since 1601
 
 // Truncates toward zero.
 constexpr Seconds1601 ToSeconds(FileTime time) {

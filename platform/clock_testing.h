@@ -8,9 +8,9 @@
 
 namespace zv::testing {
 
-// While one of these lives, SleepMs returns at once, calls the observer and moves the clock on by what
-// was asked; SystemTime and UnixTime are the real ones plus all that was slept, or `start` plus it when
-// given. One at a time; process-wide; any thread may sleep meanwhile.
+// While one of these lives, SleepMs returns at once, calls the observer and moves the clock on by
+// what was asked; SystemTime and UnixTime are the real ones plus all that was slept, or `start`
+// plus it when given. One at a time; process-wide; any thread may sleep meanwhile.
 class VirtualClock {
  public:
   explicit VirtualClock(std::function<void(uint32_t milliseconds)> on_sleep = {});

@@ -1,5 +1,5 @@
-// The platform's debug output: the debugger's on Windows, stderr on Linux when ZVWORKER_DEBUG is set in
-// the environment. Any thread.
+// The platform's debug output: the debugger's on Windows, stderr on Linux when ZVWORKER_DEBUG is
+// set in the environment. Any thread.
 #pragma once
 
 #include <functional>

@@ -45,18 +45,19 @@ extern const uint32_t kErrorDiskFull;
 // Codes of the internet client.
 constexpr bool IsInternetCode(uint32_t code) { return code >= 12000 && code < 13000; }
 
-// The system's text for an error code, for internet codes the client's, without a line end; empty when
-// there is none.
+// The system's text for an error code, for internet codes the client's, without a line end; empty
+// when there is none.
 Text SystemErrorText(uint32_t code);
 
 // Resource text 2000: what is said when the system has no text.
 inline constexpr TextView kUnknownErrorText = u"An unknown error has occurred.";
 
-// Text of the calling thread's last error from the system's own message table; kUnknownErrorText when
-// that has none, as it is for internet codes.
+// Text of the calling thread's last error from the system's own message table; kUnknownErrorText
+// when that has none, as it is for internet codes.
 Text GetLastErrorText();
 
-// Throws an Error of the kind with the calling thread's last error and its text, or kUnknownErrorText.
+// Throws an Error of the kind with the calling thread's last error and its text, or
+// kUnknownErrorText.
 [[noreturn]] void ThrowLastError(ErrorKind kind);
 
 }  // namespace zv

@@ -1,18 +1,19 @@
 // Files by Windows path. On Linux a path such as C:\Apps\Host\x maps its drive letter to the folder
 // <home>/drives/C (home: platform/home.h), backslashes separate, and a look-up of each element that
-// fails exactly is tried again case-blind, since the product's names are case-blind. A path without a
-// drive letter that begins with a backslash is at the root of drive C; a relative one is below the
-// root of drive C, too. On both systems "/" separates as well, "." and ".." are followed by their words,
-// dots and blanks at the end of a name belong to it, and files are opened binary and share everything
-// with others.
+// fails exactly is tried again case-blind, since the product's names are case-blind. A path without
+// a drive letter that begins with a backslash is at the root of drive C; a relative one is below
+// the root of drive C, too. On both systems "/" separates as well, "." and ".." are followed by
+// their words, dots and blanks at the end of a name belong to it, and files are opened binary and
+// share everything with others.
 //
-// Names on Linux: at most 255 UTF-8 bytes fit into a file name there. A longer one is stored under its
-// beginning and a hash, with the true name kept in the folder ".zvnames" beside it; no function here
-// shows the difference. An unpaired surrogate comes back as it went. On Windows a name may have 255
-// units, and a path 32,767.
+// Names on Linux: at most 255 UTF-8 bytes fit into a file name there. A longer one is stored under
+// its beginning and a hash, with the true name kept in the folder ".zvnames" beside it; no function
+// here shows the difference. An unpaired surrogate comes back as it went. On Windows a name may
+// have 255 units, and a path 32,767.
 //
 // Thread rule: a File belongs to one thread at a time; the free functions may be called from any.
-// Failure: results as said, with LastError() set; a read or write that breaks off throws Error(kFile).
+// Failure: results as said, with LastError() set; a read or write that breaks off throws
+// Error(kFile).
 #pragma once
 
 #include <cstddef>
@@ -66,8 +67,9 @@ class File {
   int64_t Size() const;
   // Cuts or fills up with zeros. The position stays.
   void SetSize(int64_t size);
-  // What was written so far outlives this process. There is no buffer here, so nothing is left to do
-  // but to tell a closed file: it throws. Nothing is forced out of the system's memory to the disk.
+  // What was written so far outlives this process. There is no buffer here, so nothing is left to
+  // do but to tell a closed file: it throws. Nothing is forced out of the system's memory to the
+  // disk.
   void Flush();
   void Close();
 
@@ -90,11 +92,11 @@ bool FileExists(TextView path);  // a file or a folder
 // gives none.
 std::vector<FileInfo> ListFolder(TextView folder);
 
-// A plain move fails when the target exists, on every system, with kErrorAlreadyExists; MoveOver replaces
-// a file. A move to another spelling of the same name is no collision.
+// A plain move fails when the target exists, on every system, with kErrorAlreadyExists; MoveOver
+// replaces a file. A move to another spelling of the same name is no collision.
 bool MoveToNew(TextView from, TextView to);
 bool MoveOver(TextView from, TextView to);
-// Copies contents, replacing an existing file; fails for a file onto itself.
+// Copies contents and last-write time, replacing an existing file; fails for a file onto itself.
 bool CopyOver(TextView from, TextView to);
 bool RemoveFile(TextView path);
 // Makes a folder with every missing parent; true when it stands afterwards.

@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/posix/long_name.h"
 #include "platform/posix/native_path.h"
+#include "platform/posix/rename_new.h"
 #include "platform/shared/path.h"
 
 namespace zv {
@@ -79,20 +79,15 @@ std::optional<Target> FindTarget(TextView path) {
   return Target{.place = *place, .long_name = native->long_name, .existing = Find(path)};
 }
 
-// rename, which replaces unless told otherwise. A file system that cannot be told so gets a second
-// name for the file instead, which never replaces.
-bool Rename(const char* from, const char* to, unsigned flags) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags) == 0) return true;
-  if (errno != EINVAL || flags == 0) return FailWithErrno();
-  if (::link(from, to) != 0 || ::unlink(from) != 0) return FailWithErrno();
-  return true;
-}
+enum class Replace { kNever, kAlways };
 
 // Moves and brings the true names of long names up to date.
-bool Move(const Found& from, const Target& to, const std::string& place, unsigned flags) {
+bool Move(const Found& from, const Target& to, const std::string& place, Replace replace) {
   {
     const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(place)), to.long_name);
-    if (!Rename(from.path.c_str(), place.c_str(), flags)) return false;
+    const bool moved = replace == Replace::kNever ? RenameToNew(from.path, place)
+                                                  : ::rename(from.path.c_str(), place.c_str()) == 0;
+    if (!moved) return FailWithErrno();
   }
   const std::string_view old_name = NameOf(from.path);
   if (LooksStored(old_name)) DropTrueName(std::string(FolderOf(from.path)), old_name);
@@ -102,6 +97,13 @@ bool Move(const Found& from, const Target& to, const std::string& place, unsigne
 void CopyBytes(File* in, File* out) {
   std::vector<char> buffer(size_t{256} * 1024);
   while (const size_t got = in->Read(buffer.data(), buffer.size())) out->Write(buffer.data(), got);
+}
+
+bool CopyTime(const Found& from, TextView to) {
+  const auto target = Find(to);
+  if (!target) return false;
+  const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, from.status.st_mtim};
+  return ::utimensat(AT_FDCWD, target->path.c_str(), times, 0) == 0 || FailWithErrno();
 }
 
 bool MakeOneFolder(TextView folder) {
@@ -147,9 +149,9 @@ bool MoveToNew(TextView from, TextView to) {
   if (!source) return false;
   const auto target = FindTarget(to);
   if (!target) return false;
-  if (!target->existing) return Move(*source, *target, target->place, RENAME_NOREPLACE);
+  if (!target->existing) return Move(*source, *target, target->place, Replace::kNever);
   if (target->existing->path != source->path) return Fail(EEXIST);
-  return Move(*source, *target, target->place, 0);  // a change of case at the most
+  return Move(*source, *target, target->place, Replace::kAlways);  // a change of case at the most
 }
 
 bool MoveOver(TextView from, TextView to) {
@@ -158,9 +160,9 @@ bool MoveOver(TextView from, TextView to) {
   const auto target = FindTarget(to);
   if (!target) return false;
   const bool replaces = target->existing && target->existing->path != source->path;
-  if (!replaces) return Move(*source, *target, target->place, 0);
+  if (!replaces) return Move(*source, *target, target->place, Replace::kAlways);
   if (S_ISDIR(target->existing->status.st_mode)) return Fail(EISDIR);
-  return Move(*source, *target, target->existing->path, 0);
+  return Move(*source, *target, target->existing->path, Replace::kAlways);
 }
 
 bool CopyOver(TextView from, TextView to) {
@@ -174,12 +176,13 @@ bool CopyOver(TextView from, TextView to) {
   if (!out) return false;
   try {
     CopyBytes(&in, &out);
-    return true;
   } catch (const Error& error) {
     out.Close();
     RemoveFile(to);
     return Fail(static_cast<int>(error.code()));
   }
+  out.Close();
+  return CopyTime(*source, to);
 }
 
 bool RemoveFile(TextView path) {

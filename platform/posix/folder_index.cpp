@@ -149,28 +149,28 @@ class WatchedFolders {
   uint64_t uses_ = 0;
 };
 
-std::optional<std::string> FindByReading(const std::string& folder, const Text& wanted) {
-  const DirStream stream = OpenFolder(folder);
-  if (!stream) return std::nullopt;
-  std::optional<std::string> found;
-  ForEachName(stream, [&](const char* name) {
-    if (!found && FoldName(name) == wanted) found = name;
-  });
-  return found;
-}
-
 }  // namespace
 
 std::optional<std::string> FindNameNoCase(const std::string& folder, std::string_view name) {
   static std::mutex mutex;
   static WatchedFolders watched;
-  const Text wanted = FoldName(name);
   const std::lock_guard lock(mutex);
   const auto names = watched.Get(folder);
-  if (!names) return FindByReading(folder, wanted);
-  const auto found = (*names)->names.find(wanted);
+  if (!names) return FindNameByReading(folder, name);
+  const auto found = (*names)->names.find(FoldName(name));
   if (found == (*names)->names.end()) return std::nullopt;
   return found->second;
+}
+
+std::optional<std::string> FindNameByReading(const std::string& folder, std::string_view name) {
+  const DirStream stream = OpenFolder(folder);
+  if (!stream) return std::nullopt;
+  const Text wanted = FoldName(name);
+  std::optional<std::string> found;
+  ForEachName(stream, [&](const char* candidate) {
+    if (!found && FoldName(candidate) == wanted) found = candidate;
+  });
+  return found;
 }
 
 }  // namespace zv

@@ -21,7 +21,8 @@ TEST(FileAppend, LosesNoLineOfTwoThreadsInTwoProcesses) {
   const Text path = folder / u"log.txt";
   const std::string home = folder.home().empty() ? "-" : folder.home().string();
   {
-    ChildProcess child("append_child", {home, ToUtf8(path), "b", std::to_string(kLinesOfAThread)});
+    ChildProcess child("core_child",
+                       {"append", home, ToUtf8(path), "b", std::to_string(kLinesOfAThread)});
     testing::AppendLinesInTwoThreads(path, u'a', kLinesOfAThread);
     ASSERT_EQ(child.Wait(), 0);
   }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 
 #include "platform/error.h"
 #include "platform/file.h"
@@ -172,6 +174,17 @@ TEST_F(FileTreeTest, CopyOverCopiesAndReplaces) {
   EXPECT_TRUE(CopyOver(folder_ / u"c", folder_ / u"b"));
   EXPECT_EQ(Get(u"b"), "short");
   EXPECT_EQ(Get(u"c"), "short");
+}
+
+TEST_F(FileTreeTest, CopyOverKeepsTheLastWriteTime) {
+  Put(u"a", "1");
+  const auto long_ago =
+      std::filesystem::last_write_time(folder_.native() / "a") - std::chrono::hours(1000);
+  std::filesystem::last_write_time(folder_.native() / "a", long_ago);
+  EXPECT_TRUE(CopyOver(folder_ / u"a", folder_ / u"b"));
+  EXPECT_EQ(ToSeconds(FindPath(folder_ / u"b")->last_write),
+            ToSeconds(FindPath(folder_ / u"a")->last_write));
+  EXPECT_LT(FindPath(folder_ / u"b")->last_write, SystemTime());
 }
 
 TEST_F(FileTreeTest, CopyOverRefusesAFileOntoItselfAndAFolder) {

@@ -5,16 +5,24 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/file.h"
+#include "platform/format.h"
 #include "platform/home.h"
+#include "platform/posix/folder_index.h"
+#include "platform/posix/rename_new.h"
+#include "platform/thread.h"
+#include "tests/platform/child_process.h"
 #include "tests/platform/test_folder.h"
 
 namespace zv {
 namespace {
 
+using testing::ChildProcess;
 using testing::TestFolder;
 
 class LinuxFileTest : public ::testing::Test {
@@ -193,13 +201,112 @@ TEST_F(LongNameTest, BeginsWhereTheDiskEnds) {
   EXPECT_EQ(Get(Text(256, u'X')), "2");
 }
 
+TEST_F(LinuxFileTest, ReadingAFolderFindsWhatTheRememberedNamesFind) {
+  Put(u"N\u00C4me", "1");
+  for (const std::string_view wanted : {"n\xC3\xA4ME", "N\xC3\x84me", "none"}) {
+    EXPECT_EQ(FindNameByReading(folder_.native(), wanted),
+              FindNameNoCase(folder_.native(), wanted));
+  }
+  EXPECT_EQ(FindNameByReading(folder_.native(), "n\xC3\xA4ME"), "N\xC3\x84me");
+  EXPECT_EQ(FindNameByReading(folder_.native() / "none", "x"), std::nullopt);
+}
+
+TEST_F(LinuxFileTest, RenamingByLinkNeverReplaces) {
+  Put(u"a", "1");
+  Put(u"b", "2");
+  EXPECT_FALSE(RenameByLink(folder_.native() / "a", folder_.native() / "b"));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_TRUE(RenameByLink(folder_.native() / "a", folder_.native() / "c"));
+  EXPECT_FALSE(FileExists(folder_ / u"a"));
+  EXPECT_EQ(Get(u"b"), "2");
+  EXPECT_EQ(Get(u"c"), "1");
+}
+
+TEST_F(LinuxFileTest, ThreadsFindTheirOwnFilesCaseBlindAtOnce) {
+  std::vector<Thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.push_back(Thread::Start([this, thread] {
+      uint32_t found = 0;
+      for (int i = 0; i < 200; ++i) {
+        Put(Format(u"Name-%d-%d", thread, i), "1");
+        if (FileExists(folder_ / Format(u"NAME-%d-%d", thread, i))) ++found;
+        RemoveFile(folder_ / Format(u"name-%d-%d", thread, i));
+        if (!FileExists(folder_ / Format(u"NAME-%d-%d", thread, i))) ++found;
+      }
+      return found;
+    }));
+  }
+  for (Thread& thread : threads) EXPECT_EQ(thread.Join(), 400u);
+}
+
+// Sets a variable of the environment until the end of the test; null takes it away.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    Set(value);
+  }
+  ~ScopedVariable() { Set(old_ ? old_->c_str() : nullptr); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  void Set(const char* value) {
+    if (value) {
+      ::setenv(name_, value, 1);
+    } else {
+      ::unsetenv(name_);
+    }
+  }
+
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+bool ChildHasHome(const std::filesystem::path& expected) {
+  return ChildProcess("core_child", {"home", expected.string()}).Wait() == 0;
+}
+
 TEST(Home, ComesFromTheEnvironment) {
-  // The process-wide choice was made by then; what is checked is that it can be told again.
+  const TestFolder folder;
+  const std::filesystem::path& root = folder.native();
+  const ScopedVariable user("HOME", (root / "user").c_str());
+  {
+    const ScopedVariable own("ZVWORKER_HOME", (root / "own//").c_str());
+    const ScopedVariable data("XDG_DATA_HOME", (root / "data").c_str());
+    EXPECT_TRUE(ChildHasHome(root / "own"));
+    EXPECT_TRUE(std::filesystem::is_directory(root / "own"));
+  }
+  const ScopedVariable own("ZVWORKER_HOME", nullptr);
+  {
+    const ScopedVariable data("XDG_DATA_HOME", (root / "data").c_str());
+    EXPECT_TRUE(ChildHasHome(root / "data/zvworker"));
+  }
+  const ScopedVariable data("XDG_DATA_HOME", "relative");
+  EXPECT_TRUE(ChildHasHome(root / "user/.local/share/zvworker"));
+  EXPECT_TRUE(std::filesystem::is_directory(root / "user/.local/share/zvworker"));
+}
+
+TEST(Home, CanBeToldAgain) {
   const TestFolder folder;
   EXPECT_EQ(HomeFolder(), folder.home().string());
   testing::SetHomeFolder((folder.home() / "other///").string());
   EXPECT_EQ(HomeFolder(), (folder.home() / "other").string());
   EXPECT_TRUE(std::filesystem::is_directory(folder.home() / "other"));
+}
+
+TEST(DebugOutput, GoesToStderrWhenAskedFor) {
+  const TestFolder folder;
+  const auto output = [&folder] {
+    EXPECT_EQ(ChildProcess("core_child", {"debug", (folder.native() / "out").string()}).Wait(), 0);
+    return File::Open(folder / u"out", Access::kRead, Disposition::kOpenExisting).ReadAll();
+  };
+  {
+    const ScopedVariable asked("ZVWORKER_DEBUG", "1");
+    EXPECT_EQ(output(), "caf\xC3\xA9\n");
+  }
+  const ScopedVariable not_asked("ZVWORKER_DEBUG", nullptr);
+  EXPECT_EQ(output(), "");
 }
 
 TEST(InternetErrorTexts, AreTheWindowsClients) {
@@ -215,29 +322,14 @@ TEST(ErrnoTexts, AreTheSystems) {
   EXPECT_EQ(kErrorFileNotFound, static_cast<uint32_t>(ENOENT));
 }
 
-class TimeZoneTest : public ::testing::Test {
- protected:
-  TimeZoneTest() {
-    if (const char* zone = std::getenv("TZ")) old_zone_ = zone;
-  }
-  ~TimeZoneTest() override {
-    if (old_zone_) {
-      ::setenv("TZ", old_zone_->c_str(), 1);
-    } else {
-      ::unsetenv("TZ");
-    }
-  }
-  static CalendarTime Local(const char* zone, const CalendarTime& utc) {
-    ::setenv("TZ", zone, 1);
-    CalendarTime local;
-    EXPECT_TRUE(UtcToLocal(utc, &local));
-    return local;
-  }
+CalendarTime Local(const char* zone, const CalendarTime& utc) {
+  const ScopedVariable here("TZ", zone);
+  CalendarTime local;
+  EXPECT_TRUE(UtcToLocal(utc, &local));
+  return local;
+}
 
-  std::optional<std::string> old_zone_;
-};
-
-TEST_F(TimeZoneTest, UsesTheRulesOfThatTimeOfTheYear) {
+TEST(LocalTime, UsesTheRulesOfThatTimeOfTheYear) {
   const char* zone = "EST5EDT,M3.2.0,M11.1.0";
   EXPECT_EQ(Local(zone, {.year = 2026, .month = 1, .day = 1, .hour = 3, .minute = 30}),
             (CalendarTime{.year = 2025, .month = 12, .day = 31, .hour = 22, .minute = 30}));
@@ -245,7 +337,7 @@ TEST_F(TimeZoneTest, UsesTheRulesOfThatTimeOfTheYear) {
             (CalendarTime{.year = 2026, .month = 6, .day = 30, .hour = 23, .minute = 30}));
 }
 
-TEST_F(TimeZoneTest, FollowsAChangeOfTheZone) {
+TEST(LocalTime, FollowsAChangeOfTheZone) {
   const CalendarTime utc = {.year = 2026, .month = 5, .day = 5, .hour = 12, .millisecond = 5};
   EXPECT_EQ(Local("UTC0", utc), utc);
   EXPECT_EQ(Local("IST-5:30", utc).minute, 30);

@@ -1,0 +1,20 @@
+#include "platform/posix/rename_new.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace zv {
+
+bool RenameToNew(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  return errno == EINVAL && RenameByLink(from, to);
+}
+
+bool RenameByLink(const std::string& from, const std::string& to) {
+  return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+}
+
+}  // namespace zv
