@@ -1,0 +1,97 @@
+#include "cache/pending_uploads.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/clock_testing.h"
+#include "platform/file.h"
+#include "tests/support/test_home.h"
+
+namespace zv {
+namespace {
+
+using testing::ReadFileBytes;
+using testing::WriteFileBytes;
+
+class PendingUploadsTest : public testing::HomeTest {
+ protected:
+  PendingUploadsTest() { MakeFolders(u"C:\\Cache@u"); }
+  std::vector<Text> Paths() const {
+    std::vector<Text> paths;
+    for (const PendingUpload& upload : pending_.List()) paths.push_back(upload.path);
+    return paths;
+  }
+
+  const CacheNames names_{u"C:\\Cache@u\\"};
+  const Text file_ = u"C:\\Work-Cache@u\\pending.txt";
+  PendingUploads pending_{names_};
+};
+
+TEST_F(PendingUploadsTest, IsEmptyAndWithoutAFileAtFirst) {
+  EXPECT_TRUE(pending_.List().empty());
+  EXPECT_FALSE(pending_.Contains(u"/a"));
+  EXPECT_TRUE(pending_.Remove(u"/a"));
+  EXPECT_FALSE(FileExists(file_));
+}
+
+TEST_F(PendingUploadsTest, KeepsKindReasonAndTheTimeOfTheFirstAttempt) {
+  testing::VirtualClock clock(ToFileTime(Seconds1601{13'000'000'000}));
+  EXPECT_TRUE(pending_.Add(u"/a b.txt", PendingKind::kContent, u""));
+  clock.Advance(60'000);
+  EXPECT_TRUE(pending_.Add(u"/a b.txt", PendingKind::kEmpty, u"No line"));
+  const auto list = PendingUploads(names_).List();
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list[0].path, u"/a b.txt");
+  EXPECT_EQ(list[0].kind, PendingKind::kEmpty);
+  EXPECT_EQ(list[0].reason, u"No line");
+  EXPECT_EQ(list[0].since.value, 13'000'000'000);
+}
+
+TEST_F(PendingUploadsTest, GoldenBytes) {
+  testing::VirtualClock clock(ToFileTime(Seconds1601{13'000'000'000}));
+  pending_.Add(u"/a%\tb", PendingKind::kContent, u"1\r\n2");
+  pending_.Add(u"/c", PendingKind::kCacheOnly, u"");
+  EXPECT_EQ(ReadFileBytes(file_),
+            ToUtf16LeBytes(u"0\t13000000000\t/a%25%09b\t1%0D%0A2\r\n2\t13000000000\t/c\t\r\n"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a%\tb", u"/c"}));
+  EXPECT_EQ(pending_.List()[0].reason, u"1\r\n2");
+}
+
+TEST_F(PendingUploadsTest, TheFileGoesWithItsLastLine) {
+  pending_.Add(u"/a", PendingKind::kContent, u"");
+  EXPECT_TRUE(FileExists(file_));
+  EXPECT_TRUE(pending_.Remove(u"/a"));
+  EXPECT_FALSE(FileExists(file_));
+}
+
+TEST_F(PendingUploadsTest, RemovesATreeButNoSiblings) {
+  for (const TextView path : {u"/a/b", u"/a/b/c", u"/a/bc"}) {
+    pending_.Add(path, PendingKind::kContent, u"");
+  }
+  EXPECT_TRUE(pending_.RemoveTree(u"/a/b"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a/bc"}));
+}
+
+TEST_F(PendingUploadsTest, RenamesATreeOverWhatHadTheNewName) {
+  for (const TextView path : {u"/a/x", u"/n/x", u"/a", u"/ab"}) {
+    pending_.Add(path, PendingKind::kContent, path);
+  }
+  EXPECT_TRUE(pending_.Rename(u"/a", u"/n"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/n/x", u"/n", u"/ab"}));
+  EXPECT_EQ(pending_.List()[0].reason, u"/a/x");
+}
+
+TEST_F(PendingUploadsTest, ReadsRandomBytesAsNoPaths) {
+  WriteFileBytes(file_, std::string("\x01\x02\r\0\n\0garbage\xFF", 14));
+  EXPECT_TRUE(pending_.List().empty());
+  EXPECT_TRUE(pending_.Add(u"/a", PendingKind::kContent, u""));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a"}));
+}
+
+TEST_F(PendingUploadsTest, AChangeThatCannotBeWrittenIsToldAndChangesNothing) {
+  WriteFileBytes(u"C:\\Work-Cache@u", "a file where the folder should be");
+  EXPECT_FALSE(pending_.Add(u"/a", PendingKind::kContent, u""));
+  EXPECT_TRUE(pending_.List().empty());
+}
+
+}  // namespace
+}  // namespace zv
