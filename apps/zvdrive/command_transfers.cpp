@@ -7,10 +7,10 @@
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/progress_line.h"
+#include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "worker/host_services.h"
-#include "zvworker/zvworker.h"
 
 namespace zv {
 namespace {

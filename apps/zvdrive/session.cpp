@@ -1,7 +1,7 @@
 #include "apps/zvdrive/session.h"
 
 #include "apps/zvdrive/commands.h"
-#include "zvworker/zvworker.h"
+#include "include/zvworker/zvworker.h"
 
 namespace zv {
 

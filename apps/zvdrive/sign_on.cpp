@@ -1,5 +1,5 @@
 #include "apps/zvdrive/commands.h"
-#include "zvworker/zvworker.h"
+#include "include/zvworker/zvworker.h"
 
 namespace zv {
 namespace {

@@ -1,9 +1,9 @@
 #include "apps/zvdrive/worker_host.h"
 
 #include "config/settings.h"
+#include "include/zvworker/zvworker.h"
 #include "platform/format.h"
 #include "worker/host_services.h"
-#include "zvworker/zvworker.h"
 
 namespace zv {
 

@@ -8,10 +8,10 @@
 #include "apps/zvdrive/fuse/fuse_drive.h"
 #include "apps/zvdrive/session.h"
 #include "apps/zvdrive/stop_signal.h"
+#include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
 #include "platform/shell_observer.h"
 #include "worker/host_services.h"
-#include "zvworker/zvworker.h"
 
 namespace zv {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/stop_signal.h"
+#include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
-#include "zvworker/zvworker.h"
 
 namespace zv {
 
