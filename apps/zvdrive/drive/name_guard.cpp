@@ -1,23 +1,62 @@
 #include "apps/zvdrive/drive/name_guard.h"
 
+#include <algorithm>
+
 #include "apps/zvdrive/drive/drive_path.h"
 
 namespace zv {
 
-bool NameGuard::ClaimName(Text name, TextView path) {
-  const auto [owner, added] = owners_.try_emplace(std::move(name), path);
-  return added || owner->second == path;
+std::vector<Text> NameGuard::NamesOf(TextView path, bool is_folder) {
+  const Text folded = path == kDriveRoot ? Text() : ToLower(ReplaceAll(path, u'\\', u'#'));
+  if (!is_folder) return {u"file" + folded};
+  // A folder's time file is named like the listing of a folder with ".time" at its end.
+  return {u"dir" + folded, u"dir" + folded + u".time"};
 }
 
 bool NameGuard::Claim(TextView path, bool is_folder) {
-  const Text folded = path == kDriveRoot ? Text() : ToLower(ReplaceAll(path, u'\\', u'#'));
-  if (!is_folder) return ClaimName(u"file" + folded, path);
-  // A folder's time file is named like the listing of a folder with ".time" at its end.
-  return ClaimName(u"dir" + folded, path) && ClaimName(u"dir" + folded + u".time", path);
+  const auto names = NamesOf(path, is_folder);
+  const bool is_free = std::ranges::all_of(names, [&](const Text& name) {
+    const auto owner = owners_.find(name);
+    return owner == owners_.end() || owner->second.path == path;
+  });
+  if (!is_free) return false;
+  for (const Text& name : names) owners_.try_emplace(name, Owner{Text(path), is_folder});
+  return true;
 }
 
 void NameGuard::Release(TextView path) {
-  std::erase_if(owners_, [&](const auto& owner) { return IsWithin(owner.second, path); });
+  std::erase_if(owners_, [&](const auto& owner) { return IsWithin(owner.second.path, path); });
+}
+
+std::vector<NameGuard::Owner> NameGuard::OwnersWithin(TextView path) const {
+  std::vector<Owner> result;
+  for (const auto& [name, owner] : owners_) {
+    if (IsWithin(owner.path, path)) result.push_back(owner);
+  }
+  return result;
+}
+
+bool NameGuard::CanMove(TextView from, TextView to, bool is_folder) const {
+  const auto is_free = [&](const Text& name) {
+    const auto owner = owners_.find(name);
+    return owner == owners_.end() || IsWithin(owner->second.path, from) ||
+           IsWithin(owner->second.path, to);
+  };
+  auto moved = OwnersWithin(from);
+  moved.push_back({Text(from), is_folder});
+  return std::ranges::all_of(moved, [&](const Owner& owner) {
+    const Text path = Text(to).append(TextView(owner.path).substr(from.size()));
+    return std::ranges::all_of(NamesOf(path, owner.is_folder), is_free);
+  });
+}
+
+void NameGuard::Move(TextView from, TextView to) {
+  const auto moved = OwnersWithin(from);
+  Release(from);
+  Release(to);
+  for (const Owner& owner : moved) {
+    Claim(Text(to).append(TextView(owner.path).substr(from.size())), owner.is_folder);
+  }
 }
 
 }  // namespace zv

@@ -1,12 +1,12 @@
 // Keeps two server paths that share one cache name from both being served.
 //
 // In the cache, separators become "#" and names are case-blind: "/a#b.txt" and "/a/b.txt", or "/x"
-// and
-// "/X", would read each other's content. The first one that is used owns the name for as long as
-// the drive is mounted or the entry lives; the other one is refused.
+// and "/X", would read each other's content. The first one that is used owns the name for as long
+// as the drive is mounted or the entry lives; the other one is refused.
 #pragma once
 
 #include <unordered_map>
+#include <vector>
 
 #include "platform/text.h"
 
@@ -15,15 +15,26 @@ namespace zv {
 // Not thread-safe: the drive calls it under its own lock.
 class NameGuard {
  public:
-  // True when the path owns its cache name afterwards.
+  // True when the path owns its cache name afterwards; otherwise nothing has changed.
   bool Claim(TextView path, bool is_folder);
   // Gives up the names of the path and of everything beneath it.
   void Release(TextView path);
 
- private:
-  bool ClaimName(Text name, TextView path);
+  // Whether the path and what is owned beneath it could have their names under another path, where
+  // nothing stands any more.
+  bool CanMove(TextView from, TextView to, bool is_folder) const;
+  // Takes the names along; those under the new path are given up first.
+  void Move(TextView from, TextView to);
 
-  std::unordered_map<Text, Text> owners_;  // folded cache name -> path
+ private:
+  struct Owner {
+    Text path;
+    bool is_folder;
+  };
+  static std::vector<Text> NamesOf(TextView path, bool is_folder);
+  std::vector<Owner> OwnersWithin(TextView path) const;
+
+  std::unordered_map<Text, Owner> owners_;  // by folded cache name
 };
 
 }  // namespace zv

@@ -1,50 +1,70 @@
 #include "apps/zvdrive/drive/walk_cache.h"
 
+#include <utility>
+
 #include "apps/zvdrive/drive/drive_path.h"
 
 namespace zv {
 
-uint64_t WalkCache::BeginWalk(TextView folder) { return folders_[Text(folder)].changes; }
+const WalkCache::Folder* WalkCache::Find(TextView folder) const {
+  const auto found = folders_.find(Text(folder));
+  return found == folders_.end() ? nullptr : &found->second;
+}
+
+WalkCache::Folder* WalkCache::Find(TextView folder) {
+  return const_cast<Folder*>(std::as_const(*this).Find(folder));
+}
+
+uint64_t WalkCache::BeginWalk(TextView folder) {
+  const auto [entry, added] = folders_.try_emplace(Text(folder));
+  // Another one than that of a walk which began before the folder was forgotten.
+  if (added) entry->second.change = ++last_change_;
+  return entry->second.change;
+}
 
 void WalkCache::Store(TextView folder, const std::vector<NamedNode>& nodes, uint64_t walk) {
-  Folder& entry = folders_[Text(folder)];
-  entry.nodes.clear();
-  entry.nodes.reserve(nodes.size());
-  for (const NamedNode& node : nodes) entry.nodes.insert_or_assign(node.name, node.info);
-  entry.walked = Clock::now();
-  entry.was_walked = true;
-  entry.is_current = entry.changes == walk;
+  Folder* entry = Find(folder);
+  if (!entry) return;
+  entry->nodes.clear();
+  entry->nodes.reserve(nodes.size());
+  for (const NamedNode& node : nodes) entry->nodes.insert_or_assign(node.name, node.info);
+  entry->walked = Clock::now();
+  entry->was_walked = true;
+  entry->is_current = entry->change == walk;
 }
 
 const WalkCache::Nodes* WalkCache::Fresh(TextView folder) const {
-  const auto found = folders_.find(Text(folder));
-  if (found == folders_.end() || !found->second.is_current) return nullptr;
-  return Clock::now() - found->second.walked <= lifetime_ ? &found->second.nodes : nullptr;
+  const Folder* entry = Find(folder);
+  if (!entry || !entry->is_current) return nullptr;
+  return Clock::now() - entry->walked <= lifetime_ ? &entry->nodes : nullptr;
 }
 
 const WalkCache::Nodes* WalkCache::Latest(TextView folder) const {
-  const auto found = folders_.find(Text(folder));
-  return found != folders_.end() && found->second.was_walked ? &found->second.nodes : nullptr;
+  const Folder* entry = Find(folder);
+  return entry && entry->was_walked ? &entry->nodes : nullptr;
 }
 
 bool WalkCache::WasWalked(TextView folder) const { return Latest(folder) != nullptr; }
 
 void WalkCache::Put(TextView path, const NodeInfo& info) {
-  Folder& parent = folders_[ParentOf(path)];
-  parent.nodes.insert_or_assign(LeafOf(path), info);
-  ++parent.changes;
+  Folder* parent = Find(ParentOf(path));
+  if (!parent) return;
+  parent->nodes.insert_or_assign(LeafOf(path), info);
+  parent->change = ++last_change_;
 }
 
 void WalkCache::Drop(TextView path) {
-  Folder& parent = folders_[ParentOf(path)];
-  parent.nodes.erase(LeafOf(path));
-  ++parent.changes;
+  Folder* parent = Find(ParentOf(path));
+  if (!parent) return;
+  parent->nodes.erase(LeafOf(path));
+  parent->change = ++last_change_;
 }
 
 void WalkCache::Expire(TextView folder) {
-  Folder& entry = folders_[Text(folder)];
-  entry.is_current = false;
-  ++entry.changes;
+  Folder* entry = Find(folder);
+  if (!entry) return;
+  entry->is_current = false;
+  entry->change = ++last_change_;
 }
 
 void WalkCache::Forget(TextView folder) {

@@ -20,8 +20,8 @@ class WalkCache {
 
   explicit WalkCache(std::chrono::milliseconds lifetime) : lifetime_(lifetime) {}
 
-  // Taken before a walk begins and handed to Store: a change that was made meanwhile makes the
-  // walk's result stale at once.
+  // Taken before a walk begins and handed to Store: a change that is made meanwhile makes the walk's
+  // result stale at once.
   uint64_t BeginWalk(TextView folder);
   void Store(TextView folder, const std::vector<NamedNode>& nodes, uint64_t walk);
 
@@ -33,7 +33,7 @@ class WalkCache {
   // Whether the folder was walked since the drive was mounted.
   bool WasWalked(TextView folder) const;
 
-  // Local changes, taken over into the walk of the parent.
+  // Local changes, taken over into the last walk of the parent, if there was one.
   void Put(TextView path, const NodeInfo& info);
   void Drop(TextView path);
   // Everything known of the folder's entries is out of date.
@@ -47,10 +47,15 @@ class WalkCache {
     Clock::time_point walked;
     bool was_walked = false;
     bool is_current = false;
-    uint64_t changes = 0;
+    uint64_t change = 0;  // the last one that concerns it
   };
 
+  // Null when the folder is not being walked and never was.
+  Folder* Find(TextView folder);
+  const Folder* Find(TextView folder) const;
+
   std::chrono::milliseconds lifetime_;
+  uint64_t last_change_ = 0;
   std::unordered_map<Text, Folder> folders_;
 };
 

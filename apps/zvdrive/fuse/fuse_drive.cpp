@@ -252,6 +252,7 @@ int VolumeStat(const char*, struct statvfs* out) {
 
 void* Initialise(fuse_conn_info* connection, fuse_config* config) {
   connection->max_write = kLargestBlock;
+  connection->max_read = kLargestBlock;  // as the mount option says it
   connection->max_readahead = kLargestBlock;
   connection->want |= connection->capable & (FUSE_CAP_READDIRPLUS | FUSE_CAP_ASYNC_READ);
   connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO);
@@ -259,7 +260,6 @@ void* Initialise(fuse_conn_info* connection, fuse_config* config) {
   config->entry_timeout = kAttributeSeconds;
   config->attr_timeout = kAttributeSeconds;
   config->negative_timeout = 0;
-  config->nullpath_ok = 1;
   return fuse_get_context()->private_data;
 }
 
