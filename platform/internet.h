@@ -1,17 +1,20 @@
 // HTTP in the shape of the system's client (WinINet on Windows, libcurl on Linux).
 //
-// A session makes connections, a connection makes requests; a request is sent, its status and headers
-// are asked for and its body is read piece by piece. Numbered options and flags are the system client's
-// own (below), so that the callers above read alike on both systems.
+// A session makes connections, a connection makes requests; a request is sent, its status and
+// headers are asked for and its body is read piece by piece. Numbered options and flags are the
+// system client's own (below), so that the callers above read alike on both systems.
 //
-// On the wire: header blocks may separate lines with bare "\n"; empty lines are dropped; of repeated
-// lines of one name the last wins. Redirects are followed for GET and HEAD only within the same host.
-// User and password given to the connection are tried once by themselves after a 401 when the request
-// carried no Authorization line of its own. Connections are kept and used again by the whole process.
+// On the wire: header blocks may separate lines with bare "\n"; empty lines are dropped; of
+// repeated lines of one name the last wins; Content-Length is the client's own business. Redirects
+// are followed for GET and HEAD only, and only within the server (scheme, host and port). User and
+// password given to the connection are tried once by themselves after a 401 when the request
+// carried no Authorization line of its own and was no streamed upload. Connections are kept and
+// used again by the whole process. Nothing is answered from a cache.
 //
 // Failure: Error(kInternet) with the client's code (12002 time-out, 12007 name not resolved, 12029
-// cannot connect, 12030 connection aborted, 12031 reset, 12152 invalid server response, ...) and text.
-// Thread rule: an object belongs to one thread at a time; different objects may be used at once.
+// cannot connect, 12030 connection aborted, 12031 reset, 12152 invalid server response, ...) and
+// text. Thread rule: an object belongs to one thread at a time; different objects may be used at
+// once.
 #pragma once
 
 #include <cstddef>
@@ -72,8 +75,8 @@ class HttpConnection {
 
 class HttpRequest {
  public:
-  // object: the encoded path with its query. version: "HTTP/1.0", or empty for the client's default.
-  // The connection must outlive the request.
+  // object: the encoded path with its query. version: "HTTP/1.0", or empty for the client's
+  // default. The connection must outlive the request.
   HttpRequest(HttpConnection& connection, TextView verb, TextView object, TextView version,
               uint32_t flags);
   ~HttpRequest();
@@ -81,20 +84,23 @@ class HttpRequest {
   HttpRequest& operator=(const HttpRequest&) = delete;
 
   void SetOption(uint32_t option, uint32_t value);
-  // length: how many units of the value count (the caller's business, at most its own length is used
-  // safely: units past the end of the value are never read).
+  // length: how many units of the value count (the caller's business, at most its own length is
+  // used safely: units past the end of the value are never read).
   void SetOption(uint32_t option, TextView value, size_t length);
   uint32_t QueryOption(uint32_t option) const;
 
   // Adds header lines, replacing earlier ones of the same names.
   void AddHeaders(TextView headers);
 
-  // Sends the request whole and waits for the reply's headers. False: not sent, without an exception,
-  // LastError() says why.
+  // Sends the request whole and waits for the reply's headers. False: not sent, without an
+  // exception, LastError() says why.
   bool Send(TextView headers, std::string_view body);
 
-  // A streamed upload: Begin with the body's length, Write the body, End waits for the reply's headers.
-  // Begin false: could not be sent, LastError() says why. End false: ending failed, LastError().
+  // A streamed upload: Begin with the body's length, Write the body, End waits for the reply's
+  // headers. Begin false: could not be sent, LastError() says why. End false: ending failed,
+  // LastError(); also when fewer bytes were written than promised. Writing more than promised
+  // throws. When the server replies before it has everything, the rest is dropped and End gives its
+  // reply.
   bool Begin(uint64_t content_length);
   void Write(const void* data, size_t size);
   bool End();

@@ -174,10 +174,13 @@ uint32_t HttpRequest::QueryOption(uint32_t option) const {
   return known->second;
 }
 
-void HttpRequest::AddHeaders(TextView headers) { impl_->headers.Add(headers); }
+void HttpRequest::AddHeaders(TextView headers) {
+  impl_->headers.Add(headers);
+  impl_->headers.Remove(u"Content-Length");  // the client's own business
+}
 
 bool HttpRequest::Send(TextView headers, std::string_view body) {
-  impl_->headers.Add(headers);
+  AddHeaders(headers);
   impl_->body = body;
   for (int redirects = 0;;) {
     impl_->transfer.reset();  // gives its connection back for the next one
@@ -193,7 +196,6 @@ bool HttpRequest::Send(TextView headers, std::string_view body) {
 
 bool HttpRequest::Begin(uint64_t content_length) {
   impl_->upload_length = content_length;
-  impl_->headers.Remove(u"Content-Length");  // the one that is sent comes from the number
   impl_->transfer.reset();
   impl_->transfer = std::make_unique<Transfer>(impl_->MakePlan());
   impl_->transfer->StartUpload();

@@ -64,7 +64,8 @@ uint32_t InternetErrorCode(CURL* easy, CURLcode result) {
 
 void ThrowInternetError(uint32_t code) {
   SetLastError(code);
-  throw Error(ErrorKind::kInternet, code, SystemErrorText(code));
+  const Text text = SystemErrorText(code);
+  throw Error(ErrorKind::kInternet, code, text.empty() ? Text(kUnknownErrorText) : text);
 }
 
 }  // namespace zv

@@ -104,7 +104,9 @@ HttpServer::Impl::~Impl() {
   {
     const std::lock_guard lock(mutex);
     stopping = true;
-    for (Line& line : open_lines) line.socket.ShutDown();
+    for (const Line& line : open_lines) {
+      if (line.socket.is_open()) line.socket.ShutDown();
+    }
   }
   changed.notify_all();
   listener.ShutDown();

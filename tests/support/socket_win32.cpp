@@ -1,3 +1,4 @@
+#include <windows.h>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -96,7 +97,11 @@ bool Socket::Send(const void* data, size_t size) const {
 
 void Socket::ShutDownSending() const { shutdown(Handle(handle_), SD_SEND); }
 
-void Socket::ShutDown() const { shutdown(Handle(handle_), SD_BOTH); }
+// Wine leaves a call that waits already waiting, so it is cancelled, too.
+void Socket::ShutDown() const {
+  shutdown(Handle(handle_), SD_BOTH);
+  CancelIoEx(reinterpret_cast<HANDLE>(handle_), nullptr);
+}
 
 void Socket::Reset() {
   linger at_once{};
