@@ -126,9 +126,10 @@ bool CWebDAV::DownloadFile(Download& download) {
 bool CWebDAV::RunAttempt(Download& download) {
   // What was written may be gone meanwhile.
   const auto found = FindPath(download.local);
-  if (!found || found->size < download.local_begin + download.downloaded) {
+  const int64_t size = found ? found->size : 0;
+  if (size < download.local_begin + download.downloaded) {
     download.StartOver();
-    download.local_begin = -1;
+    download.local_begin = std::min(download.local_begin, size);
   }
   if (download.downloaded == 0) {
     download.percent = 0;
@@ -176,10 +177,13 @@ bool CWebDAV::ContinuesFile(const Download& download) const {
 bool CWebDAV::OpenLocalFile(Download& download) {
   download.file = File::Open(download.local, Access::kWrite, Disposition::kOpenAlways);
   if (!download.file) return false;
-  if (download.local_begin < 0) download.local_begin = download.file.Size();
-  // A write that failed may have left a part of its bytes.
-  download.file.SetSize(download.local_begin + download.downloaded);
-  download.file.SeekToEnd();
+  const int64_t size = download.file.SeekToEnd();
+  if (download.local_begin < 0) download.local_begin = size;
+  const int64_t end = download.local_begin + download.downloaded;
+  if (size == end) return true;
+  // A write that failed left a part of its bytes, or the file starts over.
+  download.file.SetSize(end);
+  download.file.Seek(end);
   return true;
 }
 

@@ -25,6 +25,8 @@ void Transfer::SetUp() {
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
   Set(CURLOPT_HTTP_VERSION,
       plan_.http_1_0 ? long{CURL_HTTP_VERSION_1_0} : long{CURL_HTTP_VERSION_1_1});
+  // Some servers refuse a TLS client that offers this version and no other.
+  if (plan_.http_1_0) Set(CURLOPT_SSL_ENABLE_ALPN, 0L);
   Set(CURLOPT_USERAGENT, plan_.agent.c_str());
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_NETRC, long{CURL_NETRC_IGNORED});

@@ -64,9 +64,11 @@ size_t Transfer::TakeBody(const char* data, size_t size) {
     return CURL_WRITEFUNC_PAUSE;
   }
   const size_t direct = std::min(size, room_left_);
-  std::memcpy(room_, data, direct);
-  room_ += direct;
-  room_left_ -= direct;
+  if (direct > 0) {  // without a reader waiting there is no room at all
+    std::memcpy(room_, data, direct);
+    room_ += direct;
+    room_left_ -= direct;
+  }
   spill_.append(data + direct, size - direct);
   body_bytes_ += size;
   return size;
