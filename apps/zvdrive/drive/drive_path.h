@@ -15,8 +15,9 @@ Text JoinPath(TextView folder, TextView leaf);
 // Whether the path is the folder or lies beneath it.
 bool IsWithin(TextView path, TextView folder);
 
-// Whether a new entry may have this path: its name must be one that listings can hold (no separator,
-// no "?", no line end, not empty, not "." or ".."), and a rename's record must hold the whole.
+// Whether a new entry may have this path: its name must be one that listings can hold (no
+// separator, no "?", no line end, not empty, not "." or ".."), and a rename's record must hold the
+// whole.
 DriveError CheckNewPath(TextView path);
 
 // Whether a rename looks like the save of a temporary file over a document: then the worker sends

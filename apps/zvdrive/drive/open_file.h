@@ -21,13 +21,17 @@ struct OpenFile {
   std::atomic<int64_t> modified = 0;  // seconds since 1601
 
   // ---
-  // Made or emptied here, and no block of it was stored since: its next block begins it anew.
+  // Made or emptied here, and no block of it was stored since: its next block begins it anew. Its
+  // size is 0.
   bool begins_anew = false;
   // The whole content is in the cache and belongs to this session: blocks can be laid over it.
   bool content_is_ours = false;
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
-  // Deleted from under its users: nothing of it is sent any more.
+  // Made here and not sent yet: nobody else knows of it.
+  bool is_new = false;
+  // Deleted from under its users: nothing of it is read or sent any more, its path may be another
+  // file's.
   bool is_gone = false;
 };
 

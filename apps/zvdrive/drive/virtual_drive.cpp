@@ -1,6 +1,8 @@
 // Looking: what is on the drive, and who has it open.
 #include "apps/zvdrive/drive/virtual_drive.h"
 
+#include <algorithm>
+
 #include "apps/zvdrive/drive/drive_path.h"
 
 namespace zv {
@@ -57,9 +59,20 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
   if (const DriveError error = WalkFolder(parent, false); error != DriveError::kNone) return error;
   const std::lock_guard lock(mutex_);
   const Nodes* nodes = walks_.Latest(parent);
-  const auto node = nodes->find(LeafOf(path));
-  if (node == nodes->end()) return DriveError::kNotFound;
+  // Without a walk, the folder was renamed or removed meanwhile.
+  const auto node = nodes ? nodes->find(LeafOf(path)) : Nodes::const_iterator();
+  if (!nodes || node == nodes->end()) return DriveError::kNotFound;
   return node->second;
+}
+
+DriveError VirtualDrive::CheckAbsent(TextView path) {
+  if (const DriveError error = CheckNewPath(path); error != DriveError::kNone) return error;
+  const auto info = Look(path);
+  if (info) return DriveError::kExists;
+  if (info.error != DriveError::kNotFound) return info.error;
+  // Only a walk of its folder tells that a name is not there; without one, the folder is missing.
+  const std::lock_guard lock(mutex_);
+  return walks_.WasWalked(ParentOf(path)) ? DriveError::kNone : DriveError::kNotFound;
 }
 
 DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
@@ -72,7 +85,12 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
     walk = walks_.BeginWalk(folder);
   }
   const auto nodes = requests_.Walk(folder);
-  if (!nodes) return nodes.error;
+  if (!nodes) {
+    const std::lock_guard lock(mutex_);
+    // What may not even exist keeps no name from others.
+    if (!walks_.WasWalked(folder)) names_.Release(folder);
+    return nodes.error;
+  }
   host_.NoteListing();
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);
@@ -83,6 +101,7 @@ DriveResult<std::vector<NamedNode>> VirtualDrive::List(TextView folder) {
   if (const DriveError error = WalkFolder(folder, false); error != DriveError::kNone) return error;
   const std::lock_guard lock(mutex_);
   const Nodes* nodes = walks_.Latest(folder);
+  if (!nodes) return DriveError::kNotFound;  // renamed or removed meanwhile
   std::vector<NamedNode> result;
   result.reserve(nodes->size());
   for (const auto& [name, info] : *nodes) result.push_back({name, info});
@@ -120,17 +139,42 @@ void VirtualDrive::Remember(const OpenFile& file) {
   walks_.Put(file.path, InfoOf(file, info));
 }
 
-FileHandle VirtualDrive::Acquire(TextView path, const NodeInfo& info) {
+uint64_t VirtualDrive::AwaitNames(TextView path) {
+  std::unique_lock lock(mutex_);
+  names_changed_.wait(lock, [&] {
+    return std::ranges::none_of(changing_names_,
+                                [&](const Text& name) { return IsWithin(path, name); });
+  });
+  return name_changes_;
+}
+
+DriveResult<FileHandle> VirtualDrive::Acquire(TextView path, const NodeInfo& info, uint64_t names,
+                                              bool make) {
   const std::lock_guard lock(mutex_);
+  if (names != name_changes_) return FileHandle();
+  if (make && open_files_.contains(Text(path))) return DriveError::kExists;
+  if (!names_.Claim(path, false)) return DriveError::kNotUnique;
   FileHandle& file = open_files_[Text(path)];
   if (!file) {
     file = std::make_shared<OpenFile>();
     file->path = path;
     file->size = info.size;
     file->modified = info.modified.value;
+    file->begins_anew = file->content_is_ours = file->is_new = make;
   }
   ++file->open_count;
   return file;
+}
+
+DriveResult<FileHandle> VirtualDrive::LookAndAcquire(TextView path) {
+  for (;;) {
+    const uint64_t names = AwaitNames(path);
+    const auto info = Look(path);
+    if (!info) return info.error;
+    if (info.value.is_folder) return DriveError::kIsFolder;
+    auto file = Acquire(path, info.value, names, false);
+    if (!file || file.value) return file;
+  }
 }
 
 void VirtualDrive::Release(const FileHandle& file) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -82,16 +83,26 @@ class VirtualDrive {
   std::optional<DriveResult<NodeInfo>> LookInFreshWalk(TextView path);
   // Makes sure that the folder's walk is fresh; always_ask: even if it already is.
   DriveError WalkFolder(TextView folder, bool always_ask);
+  // kNone when nothing stands there, but its folder does.
+  DriveError CheckAbsent(TextView path);
+  DriveError CheckEmpty(TextView folder);
   bool Claim(TextView path, bool is_folder);
   void Remember(const OpenFile& file);
 
-  FileHandle Acquire(TextView path, const NodeInfo& info);
+  // Waits until no rename or removal of the path, or of a folder above it, is under way; then gives
+  // a mark of the names as they are now.
+  uint64_t AwaitNames(TextView path);
+  // One open more. nullptr: names have changed since the mark was taken, and the path may mean
+  // something else by now. make: the file is a new one, kExists when somebody made it meanwhile.
+  DriveResult<FileHandle> Acquire(TextView path, const NodeInfo& info, uint64_t names, bool make);
+  DriveResult<FileHandle> LookAndAcquire(TextView path);
   void Release(const FileHandle& file);
   std::vector<FileHandle> OpenWithin(TextView path) const;
 
   // The following are called with the file's own mutex held.
   DriveResult<bool> BringUpToDate(OpenFile& file);
   DriveError BringContentIn(OpenFile& file);
+  void EmptyIt(OpenFile& file);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError BeginAnew(OpenFile& file);
   DriveError Shrink(OpenFile& file, int64_t size);
@@ -101,10 +112,17 @@ class VirtualDrive {
   DriveError WriteLocked(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError ResizeLocked(OpenFile& file, int64_t size);
 
-  DriveError CheckRename(TextView from, const NodeInfo& source, TextView to, bool replace);
-  DriveError RenameLocked(TextView from, const NodeInfo& source, TextView to, bool replace,
+  struct NameChange;
+  // Whether the target exists, when it may be replaced.
+  DriveResult<bool> CheckTarget(const NodeInfo& source, TextView to, bool replace);
+  enum class OnTarget { kFail, kReplace, kExpectNone };
+  DriveError RenameLocked(TextView from, const NodeInfo& source, TextView to, OnTarget target,
                           TextView process);
-  void TakeOverRename(TextView from, const NodeInfo& source, TextView to,
+  DriveError AskRename(TextView from, const NodeInfo& source, TextView to, OnTarget target,
+                       TextView process);
+  DriveError SendBeforeRename(std::span<const FileHandle> moved, TextView process);
+  DriveError BringSaveIn(TextView from, const NodeInfo& source, const FileHandle& open);
+  void TakeOverRename(TextView from, NodeInfo source, TextView to,
                       std::span<const FileHandle> moved);
   DriveError Remove(TextView path, TextView process);
   void ForgetRemoved(TextView path);
@@ -113,16 +131,18 @@ class VirtualDrive {
   DriveHost& host_;
   const DriveOptions options_;
 
-  mutable std::mutex mutex_;  // guards the next four; never held while a request is under way
+  mutable std::mutex mutex_;  // guards the next seven; never held while a request is under way
   WalkCache walks_;
   NameGuard names_;
   std::map<Text, FileHandle> open_files_;
   // Of the cached content that a file's readers saw last.
   std::unordered_map<Text, uint64_t> seen_versions_;
+  std::vector<Text> changing_names_;  // of the rename or removal under way
+  uint64_t name_changes_ = 0;         // renames and removals that began
+  std::condition_variable names_changed_;
 
-  std::mutex walk_mutex_;  // one walk at a time
-  std::mutex
-      rename_mutex_;  // one rename or removal at a time: it holds the mutexes of several files
+  std::mutex walk_mutex_;    // one walk at a time
+  std::mutex rename_mutex_;  // one rename or removal at a time: it holds the mutexes of many files
 };
 
 }  // namespace zv

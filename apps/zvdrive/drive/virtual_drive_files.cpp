@@ -31,16 +31,16 @@ class Spool {
 }  // namespace
 
 DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
-  const auto info = Look(path);
-  if (!info) return info.error;
-  if (info.value.is_folder) return DriveError::kIsFolder;
-  if (!Claim(path, false)) return DriveError::kNotUnique;
-  const FileHandle file = Acquire(path, info.value);
+  const auto acquired = LookAndAcquire(path);
+  if (!acquired) return acquired.error;
+  const FileHandle& file = acquired.value;
   DriveResult<bool> unchanged = false;
   {
     const std::lock_guard lock(file->mutex);
-    if (empty_it) {
-      unchanged = DriveResult<bool>(ResizeLocked(*file, 0));
+    if (file->is_gone) {
+      unchanged = DriveError::kNotFound;
+    } else if (empty_it) {
+      EmptyIt(*file);
     } else {
       unchanged = BringUpToDate(*file);
       if (unchanged && file->size > kLargestFile) unchanged = DriveError::kTooBig;
@@ -50,23 +50,23 @@ DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
     Release(file);
     return unchanged.error;
   }
-  return OpenedFile{file, !empty_it && unchanged.value};
+  return OpenedFile{file, unchanged.value};
 }
 
 DriveResult<OpenedFile> VirtualDrive::Create(TextView path) {
-  if (const DriveError error = CheckNewPath(path); error != DriveError::kNone) return error;
-  const auto info = Look(path);
-  if (info) return DriveError::kExists;
-  if (info.error != DriveError::kNotFound) return info.error;
-  if (!Claim(path, false)) return DriveError::kNotUnique;
-  NodeInfo fresh;
-  fresh.modified = ToSeconds(SystemTime());
-  const FileHandle file = Acquire(path, fresh);
-  const std::lock_guard lock(file->mutex);
-  file->begins_anew = true;
-  file->content_is_ours = true;
-  Remember(*file);
-  return OpenedFile{file, false};
+  for (;;) {
+    const uint64_t names = AwaitNames(path);
+    if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
+    NodeInfo fresh;
+    fresh.modified = ToSeconds(SystemTime());
+    const auto acquired = Acquire(path, fresh, names, true);
+    if (!acquired) return acquired.error;
+    if (const FileHandle& file = acquired.value) {
+      const std::lock_guard lock(file->mutex);
+      if (!file->is_gone) Remember(*file);
+      return OpenedFile{file, false};
+    }
+  }
 }
 
 // True when the content is the one that was read here before. A file with unsent content is never
@@ -76,6 +76,7 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     file.content_is_ours = true;
     return false;
   }
+  file.content_is_ours = false;
   host_.CheckLastModified(file.path);
   const auto info = requests_.QueryInfo(file.path);
   if (!info) {
@@ -96,11 +97,9 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
 
 DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span<std::byte> into) {
   const std::lock_guard lock(file.mutex);
+  if (file.is_gone) return DriveError::kNotFound;
   const int64_t size = file.size;
   if (offset < 0 || offset >= size || into.empty()) return size_t{0};
-  if (file.begins_anew) {
-    if (const DriveError error = BeginAnew(file); error != DriveError::kNone) return error;
-  }
   const size_t wanted = std::min({into.size(), static_cast<size_t>(size - offset), kLargestBlock});
   if (offset == 0 && size < kWholeFileRead) {
     // A small file is read whole anyway: asked for like this it stays in the cache.
@@ -125,8 +124,11 @@ DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, std::span<const s
 
 DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
                                      std::span<const std::byte> data) {
-  const auto end = offset + static_cast<int64_t>(data.size());
-  if (offset < 0 || end > kLargestFile) return DriveError::kTooBig;
+  if (file.is_gone) return DriveError::kNotFound;
+  const auto room = static_cast<uint64_t>(kLargestFile);
+  if (offset < 0 || data.size() > room || static_cast<uint64_t>(offset) > room - data.size()) {
+    return DriveError::kTooBig;
+  }
   if (data.empty()) return DriveError::kNone;
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
   if (file.begins_anew && offset != 0) {
@@ -137,8 +139,8 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
     const DriveError error = StoreBlock(file, offset + static_cast<int64_t>(done), block);
     if (error != DriveError::kNone) return error;
     done += block.size();
+    file.size = std::max(file.size.load(), offset + static_cast<int64_t>(done));
   }
-  file.size = std::max(file.size.load(), end);
   file.modified = ToSeconds(SystemTime()).value;
   Remember(file);
   return DriveError::kNone;
@@ -176,17 +178,22 @@ DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
   return ResizeLocked(file, size);
 }
 
+void VirtualDrive::EmptyIt(OpenFile& file) {
+  file.begins_anew = true;
+  file.content_is_ours = true;
+  file.size = 0;
+  file.modified = ToSeconds(SystemTime()).value;
+  Remember(file);
+}
+
 DriveError VirtualDrive::ResizeLocked(OpenFile& file, int64_t size) {
+  if (file.is_gone) return DriveError::kNotFound;
   if (size < 0 || size > kLargestFile) return DriveError::kTooBig;
   const int64_t old_size = file.size;
-  if (size == old_size && (size != 0 || file.begins_anew)) return DriveError::kNone;
+  // A write that failed in its midst may have left bytes that the size does not count.
+  if (size == old_size && (size != 0 || !file.has_unsent)) return DriveError::kNone;
   if (size == 0) {
-    if (old_size == 0 && !file.has_unsent) return DriveError::kNone;
-    file.begins_anew = true;
-    file.content_is_ours = true;
-    file.size = 0;
-    file.modified = ToSeconds(SystemTime()).value;
-    Remember(file);
+    EmptyIt(file);
     return DriveError::kNone;
   }
   if (size < old_size) return Shrink(file, size);
@@ -243,8 +250,13 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
   const DriveError stored = requests_.Write(file.path, 0, {}, true);
   if (stored != DriveError::kNone) return stored;
   file.begins_anew = false;
-  if (sent != DriveError::kNone) host_.MarkUnsent(file.path);
-  if (sent != DriveError::kNone || file.has_unsent) return SendWhole(file, process);
+  if (sent != DriveError::kNone) {
+    // As a file whose content is empty it is tried for longer, and kept when that fails, too.
+    host_.MarkUnsent(file.path);
+    return SendWhole(file, process);
+  }
+  file.has_unsent = false;
+  file.is_new = false;
   Remember(file);
   return DriveError::kNone;
 }
@@ -256,6 +268,7 @@ DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   });
   if (error != DriveError::kNone) return error;
   file.has_unsent = false;
+  file.is_new = false;
   Remember(file);
   return host_.IsOverdue(path) ? DriveError::kNotStored : DriveError::kNone;
 }
@@ -278,14 +291,19 @@ DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {
 }
 
 DriveError VirtualDrive::SendAgain(TextView path, TextView process) {
-  const auto info = Look(path);
-  if (!info) return info.error;
-  const FileHandle file = Acquire(path, info.value);
+  const auto acquired = LookAndAcquire(path);
+  if (!acquired) return acquired.error;
+  const FileHandle& file = acquired.value;
   DriveError result = DriveError::kNone;
   {
     const std::lock_guard lock(file->mutex);
-    // Somebody writes it just now: its close sends it.
-    if (!file->begins_anew && !file->has_unsent) result = SendWhole(*file, process);
+    // Who writes it just now sends it at the close; and it may have been sent or deleted by now.
+    const bool is_written = file->begins_anew || file->has_unsent;
+    if (!is_written && !file->is_gone && host_.IsUnsent(file->path)) {
+      // The worker may not hold the emptiness of an empty file as a content yet.
+      if (file->size == 0) file->begins_anew = true;
+      result = file->begins_anew ? SendEmpty(*file, process) : SendWhole(*file, process);
+    }
   }
   Release(file);
   return result;

@@ -4,21 +4,52 @@
 
 namespace zv {
 
+// For as long as it lives, nobody else opens or makes a file with one of the names or beneath.
+struct VirtualDrive::NameChange {
+  NameChange(VirtualDrive& whose, std::vector<Text> names)
+      : drive(whose), turn(whose.rename_mutex_) {
+    const std::lock_guard lock(drive.mutex_);
+    drive.changing_names_ = std::move(names);
+    ++drive.name_changes_;
+  }
+  ~NameChange() {
+    {
+      const std::lock_guard lock(drive.mutex_);
+      drive.changing_names_.clear();
+    }
+    drive.names_changed_.notify_all();
+  }
+  NameChange(const NameChange&) = delete;
+  NameChange& operator=(const NameChange&) = delete;
+
+  VirtualDrive& drive;
+  std::lock_guard<std::mutex> turn;
+};
+
 DriveError VirtualDrive::MakeFolder(TextView path) {
-  if (const DriveError error = CheckNewPath(path); error != DriveError::kNone) return error;
-  const auto info = Look(path);
-  if (info) return DriveError::kExists;
-  if (info.error != DriveError::kNotFound) return info.error;
+  if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
   if (!Claim(path, true)) return DriveError::kNotUnique;
-  if (const DriveError error = requests_.MakeFolder(path); error != DriveError::kNone) return error;
+  const DriveError error = requests_.MakeFolder(path);
   const Seconds1601 now = ToSeconds(SystemTime());
   const std::lock_guard lock(mutex_);
-  walks_.Put(path, {.is_folder = true, .size = 0, .created = now, .modified = now});
-  return DriveError::kNone;
+  if (error == DriveError::kNone) {
+    walks_.Put(path, {.is_folder = true, .size = 0, .created = now, .modified = now});
+  } else {
+    names_.Release(path);
+  }
+  return error;
+}
+
+DriveError VirtualDrive::CheckEmpty(TextView folder) {
+  // The worker's delete takes the whole subtree: what is in there must be known for certain.
+  if (const DriveError error = WalkFolder(folder, true); error != DriveError::kNone) return error;
+  const auto nodes = List(folder);
+  if (!nodes) return nodes.error;
+  return nodes.value.empty() ? DriveError::kNone : DriveError::kNotEmpty;
 }
 
 DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
-  const std::lock_guard turn(rename_mutex_);
+  const NameChange change(*this, {Text(path)});
   const auto info = Look(path);
   if (!info) return info.error;
   if (info.value.is_folder) return DriveError::kIsFolder;
@@ -27,15 +58,11 @@ DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
 
 DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
   if (path == kDriveRoot) return DriveError::kNotPermitted;
-  const std::lock_guard turn(rename_mutex_);
+  const NameChange change(*this, {Text(path)});
   const auto info = Look(path);
   if (!info) return info.error;
   if (!info.value.is_folder) return DriveError::kNotFolder;
-  // The worker's delete takes the whole subtree: what is in there must be known for certain.
-  if (const DriveError error = WalkFolder(path, true); error != DriveError::kNone) return error;
-  const auto nodes = List(path);
-  if (!nodes) return nodes.error;
-  if (!nodes.value.empty()) return DriveError::kNotEmpty;
+  if (const DriveError error = CheckEmpty(path); error != DriveError::kNone) return error;
   return Remove(path, process);
 }
 
@@ -43,14 +70,11 @@ DriveError VirtualDrive::Remove(TextView path, TextView process) {
   const auto open = OpenWithin(path);
   std::vector<std::unique_lock<std::mutex>> locks;
   for (const FileHandle& file : open) locks.emplace_back(file->mutex);
-  DriveError error = requests_.Delete(path, process);
-  if (error != DriveError::kNone && host_.IsUnsent(path)) {
-    // The server may never have had it, and then refuses to delete it: give it something to delete.
-    if (requests_.WriteEmptyFile(path, process) == DriveError::kNone) {
-      error = requests_.Delete(path, process);
-    }
+  const bool is_only_here = !open.empty() && open.front()->is_new && !open.front()->has_unsent;
+  if (!is_only_here) {
+    const DriveError error = requests_.Delete(path, process);
+    if (error != DriveError::kNone) return error;
   }
-  if (error != DriveError::kNone) return error;
   for (const FileHandle& file : open) file->is_gone = true;
   ForgetRemoved(path);
   return DriveError::kNone;
@@ -62,62 +86,58 @@ void VirtualDrive::ForgetRemoved(TextView path) {
   walks_.Forget(path);
   names_.Release(path);
   seen_versions_.erase(Text(path));
+  std::erase_if(open_files_, [&](const auto& open) { return IsWithin(open.first, path); });
 }
 
-DriveError VirtualDrive::CheckRename(TextView from, const NodeInfo& source, TextView to,
-                                     bool replace) {
-  if (const DriveError error = CheckNewPath(to); error != DriveError::kNone) return error;
-  if (IsWithin(to, from)) return DriveError::kIntoItself;
+DriveResult<bool> VirtualDrive::CheckTarget(const NodeInfo& source, TextView to, bool replace) {
+  const DriveError absent = CheckAbsent(to);
+  if (absent == DriveError::kNone) return false;
+  if (absent != DriveError::kExists || !replace) return absent;
   const auto target = Look(to);
-  if (!target) {
-    return target.error == DriveError::kNotFound ? DriveError::kNone : target.error;
-  }
-  if (!replace) return DriveError::kExists;
+  if (!target) return target.error;
   if (source.is_folder != target.value.is_folder) {
     return source.is_folder ? DriveError::kNotFolder : DriveError::kIsFolder;
   }
-  if (!target.value.is_folder) return DriveError::kNone;
-  if (const DriveError error = WalkFolder(to, true); error != DriveError::kNone) return error;
-  const auto nodes = List(to);
-  if (!nodes) return nodes.error;
-  return nodes.value.empty() ? DriveError::kNone : DriveError::kNotEmpty;
+  if (target.value.is_folder) {
+    if (const DriveError error = CheckEmpty(to); error != DriveError::kNone) return error;
+  }
+  return true;
 }
 
 DriveError VirtualDrive::Rename(TextView from, TextView to, bool replace, TextView process) {
   if (from == kDriveRoot || to == kDriveRoot) return DriveError::kNotPermitted;
-  const std::lock_guard turn(rename_mutex_);
+  const NameChange change(*this, {Text(from), Text(to)});
   const auto source = Look(from);
   if (!source) return source.error;
   if (from == to) return DriveError::kNone;
-  if (const DriveError error = CheckRename(from, source.value, to, replace);
-      error != DriveError::kNone) {
-    return error;
+  if (IsWithin(to, from)) return DriveError::kIntoItself;
+  const auto target_exists = CheckTarget(source.value, to, replace);
+  if (!target_exists) return target_exists.error;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!names_.CanMove(from, to, source.value.is_folder)) return DriveError::kNotUnique;
   }
-  return RenameLocked(from, source.value, to, replace, process);
+  const OnTarget target = !replace              ? OnTarget::kFail
+                          : target_exists.value ? OnTarget::kReplace
+                                                : OnTarget::kExpectNone;
+  return RenameLocked(from, source.value, to, target, process);
 }
 
 DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, TextView to,
-                                      bool replace, TextView process) {
+                                      OnTarget target, TextView process) {
   const auto moved = OpenWithin(from);
   const auto replaced = OpenWithin(to);
   std::vector<std::unique_lock<std::mutex>> locks;
   for (const FileHandle& file : moved) locks.emplace_back(file->mutex);
   for (const FileHandle& file : replaced) locks.emplace_back(file->mutex);
-  for (const FileHandle& file : moved) {
-    if (const DriveError error = Send(*file, process); error != DriveError::kNone) return error;
-  }
+  DriveError error = SendBeforeRename(moved, process);
+  if (error != DriveError::kNone) return error;
   const bool sends_content = IsTemporarySave(from, to);
-  if (sends_content && !source.is_folder && moved.empty()) {
-    // The worker is going to send whatever content it holds: it must be the file's own.
-    OpenFile file;
-    file.path = from;
-    file.size = source.size;
-    DriveError error = BringUpToDate(file).error;
-    if (error == DriveError::kNone) error = BringContentIn(file);
-    if (error == DriveError::kNone && file.begins_anew) error = BeginAnew(file);
+  if (sends_content && !source.is_folder) {
+    error = BringSaveIn(from, source, moved.empty() ? FileHandle() : moved.front());
     if (error != DriveError::kNone) return error;
   }
-  const DriveError error = requests_.Rename(from, to, replace, options_.drive_letter, process);
+  error = AskRename(from, source, to, target, process);
   if (error != DriveError::kNone) return error;
   for (const FileHandle& file : replaced) file->is_gone = true;
   TakeOverRename(from, source, to, moved);
@@ -125,25 +145,63 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
   return DriveError::kNone;
 }
 
-void VirtualDrive::TakeOverRename(TextView from, const NodeInfo& source, TextView to,
+// What a file's users wrote is sent before its name goes to another: a file that cannot be sent
+// just now is kept under its new name.
+DriveError VirtualDrive::SendBeforeRename(std::span<const FileHandle> moved, TextView process) {
+  for (const FileHandle& file : moved) {
+    const DriveError error = Send(*file, process);
+    if (error != DriveError::kNone && error != DriveError::kNotStored) return error;
+  }
+  return DriveError::kNone;
+}
+
+// The worker is going to send whatever content it holds: it must be the file's own.
+DriveError VirtualDrive::BringSaveIn(TextView from, const NodeInfo& source,
+                                     const FileHandle& open) {
+  OpenFile closed;
+  closed.path = from;
+  closed.size = source.size;
+  OpenFile& file = open ? *open : closed;
+  DriveError error = BringUpToDate(file).error;
+  if (error == DriveError::kNone) error = BringContentIn(file);
+  if (error == DriveError::kNone && file.begins_anew) error = BeginAnew(file);
+  return error;
+}
+
+DriveError VirtualDrive::AskRename(TextView from, const NodeInfo& source, TextView to,
+                                   OnTarget target, TextView process) {
+  const auto ask = [&](bool replace) {
+    return requests_.Rename(from, to, replace, options_.drive_letter, process);
+  };
+  const DriveError error = ask(target == OnTarget::kReplace);
+  if (error != DriveError::kExists || target != OnTarget::kExpectNone) return error;
+  // Somebody else made it meanwhile: it must be looked at before it is replaced.
+  Invalidate(to);
+  const auto exists = CheckTarget(source, to, true);
+  return exists ? ask(exists.value) : exists.error;
+}
+
+void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,
                                   std::span<const FileHandle> moved) {
   const std::lock_guard lock(mutex_);
-  walks_.Drop(from);
-  walks_.Forget(from);
-  walks_.Forget(to);
-  walks_.Put(to, source);
-  names_.Release(from);
-  names_.Release(to);
+  names_.Move(from, to);
   std::erase_if(seen_versions_, [&](const auto& seen) {
     return IsWithin(seen.first, from) || IsWithin(seen.first, to);
   });
   std::erase_if(open_files_, [&](const auto& open) { return IsWithin(open.first, to); });
   for (const FileHandle& file : moved) {
+    if (file->path == from) {
+      source.size = file->size;
+      source.modified = {file->modified};
+    }
     open_files_.erase(file->path);
     file->path = Text(to).append(TextView(file->path).substr(from.size()));
     open_files_[file->path] = file;
-    names_.Claim(file->path, false);
   }
+  walks_.Drop(from);
+  walks_.Forget(from);
+  walks_.Forget(to);
+  walks_.Put(to, source);
 }
 
 }  // namespace zv

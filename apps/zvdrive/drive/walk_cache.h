@@ -20,8 +20,8 @@ class WalkCache {
 
   explicit WalkCache(std::chrono::milliseconds lifetime) : lifetime_(lifetime) {}
 
-  // Taken before a walk begins and handed to Store: a change that is made meanwhile makes the walk's
-  // result stale at once.
+  // Taken before a walk begins and handed to Store: a change that is made meanwhile makes the
+  // walk's result stale at once.
   uint64_t BeginWalk(TextView folder);
   void Store(TextView folder, const std::vector<NamedNode>& nodes, uint64_t walk);
 
