@@ -76,9 +76,9 @@ bool CWebDAV::ParseMultistatus(TextView reply, DirectoryEntry** entries) {
     debug_log_.WriteTrace(u"XML response load failed, Reason : %s", GetLastErrorText());
     return false;
   }
-  auto listing = ReadMultistatus(
-      xml_, account_root_,
-      [this](const XmlNode& node, TextView query) { return GetNodeText(node, query); });
+  auto listing = ReadMultistatus(xml_, account_root_, [this](const XmlNode& node, TextView query) {
+    return GetNodeText(node, query);
+  });
   if (!listing) {
     debug_log_.WriteTraceText(u"Returning false from parser, Reason: no files");
     return false;

@@ -80,10 +80,10 @@ bool CWebDAV::SendDAVRequest(TextView verb, TextView path) {
                                 GetErrorMessage());
         }
       });
+  const uint32_t status = status_code_;
   lock.Unlock();
   if (sent) {
-    debug_log_.WriteTrace(u"Finished making a Webdav call %s, with response %d", verb,
-                          status_code_);
+    debug_log_.WriteTrace(u"Finished making a Webdav call %s, with response %d", verb, status);
   }
   return sent;
 }
