@@ -158,54 +158,54 @@ TEST_F(ConnectionTest, CannotDeleteADriveThatTheDriverKeeps) {
 class GetConnectionTest : public ConnectionTest {
  protected:
   GetConnectionTest() {
-    home_.SetSetting(kConnectionSubKey, u"Local Name", u"Z:");
+    home_.SetSetting(kConnectionSubKey, u"Local Name", u"Y:");
     home_.SetSetting(kConnectionSubKey, u"UNC Server", u"srv");
     home_.SetSetting(kConnectionSubKey, u"UNC Share", u"share");
   }
 };
 
 TEST_F(GetConnectionTest, TakesTheLetterInAnyCase) {
-  ASSERT_TRUE(bench_->CreateDrive(u"Z:"));
-  EXPECT_EQ(connection_.GetConnection(u"z:", nullptr, nullptr), kDriveSuccess);
+  ASSERT_TRUE(bench_->CreateDrive(u"Y:"));
+  EXPECT_EQ(connection_.GetConnection(u"y:", nullptr, nullptr), kDriveSuccess);
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).opens, 1u);
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).open_now, 0u);
 }
 
 TEST_F(GetConnectionTest, OpensNothingForAnotherLetter) {
-  ASSERT_TRUE(bench_->CreateDrive(u"Y:"));
-  EXPECT_EQ(connection_.GetConnection(u"Y:", nullptr, nullptr), kDriveNoNetwork);
+  ASSERT_TRUE(bench_->CreateDrive(u"X:"));
+  EXPECT_EQ(connection_.GetConnection(u"X:", nullptr, nullptr), kDriveNoNetwork);
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).opens, 0u);
 }
 
 TEST_F(GetConnectionTest, IsNotConnectedWithoutTheDriveOrItsSetting) {
-  EXPECT_EQ(connection_.GetConnection(u"Z:", nullptr, nullptr), kDriveNoNetwork);
-  ASSERT_TRUE(bench_->CreateDrive(u"Z:"));
+  EXPECT_EQ(connection_.GetConnection(u"Y:", nullptr, nullptr), kDriveNoNetwork);
+  ASSERT_TRUE(bench_->CreateDrive(u"Y:"));
   home_.RemoveSetting(kConnectionSubKey, u"Local Name");
-  EXPECT_EQ(connection_.GetConnection(u"Z:", nullptr, nullptr), kDriveNoNetwork);
+  EXPECT_EQ(connection_.GetConnection(u"Y:", nullptr, nullptr), kDriveNoNetwork);
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).opens, 0u);
 }
 
 TEST_F(GetConnectionTest, TellsTheNetworkName) {
-  ASSERT_TRUE(bench_->CreateDrive(u"Z:"));
+  ASSERT_TRUE(bench_->CreateDrive(u"Y:"));
   std::array<char16_t, 32> buffer;
   buffer.fill(u'#');
   uint32_t length = buffer.size();
-  EXPECT_EQ(connection_.GetConnection(u"Z:", buffer.data(), &length), kDriveSuccess);
+  EXPECT_EQ(connection_.GetConnection(u"Y:", buffer.data(), &length), kDriveSuccess);
   EXPECT_EQ(TextView(buffer.data()), u"\\\\srv\\share");
   EXPECT_EQ(length, buffer.size());
 }
 
 TEST_F(GetConnectionTest, KeepsToTheBuffersLength) {
-  ASSERT_TRUE(bench_->CreateDrive(u"Z:"));
+  ASSERT_TRUE(bench_->CreateDrive(u"Y:"));
   std::array<char16_t, 8> buffer;
   buffer.fill(u'#');
   uint32_t length = 6;
-  EXPECT_EQ(connection_.GetConnection(u"Z:", buffer.data(), &length), kDriveSuccess);
+  EXPECT_EQ(connection_.GetConnection(u"Y:", buffer.data(), &length), kDriveSuccess);
   EXPECT_EQ(TextView(buffer.data(), 8), TextView(u"\\\\srv\0##", 8));
   EXPECT_EQ(length, 12u);
   length = 0;
   buffer.fill(u'#');
-  EXPECT_EQ(connection_.GetConnection(u"Z:", buffer.data(), &length), kDriveSuccess);
+  EXPECT_EQ(connection_.GetConnection(u"Y:", buffer.data(), &length), kDriveSuccess);
   EXPECT_EQ(buffer[0], u'#');
 }
 
