@@ -25,6 +25,11 @@ if(ZV_SANITIZE)
   add_link_options(-fsanitize=${ZV_SANITIZE})
 endif()
 
+if(ZV_BUILD_FUZZERS)
+  # Every room tells the fuzzer which of its branches an input took.
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fsanitize=fuzzer-no-link>)
+endif()
+
 if(ZV_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
