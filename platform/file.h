@@ -6,10 +6,10 @@
 // their words, dots and blanks at the end of a name belong to it, and files are opened binary and
 // share everything with others.
 //
-// Names on Linux: at most 255 UTF-8 bytes fit into a file name there. A longer one is stored under
-// its beginning and a hash, with the true name kept in the folder ".zvnames" beside it; no function
-// here shows the difference. An unpaired surrogate comes back as it went. On Windows a name may
-// have 255 units, and a path 32,767.
+// A name that is too long for the disk, one of more than 255 UTF-8 bytes on Linux or 255 units on
+// Windows, is stored under its beginning and a hash, with the true name kept in the hidden folder
+// ".zvnames" beside it; no function here shows the difference. An unpaired surrogate in a name
+// comes back as it went. A path may have 32,767 units on Windows and 4,095 bytes, stored, on Linux.
 //
 // Thread rule: a File belongs to one thread at a time; the free functions may be called from any.
 // Failure: results as said, with LastError() set; a read or write that breaks off throws

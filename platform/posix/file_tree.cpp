@@ -14,6 +14,7 @@
 #include "platform/posix/native_path.h"
 #include "platform/posix/rename_new.h"
 #include "platform/shared/path.h"
+#include "platform/shared/stored_name.h"
 
 namespace zv {
 namespace {

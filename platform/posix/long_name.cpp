@@ -4,31 +4,15 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
 
 #include "platform/posix/native_path.h"
+#include "platform/shared/stored_name.h"
 
 namespace zv {
 namespace {
-
-constexpr size_t kPrefixBytes = 200;
-constexpr size_t kHashDigits = 32;
-
-// FNV-1a with 128 bits, in hexadecimal digits.
-std::string HashOf(std::string_view bytes) {
-  using Wide = unsigned __int128;
-  Wide hash = (Wide{0x6C62272E07BB0142} << 64) | 0x62B821756295C58D;
-  const Wide prime = (Wide{1} << 88) | 0x13B;
-  for (const char byte : bytes) hash = (hash ^ static_cast<unsigned char>(byte)) * prime;
-  std::string digits(kHashDigits, '0');
-  for (size_t i = kHashDigits; i-- > 0; hash >>= 4) {
-    digits[i] = "0123456789abcdef"[static_cast<size_t>(hash & 0xF)];
-  }
-  return digits;
-}
 
 std::string TrueNamesFolderOf(const std::string& folder) {
   return folder + "/" + std::string(kTrueNamesFolder);
@@ -67,19 +51,6 @@ TrueNamesLock Lock(const std::string& names, int operation) {
 
 }  // namespace
 
-std::string StoredNameOf(TextView long_name) {
-  const std::string bytes = EncodeFileName(ToLower(long_name));
-  size_t size = std::min(kPrefixBytes, bytes.size());
-  while (size > 0 && size < bytes.size() && (bytes[size] & 0xC0) == 0x80) --size;
-  return bytes.substr(0, size) + "~" + HashOf(bytes);
-}
-
-bool LooksStored(std::string_view name) {
-  // A cut prefix is at most three bytes shorter than a whole one.
-  return name.size() + 3 >= kPrefixBytes + 1 + kHashDigits &&
-         name[name.size() - kHashDigits - 1] == '~';
-}
-
 std::optional<Text> TrueNameOf(const std::string& folder, std::string_view stored) {
   const auto bytes = ReadSmallFile(TrueNamesFolderOf(folder) + "/" + std::string(stored));
   if (!bytes) return std::nullopt;
@@ -92,7 +63,7 @@ TrueNamesLock KeepTrueName(const std::string& folder, TextView name) {
   const std::string names = TrueNamesFolderOf(folder);
   ::mkdir(names.c_str(), 0700);
   TrueNamesLock lock = Lock(names, LOCK_SH);
-  const std::string path = names + "/" + StoredNameOf(name);
+  const std::string path = names + "/" + EncodeFileName(StoredNameOf(name));
   if (ReadSmallFile(path) != bytes) WriteSmallFile(path, bytes);
   return lock;
 }

@@ -1,10 +1,4 @@
-// Names that are too long for this system's disks: at most 255 bytes fit, while a name of 255 units
-// may need 765 bytes and the name of a cached file grows with the server path it stands for.
-//
-// Such a name is stored under a shorter one, made of its beginning and a hash, both of the
-// small-letter form, so that look-ups need nothing but the name and are case-blind by themselves.
-// The true name is kept in the hidden folder ".zvnames" beside it, in a file of the shorter name,
-// for listings.
+// The true names of files that are stored under a shorter one (platform/shared/stored_name.h).
 //
 // Any thread or process. A crash may leave a true name without its file, which does no harm.
 #pragma once
@@ -20,10 +14,6 @@ namespace zv {
 
 inline constexpr size_t kMaxNameBytes = 255;
 inline constexpr std::string_view kTrueNamesFolder = ".zvnames";
-
-std::string StoredNameOf(TextView long_name);
-// By its look; a short name may look like it, too, and then has no true name.
-bool LooksStored(std::string_view name);
 
 // The true name kept for a stored one.
 std::optional<Text> TrueNameOf(const std::string& folder, std::string_view stored);

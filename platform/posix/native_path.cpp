@@ -9,6 +9,7 @@
 #include "platform/posix/folder_index.h"
 #include "platform/posix/long_name.h"
 #include "platform/shared/path.h"
+#include "platform/shared/stored_name.h"
 
 namespace zv {
 namespace {
@@ -40,7 +41,7 @@ bool AppendElement(TextView element, NativePath* out) {
   const std::string name = EncodeFileName(element);
   out->path += '/';
   if (name.size() > kMaxNameBytes) {
-    out->path += StoredNameOf(element);
+    out->path += EncodeFileName(StoredNameOf(element));
     out->long_name = element;
   } else {
     out->path += name;

@@ -2,7 +2,7 @@
 //
 // Names are stored in UTF-8; an unpaired surrogate is stored in the three bytes that UTF-8 would
 // have for it, so that every name comes back as it went. A name longer than the 255 bytes that a
-// file name may have is stored under a shorter one (platform/posix/long_name.h).
+// file name may have is stored under a shorter one (platform/shared/stored_name.h).
 #pragma once
 
 #include <optional>

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/error.h"
+#include "platform/win32/long_name.h"
 #include "platform/win32/native_path.h"
 
 namespace zv {
@@ -104,9 +105,12 @@ File::~File() { Close(); }
 File File::Open(TextView path, Access access, Disposition disposition) {
   const auto native = ToNativePath(path);
   if (!native) return File();
-  const HANDLE handle = ::CreateFileW(
-      native->c_str(), RightsOf(access), FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-      nullptr, CreationOf(disposition), FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool may_create = disposition != Disposition::kOpenExisting;
+  const TrueNamesLock lock = may_create ? KeepTrueNameOfNew(*native) : TrueNamesLock();
+  const HANDLE handle =
+      ::CreateFileW(native->path.c_str(), RightsOf(access),
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    CreationOf(disposition), FILE_ATTRIBUTE_NORMAL, nullptr);
   return File(reinterpret_cast<intptr_t>(handle));
 }
 

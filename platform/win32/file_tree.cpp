@@ -4,6 +4,8 @@
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/shared/path.h"
+#include "platform/shared/stored_name.h"
+#include "platform/win32/long_name.h"
 #include "platform/win32/native_path.h"
 #include "platform/win32/wide.h"
 
@@ -40,11 +42,28 @@ FileInfo MakeInfo(Text name, const Data& data) {
           .last_write = {(uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime}};
 }
 
+void DropIfStored(const NativePath& path) {
+  const Text leaf = path.leaf();
+  if (LooksStored(TextView(leaf))) DropTrueName(path.folder(), leaf);
+}
+
+Text TextNameOf(const std::wstring& folder, Text name) {
+  if (!LooksStored(TextView(name))) return name;
+  return TrueNameOf(folder, name).value_or(name);
+}
+
 bool MoveWith(TextView from, TextView to, DWORD flags) {
   const auto source = ToNativePath(from);
   const auto target = ToNativePath(to);
-  return source && target &&
-         ::MoveFileExW(source->c_str(), target->c_str(), flags | MOVEFILE_COPY_ALLOWED);
+  if (!source || !target) return false;
+  {
+    const TrueNamesLock lock = KeepTrueName(target->folder(), target->long_name);
+    if (!::MoveFileExW(source->path.c_str(), target->path.c_str(), flags | MOVEFILE_COPY_ALLOWED)) {
+      return false;
+    }
+  }
+  DropIfStored(*source);
+  return true;
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -52,11 +71,12 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-bool MakeOneFolder(const std::wstring& path) {
-  if (IsFolder(path)) return true;
-  if (::CreateDirectoryW(path.c_str(), nullptr)) return true;
+bool MakeOneFolder(const NativePath& folder) {
+  if (IsFolder(folder.path)) return true;
+  const TrueNamesLock lock = KeepTrueName(folder.folder(), folder.long_name);
+  if (::CreateDirectoryW(folder.path.c_str(), nullptr)) return true;
   const DWORD error = ::GetLastError();
-  if (IsFolder(path)) return true;  // another thread or process was faster
+  if (IsFolder(folder.path)) return true;  // another thread or process was faster
   ::SetLastError(error);
   return false;
 }
@@ -69,30 +89,33 @@ std::optional<FileInfo> FindPath(TextView path) {
   // The attributes are the file's own; a folder's record of a file that is open may lag behind. But
   // the name's spelling is in the folder's record only. Attributes first: they refuse a wildcard.
   WIN32_FILE_ATTRIBUTE_DATA attributes;
-  if (!::GetFileAttributesExW(native->c_str(), GetFileExInfoStandard, &attributes)) {
+  if (!::GetFileAttributesExW(native->path.c_str(), GetFileExInfoStandard, &attributes)) {
     return std::nullopt;
   }
   WIN32_FIND_DATAW data;
-  const FindHandle find(*native, &data);
-  return MakeInfo(find.is_open() ? FromWide(data.cFileName) : Text(LeafOf(path)), attributes);
+  const FindHandle find(native->path, &data);
+  const Text name = find.is_open() ? FromWide(data.cFileName) : native->leaf();
+  return MakeInfo(TextNameOf(native->folder(), name), attributes);
 }
 
 bool FileExists(TextView path) {
   const auto native = ToNativePath(path);
-  return native && ::GetFileAttributesW(native->c_str()) != INVALID_FILE_ATTRIBUTES;
+  return native && ::GetFileAttributesW(native->path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 std::vector<FileInfo> ListFolder(TextView folder) {
   std::vector<FileInfo> list;
-  auto pattern = ToNativePath(folder);
-  if (!pattern) return list;
-  *pattern += pattern->ends_with(L'\\') ? L"*" : L"\\*";
+  const auto native = ToNativePath(folder);
+  if (!native) return list;
+  std::wstring place = native->path;
+  if (place.ends_with(L'\\')) place.pop_back();
   WIN32_FIND_DATAW data;
-  const FindHandle find(*pattern, &data);
+  const FindHandle find(place + L"\\*", &data);
   if (!find.is_open()) return list;
   do {
     Text name = FromWide(data.cFileName);
-    if (name != u"." && name != u"..") list.push_back(MakeInfo(std::move(name), data));
+    if (name == u"." || name == u".." || name == kTrueNamesFolder) continue;
+    list.push_back(MakeInfo(TextNameOf(place, std::move(name)), data));
   } while (find.Next(&data));
   return list;
 }
@@ -104,12 +127,16 @@ bool MoveOver(TextView from, TextView to) { return MoveWith(from, to, MOVEFILE_R
 bool CopyOver(TextView from, TextView to) {
   const auto source = ToNativePath(from);
   const auto target = ToNativePath(to);
-  return source && target && ::CopyFileW(source->c_str(), target->c_str(), FALSE);
+  if (!source || !target) return false;
+  const TrueNamesLock lock = KeepTrueNameOfNew(*target);
+  return ::CopyFileW(source->path.c_str(), target->path.c_str(), FALSE);
 }
 
 bool RemoveFile(TextView path) {
   const auto native = ToNativePath(path);
-  return native && ::DeleteFileW(native->c_str());
+  if (!native || !::DeleteFileW(native->path.c_str())) return false;
+  DropIfStored(*native);
+  return true;
 }
 
 bool MakeFolders(TextView folder) {
@@ -117,22 +144,24 @@ bool MakeFolders(TextView folder) {
   if (!native) return false;
   if (MakeOneFolder(*native)) return true;
   if (::GetLastError() != ERROR_PATH_NOT_FOUND) return false;
-  const size_t slash = native->find_last_of(L"\\/");
-  if (slash == std::wstring::npos || slash == 0) return false;
-  return MakeFolders(FromWide(native->data(), slash)) && MakeOneFolder(*native);
+  while (!folder.empty() && IsPathSeparator(folder.back())) folder.remove_suffix(1);
+  const TextView parent = folder.substr(0, folder.size() - LeafOf(folder).size());
+  return !parent.empty() && parent.size() < folder.size() && MakeFolders(parent) &&
+         MakeOneFolder(*native);
 }
 
 std::optional<uint64_t> FreeSpace(TextView path) {
-  auto folder = ToNativePath(path);
-  if (!folder) return std::nullopt;
+  const auto native = ToNativePath(path);
+  if (!native) return std::nullopt;
   // What is still to be made will be on the disk of the nearest folder that is there.
-  while (!IsFolder(*folder)) {
-    const size_t slash = folder->find_last_of(L"\\/");
+  std::wstring folder = native->path;
+  while (!IsFolder(folder)) {
+    const size_t slash = folder.find_last_of(L"\\/");
     if (slash == std::wstring::npos || slash == 0) return std::nullopt;
-    folder->resize(slash);
+    folder.resize(slash);
   }
   ULARGE_INTEGER available;
-  if (!::GetDiskFreeSpaceExW((*folder + L"\\").c_str(), &available, nullptr, nullptr)) {
+  if (!::GetDiskFreeSpaceExW((folder + L"\\").c_str(), &available, nullptr, nullptr)) {
     return std::nullopt;
   }
   return available.QuadPart;

@@ -1,0 +1,95 @@
+#include "platform/win32/long_name.h"
+
+#include <atomic>
+
+#include "platform/shared/stored_name.h"
+#include "platform/win32/wide.h"
+
+namespace zv {
+namespace {
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+std::wstring TrueNamesFolderOf(const std::wstring& folder) {
+  return folder + L"\\" + ToWide(kTrueNamesFolder);
+}
+
+UniqueHandle OpenSmallFile(const std::wstring& path, DWORD rights, DWORD creation) {
+  return UniqueHandle(::CreateFileW(path.c_str(), rights, kShareAll, nullptr, creation,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+std::optional<Text> ReadName(const std::wstring& path) {
+  const UniqueHandle file = OpenSmallFile(path, GENERIC_READ, OPEN_EXISTING);
+  LARGE_INTEGER size;
+  if (!file || !::GetFileSizeEx(file.get(), &size) || size.QuadPart > 65536) return std::nullopt;
+  std::string bytes(static_cast<size_t>(size.QuadPart), '\0');
+  DWORD got = 0;
+  if (!::ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr)) {
+    return std::nullopt;
+  }
+  bytes.resize(got);
+  return FromUtf16LeBytes(bytes);
+}
+
+// Written aside and moved in place, so that readers see either all of it or nothing.
+void WriteName(const std::wstring& folder, const std::wstring& leaf, TextView name) {
+  static std::atomic<uint32_t> counter = 0;
+  const std::wstring aside = folder + L"\\new." + std::to_wstring(::GetCurrentProcessId()) + L"." +
+                             std::to_wstring(++counter);
+  const std::string bytes = ToUtf16LeBytes(name);
+  DWORD put = 0;
+  {
+    const UniqueHandle file = OpenSmallFile(aside, GENERIC_WRITE, CREATE_ALWAYS);
+    if (!file) return;
+    ::WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &put, nullptr);
+  }
+  const bool moved =
+      put == bytes.size() &&
+      ::MoveFileExW(aside.c_str(), (folder + L"\\" + leaf).c_str(), MOVEFILE_REPLACE_EXISTING);
+  if (!moved) ::DeleteFileW(aside.c_str());
+}
+
+// Held until the handle is closed.
+TrueNamesLock Lock(const std::wstring& names, DWORD creation, DWORD flags) {
+  TrueNamesLock lock = OpenSmallFile(names + L"\\lock", GENERIC_READ | GENERIC_WRITE, creation);
+  OVERLAPPED place = {};
+  if (lock) ::LockFileEx(lock.get(), flags, 0, 1, 0, &place);
+  return lock;
+}
+
+}  // namespace
+
+std::optional<Text> TrueNameOf(const std::wstring& folder, TextView stored) {
+  return ReadName(TrueNamesFolderOf(folder) + L"\\" + ToWide(stored));
+}
+
+TrueNamesLock KeepTrueName(const std::wstring& folder, TextView name) {
+  if (name.size() <= kMaxNameUnits) return {};
+  const std::wstring names = TrueNamesFolderOf(folder);
+  if (::CreateDirectoryW(names.c_str(), nullptr)) {
+    ::SetFileAttributesW(names.c_str(), FILE_ATTRIBUTE_HIDDEN);
+  }
+  TrueNamesLock lock = Lock(names, OPEN_ALWAYS, 0);
+  const std::wstring leaf = ToWide(StoredNameOf(name));
+  if (ReadName(names + L"\\" + leaf) != name) WriteName(names, leaf, name);
+  return lock;
+}
+
+TrueNamesLock KeepTrueNameOfNew(const NativePath& file) {
+  if (file.long_name.empty()) return {};
+  if (::GetFileAttributesW(file.path.c_str()) != INVALID_FILE_ATTRIBUTES) return {};
+  return KeepTrueName(file.folder(), file.long_name);
+}
+
+void DropTrueName(const std::wstring& folder, TextView stored) {
+  const std::wstring names = TrueNamesFolderOf(folder);
+  const TrueNamesLock lock = Lock(names, OPEN_EXISTING, LOCKFILE_EXCLUSIVE_LOCK);
+  if (!lock) return;
+  const std::wstring leaf = L"\\" + ToWide(stored);
+  if (::GetFileAttributesW((folder + leaf).c_str()) == INVALID_FILE_ATTRIBUTES) {
+    ::DeleteFileW((names + leaf).c_str());
+  }
+}
+
+}  // namespace zv
