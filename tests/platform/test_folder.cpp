@@ -20,12 +20,17 @@ std::filesystem::path UniqueFolder() {
 }  // namespace
 
 #ifdef _WIN32
-TestFolder::TestFolder() : native_(UniqueFolder()), path_(native_.u16string()) {
+// Removed by the form of the path that has no length limit.
+TestFolder::TestFolder()
+    : native_(UniqueFolder()), whole_(L"\\\\?\\" + native_.wstring()), path_(native_.u16string()) {
   std::filesystem::create_directories(native_);
 }
 #else
 TestFolder::TestFolder()
-    : home_(UniqueFolder()), native_(home_ / "drives" / "C" / "Test"), path_(u"C:\\Test") {
+    : home_(UniqueFolder()),
+      native_(home_ / "drives" / "C" / "Test"),
+      whole_(home_),
+      path_(u"C:\\Test") {
   std::filesystem::create_directories(native_);
   SetHomeFolder(home_.string());
 }
@@ -33,7 +38,7 @@ TestFolder::TestFolder()
 
 TestFolder::~TestFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(home_.empty() ? native_ : home_, ignored);
+  std::filesystem::remove_all(whole_, ignored);
 }
 
 Text TestFolder::operator/(TextView leaf) const { return path_ + u"\\" + Text(leaf); }

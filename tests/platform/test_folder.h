@@ -28,6 +28,7 @@ class TestFolder {
 
  private:
   std::filesystem::path home_, native_;
+  std::filesystem::path whole_;  // what is removed
   Text path_;
 };
 
