@@ -10,6 +10,7 @@
 #include "cache/cache_names.h"
 #include "cache/find_data.h"
 #include "cache/pending_uploads.h"
+#include "cache/record_list.h"
 #include "cache/sync_account.h"
 #include "config/guard.h"
 #include "config/log.h"
@@ -211,7 +212,7 @@ class CCache {
   CacheNames names_;
   PendingUploads pending_;
   CurrentEntry current_entry_;
-  std::vector<DirectoryEntry> file_list_;
+  RecordList file_list_;
   Text file_list_source_;
   Text unsent_path_;  // its stored time was dropped when its content began to change
 };

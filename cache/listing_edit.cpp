@@ -13,14 +13,15 @@ Text FolderPart(TextView path) {
   return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
 }
 
-void AppendRecordLine(TextView line, const DirectoryEntry& entry, Text* text) {
-  // What came from FormatRecord goes back as it is.
+// As FormatRecord writes it, which is how most lines are already.
+void AppendRecordLine(TextView line, Text* text) {
   if (IsCanonicalRecord(line)) {
     *text += line;
     *text += u'\n';
-  } else {
-    *text += FormatRecord(entry);
+    return;
   }
+  DirectoryEntry entry;
+  if (ParseRecord(line, &entry)) *text += FormatRecord(entry);
 }
 
 }  // namespace
@@ -38,17 +39,20 @@ std::optional<CCache::Edited> CCache::EditListing(TextView listing_file, const E
   text.reserve(old_text->size() + edit.appended.size() + kEntryNameUnits);
   TextView line;
   for (RecordLines lines(*old_text); lines.Next(&line);) {
-    DirectoryEntry entry;
-    if (!ParseRecord(line, &entry)) continue;
+    TextView name;
+    if (!RecordName(line, &name)) continue;
     edited.held_records = true;
-    const bool matches = entry.Name() == edit.old_leaf;
-    if (matches) edited.matched = entry;
-    if (matches && edit.new_leaf) {
-      entry.SetName(*edit.new_leaf);
-      text += FormatRecord(entry);
-    } else if (!matches && entry.Name() != edit.new_leaf) {
-      AppendRecordLine(line, entry, &text);
+    name = name.substr(0, kEntryNameUnits - 1);
+    if (name != edit.old_leaf) {
+      if (name != edit.new_leaf) AppendRecordLine(line, &text);
+      continue;
     }
+    DirectoryEntry entry;
+    ParseRecord(line, &entry);
+    edited.matched = entry;
+    if (!edit.new_leaf) continue;
+    entry.SetName(*edit.new_leaf);
+    text += FormatRecord(entry);
   }
   text += edit.appended;
   if (text != *old_text && !ReplaceListing(names_, listing_file, text)) {

@@ -37,22 +37,14 @@ bool CCache::ParseFileListFromCache(TextView listing_file) {
 }
 
 bool CCache::ReadFileList(TextView listing_file) {
-  const auto text = ReadListing(listing_file, Disposition::kOpenAlways);
+  auto text = ReadListing(listing_file, Disposition::kOpenAlways);
   if (!text) {
     trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
                           listing_file, GetLastErrorText());
     return false;
   }
-  std::vector<DirectoryEntry> list;
-  bool any_line = false;
-  TextView line;
-  for (RecordLines lines(*text); lines.Next(&line);) {
-    any_line = true;
-    DirectoryEntry entry;
-    if (ParseRecord(line, &entry)) list.push_back(entry);
-  }
-  if (!any_line) return false;
-  if (!list.empty()) list.back().last_entry = 1;
+  RecordList list(*std::move(text));
+  if (!list.held_lines()) return false;
   file_list_ = std::move(list);
   return true;
 }
@@ -67,7 +59,7 @@ bool CCache::ParseSingleFromFile(TextView listing_file, int32_t index, Directory
           file_list_source_ = listing_file;
         }
         if (index < 1 || static_cast<size_t>(index) > file_list_.size()) return false;
-        *reply = file_list_[static_cast<size_t>(index) - 1];
+        *reply = file_list_.At(static_cast<size_t>(index) - 1);
         reply->kind = static_cast<uint32_t>(index);
         reply->last_entry = 0;
         reply->SetModified(reply->last_write_time);
