@@ -1,6 +1,7 @@
 // The upload client: PUT in chunks, resumed after a broken connection, verified at the end.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "webdav/webdav.h"
@@ -8,6 +9,11 @@
 namespace zv {
 
 inline constexpr uint32_t kUploadChunkSize = 51200;  // bytes
+
+// Bytes of the next write of a file of `size` bytes, `start` of which are sent.
+constexpr uint32_t NextUploadPiece(uint32_t size, uint32_t start) {
+  return std::min(kUploadChunkSize, size - start);
+}
 
 // One object serves one transfer at a time. Nothing throws.
 class CBackupDAV : public CWebDAV {

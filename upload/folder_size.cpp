@@ -1,6 +1,8 @@
 // The size of a folder, asked of the account's script server.
+#include "upload/folder_size.h"
+
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <string>
 
 #include "config/settings.h"
@@ -15,17 +17,6 @@ constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
 constexpr size_t kLargestAnswer = 512;  // bytes
 constexpr size_t kServerBufferBytes = 1040;
 
-// A decimal number of kilobytes, as bytes; what is no number gives 0.
-uint64_t BytesFromKilobyteText(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t\r\n+");
-  if (first == std::string::npos) return 0;
-  double kilobytes = 0;
-  std::from_chars(text.data() + first, text.data() + text.size(), kilobytes);
-  const double bytes = kilobytes * 1024.0;
-  if (!(bytes > 0) || bytes >= 18446744073709551616.0) return 0;
-  return static_cast<uint64_t>(bytes);
-}
-
 std::string ReadAnswer(HttpRequest& request) {
   std::string answer(kLargestAnswer, '\0');
   size_t length = 0;
@@ -39,6 +30,17 @@ std::string ReadAnswer(HttpRequest& request) {
 }
 
 }  // namespace
+
+uint64_t BytesFromKilobyteText(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  if (text.starts_with('+')) text.remove_prefix(1);
+  double kilobytes = 0;
+  std::from_chars(text.data(), text.data() + text.size(), kilobytes);
+  const double bytes = kilobytes * 1024.0;
+  // Beyond 64 bits, negative, or no number at all.
+  if (!(bytes > 0) || bytes >= 18446744073709551616.0) return 0;
+  return static_cast<uint64_t>(bytes);
+}
 
 Text CBackupDAV::GetScriptServer() {
   return Guarded(

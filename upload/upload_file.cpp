@@ -1,5 +1,4 @@
 // One attempt to send a file, from its start or from where an earlier attempt broke off.
-#include <algorithm>
 #include <vector>
 
 #include "platform/file.h"
@@ -31,13 +30,17 @@ uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path
     return 0;
   }
   attempt.start = start_offset;
-  try {
-    return RunAttempt(attempt, retry_count);
-  } catch (...) {
-    ReportBrokenAttempt(attempt, retry_count, CurrentFailure());
-    ClearRequest();
-    return attempt.start;
-  }
+  uint32_t accepted = 0;
+  const bool answered = Guarded(
+      false,
+      [&] {
+        accepted = RunAttempt(attempt, retry_count);
+        return true;
+      },
+      [&](const Failure& failure) { ReportBrokenAttempt(attempt, retry_count, failure); });
+  if (answered) return accepted;
+  ClearRequest();
+  return attempt.start;
 }
 
 uint32_t CBackupDAV::RunAttempt(Attempt& attempt, int16_t& retry_count) {
@@ -95,12 +98,10 @@ void CBackupDAV::PrepareRange(Attempt& attempt, int16_t retry_count) {
 
 // False when the user canceled.
 bool CBackupDAV::SendBody(Attempt& attempt, int16_t& retry_count) {
-  const uint32_t chunk =
-      attempt.size > kUploadChunkSize ? kUploadChunkSize : attempt.size - attempt.start;
-  std::vector<std::byte> buffer(chunk);
+  std::vector<std::byte> buffer(NextUploadPiece(attempt.size, attempt.start));
   attempt.file.Seek(attempt.start);
   while (attempt.start < attempt.size) {
-    const uint32_t count = std::min(chunk, attempt.size - attempt.start);
+    const uint32_t count = NextUploadPiece(attempt.size, attempt.start);
     if (attempt.file.Read(buffer.data(), count) != count) ThrowLastError(ErrorKind::kFile);
     request_->Write(buffer.data(), count);
     attempt.start += count;

@@ -1,0 +1,52 @@
+// Uploads of "/big.bin" from a local file, in virtual time.
+#pragma once
+
+#include <string>
+
+#include "tests/webdav/account_fixture.h"
+#include "upload/backup_dav.h"
+#include "worker/progress.h"
+
+namespace zv::testing {
+
+inline constexpr TextView kResource = u"/big.bin";
+inline constexpr const char* kPut = "PUT /users/anna/Files/big%2Ebin";
+inline constexpr const char* kGet = "GET /users/anna/Files/big%2Ebin";
+inline constexpr TextView kSource = u"C:\\Apps\\Host\\big.bin";
+inline constexpr const char* kTimeText = "Sun, 06 Nov 1994 08:49:37 GMT";
+inline constexpr FileTime kTime{.value = 124'285'853'770'000'000};
+
+class UploadTest : public AccountTest {
+ protected:
+  explicit UploadTest(const AccountOptions& options = {}) : AccountTest(options) {
+    MakeFolders(home_.CacheFolder(u"anna"));
+  }
+
+  void MakeSource(std::string_view content) { WriteFileBytes(kSource, content); }
+  // Zeros that take no room.
+  void MakeLargeSource(int64_t size) {
+    MakeSource("");
+    File::Open(kSource, Access::kWrite, Disposition::kOpenExisting).SetSize(size);
+  }
+  uint32_t Upload(int16_t& retry_count, uint32_t offset) {
+    return client_.CacheUploadFile(kSource, kResource, retry_count, offset);
+  }
+  bool Transfer() { return client_.LocalFileTransfer(kSource, kResource); }
+
+  // A server that stores what is put whole and answers for its length.
+  void Store() {
+    server_.On([this](const Request& request) {
+      if (request.verb == "PUT") {
+        stored_ = request.body_size;
+        return Reply::Status(201);
+      }
+      return Reply::Status(200).Header("Last-Modified", kTimeText).LongBody(stored_);
+    });
+  }
+
+  VirtualClock clock_;
+  CBackupDAV client_;
+  uint64_t stored_ = 0;
+};
+
+}  // namespace zv::testing
