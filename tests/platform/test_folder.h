@@ -28,7 +28,6 @@ class TestFolder {
 
  private:
   std::filesystem::path home_, native_;
-  std::filesystem::path whole_;  // what is removed
   Text path_;
 };
 
