@@ -100,6 +100,7 @@ TEST_F(PollingTest, EndsOnlyWhenBothQueuesHaveEnded) {
 TEST_F(PollingTest, EndsWhenTheDriveIsDeleted) {
   StartWorker();
   ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kInfo));
+  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
   EXPECT_TRUE(bench_->RemoveDrive());
   EXPECT_EQ(polling_.Join(), 0u);
   is_polling_ = false;
