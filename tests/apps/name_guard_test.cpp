@@ -1,0 +1,95 @@
+#include "apps/zvdrive/drive/name_guard.h"
+
+#include <gtest/gtest.h>
+
+namespace zv::testing {
+namespace {
+
+TEST(NameGuardTest, TheSameEntryMayBeUsedAgain) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
+  EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
+}
+
+TEST(NameGuardTest, ASeparatorAndANumberSignAreOneName) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\a#b.txt", false));
+  EXPECT_FALSE(names.Claim(u"\\a\\b.txt", false));
+  names.Release(u"\\a#b.txt");
+  EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
+}
+
+TEST(NameGuardTest, NamesThatDifferInCaseOnlyAreOneName) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\Docs", true));
+  EXPECT_FALSE(names.Claim(u"\\docs", true));
+  EXPECT_TRUE(names.Claim(u"\\Docs\\A.txt", false));
+  EXPECT_FALSE(names.Claim(u"\\Docs\\a.TXT", false));
+}
+
+TEST(NameGuardTest, AFileAndAFolderAreKeptApart) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\a", true));
+  EXPECT_TRUE(names.Claim(u"\\A", false));
+}
+
+TEST(NameGuardTest, AFoldersTimeFileIsNamedLikeTheListingOfAnother) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\x", true));
+  EXPECT_FALSE(names.Claim(u"\\x.time", true));
+  names.Release(u"\\x");
+  EXPECT_TRUE(names.Claim(u"\\x.time", true));
+  EXPECT_FALSE(names.Claim(u"\\x", true));
+}
+
+TEST(NameGuardTest, ARefusedClaimKeepsNoName) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\x.time", true));
+  EXPECT_FALSE(names.Claim(u"\\x", true));
+  EXPECT_TRUE(names.Claim(u"\\X", false));
+  names.Release(u"\\x.time");
+  EXPECT_TRUE(names.Claim(u"\\X", true));
+}
+
+TEST(NameGuardTest, ReleasingAFolderReleasesWhatLiesBeneath) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\a\\b\\c", false));
+  EXPECT_TRUE(names.Claim(u"\\ab", false));
+  names.Release(u"\\a");
+  EXPECT_TRUE(names.Claim(u"\\a#b#c", false));
+  EXPECT_FALSE(names.Claim(u"\\AB", false));
+}
+
+TEST(NameGuardTest, MovesAFolderWithAllItsNames) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\a", true));
+  EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
+  EXPECT_TRUE(names.CanMove(u"\\a", u"\\z", true));
+  names.Move(u"\\a", u"\\z");
+  EXPECT_TRUE(names.Claim(u"\\a#b.txt", false));
+  EXPECT_FALSE(names.Claim(u"\\z#b.txt", false));
+  EXPECT_FALSE(names.Claim(u"\\Z", true));
+}
+
+TEST(NameGuardTest, RefusesAMoveOntoTheNameOfAnother) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\z#b.txt", false));
+  EXPECT_FALSE(names.CanMove(u"\\c", u"\\z\\b.txt", false));
+  EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
+  EXPECT_FALSE(names.CanMove(u"\\a", u"\\z", true));
+  EXPECT_TRUE(names.CanMove(u"\\a", u"\\y", true));
+}
+
+TEST(NameGuardTest, AMoveMayChangeTheCaseOrReplaceTheTarget) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\x", false));
+  EXPECT_TRUE(names.CanMove(u"\\x", u"\\X", false));
+  EXPECT_TRUE(names.Claim(u"\\y", false));
+  EXPECT_TRUE(names.CanMove(u"\\x", u"\\y", false));
+  names.Move(u"\\x", u"\\y");
+  EXPECT_FALSE(names.Claim(u"\\Y", false));
+  EXPECT_TRUE(names.Claim(u"\\X", false));
+}
+
+}  // namespace
+}  // namespace zv::testing
