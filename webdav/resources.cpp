@@ -1,4 +1,6 @@
 // Operations on one file or folder of the account: make, delete, rename, look up.
+#include <algorithm>
+
 #include "config/settings.h"
 #include "webdav/dates.h"
 #include "webdav/scoped_request.h"
@@ -7,8 +9,22 @@
 namespace zv {
 namespace {
 
-// Of any spelling: the account's root is never deleted.
-bool IsRoot(TextView path) { return path.find_first_not_of(u"/\\") == TextView::npos; }
+// Of any spelling, or a path that leads out of it: servers resolve "." and "..", encoded or not,
+// and the account's root is never deleted.
+bool IsRoot(TextView path) {
+  int depth = 0;
+  while (!path.empty()) {
+    const size_t end = std::min(path.find_first_of(u"/\\"), path.size());
+    const TextView name = path.substr(0, end);
+    path.remove_prefix(std::min(end + 1, path.size()));
+    if (name == u"..") {
+      if (--depth < 0) return true;
+    } else if (!name.empty() && name != u".") {
+      ++depth;
+    }
+  }
+  return depth == 0;
+}
 
 }  // namespace
 

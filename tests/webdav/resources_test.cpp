@@ -55,6 +55,23 @@ TEST_F(ResourcesTest, TheRootIsNeverDeleted) {
   EXPECT_TRUE(home_.LogText(u"UserLog.txt").empty());
 }
 
+TEST_F(ResourcesTest, TheRootIsNotDeletedByADetourEither) {
+  for (const TextView path :
+       {u"/.", u"/..", u"/a/..", u"\\a\\.\\..\\", u"/../other", u"/a/../../b/c"}) {
+    EXPECT_FALSE(client_.DeleteResource(path));
+    EXPECT_FALSE(client_.DeleteServerFile(path));
+  }
+  EXPECT_EQ(server_.request_count(), 0U);
+  EXPECT_EQ(CountInTrace(u"We cannot delete root\r\n"), 6U);
+}
+
+TEST_F(ResourcesTest, NamesThatBeginWithDotsAreDeleted) {
+  server_.On([](const Request&) { return Reply::Status(204); });
+  EXPECT_TRUE(client_.DeleteResource(u"/.profile"));
+  EXPECT_TRUE(client_.DeleteResource(u"/..."));
+  EXPECT_EQ(server_.request_count(), 2U);
+}
+
 TEST_F(ResourcesTest, DeletesAndSaysSo) {
   server_.Enqueue(Reply::Status(204));
   EXPECT_TRUE(client_.DeleteResource(u"/Docs/a b.txt"));
