@@ -101,6 +101,10 @@ HttpRequest::Impl::Impl(const HttpConnection::Impl& to, TextView verb_text, Text
               {kOptionSecurityFlags, flags & (kFlagIgnoreCertDate | kFlagIgnoreCertName)}} {}
 
 TransferPlan HttpRequest::Impl::MakePlan() const {
+  // No host may reach into the rest of the URL.
+  if (connection.host.find_first_of(u"/?#@\\%") != Text::npos) {
+    ThrowInternetError(kInternetInvalidUrl);
+  }
   TransferPlan plan;
   plan.url = (is_secure() ? "https://" : "http://") + ToUtf8(connection.host) + ":" +
              std::to_string(connection.port) + SafeObject(object);

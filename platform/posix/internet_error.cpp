@@ -15,20 +15,20 @@ uint32_t BrokenConnectionCode(CURL* easy) {
 }
 
 // A certificate that verifies and is refused all the same bears another name.
-uint32_t CertificateCode(CURL* easy) {
+uint32_t CertificateCode(CURL* easy, bool checks_authority) {
   constexpr long kVerified = 0;
   constexpr long kNotYetValid = 9;  // X509_V_ERR_CERT_NOT_YET_VALID
   constexpr long kExpired = 10;     // X509_V_ERR_CERT_HAS_EXPIRED
   long verdict = kVerified;
   curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &verdict);
-  if (verdict == kVerified) return kInternetInvalidCertName;
+  if (verdict == kVerified || !checks_authority) return kInternetInvalidCertName;
   return verdict == kNotYetValid || verdict == kExpired ? kInternetInvalidCertDate
                                                         : kInternetInvalidCertAuthority;
 }
 
 }  // namespace
 
-uint32_t InternetErrorCode(CURL* easy, CURLcode result) {
+uint32_t InternetErrorCode(CURL* easy, CURLcode result, bool checks_authority) {
   switch (result) {
     case CURLE_OPERATION_TIMEDOUT:
       return kInternetTimeout;
@@ -49,10 +49,12 @@ uint32_t InternetErrorCode(CURL* easy, CURLcode result) {
       return BrokenConnectionCode(easy);
     case CURLE_UNSUPPORTED_PROTOCOL:  // also a reply that does not begin with "HTTP/"
     case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_OUT_OF_MEMORY:  // a header line too long for it
+    case CURLE_WRITE_ERROR:    // a head without end
     case CURLE_BAD_CONTENT_ENCODING:
       return kInternetInvalidResponse;
     case CURLE_PEER_FAILED_VERIFICATION:
-      return CertificateCode(easy);
+      return CertificateCode(easy, checks_authority);
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CIPHER:

@@ -24,8 +24,9 @@ inline constexpr uint32_t kInternetInvalidCertAuthority = 12045;
 inline constexpr uint32_t kInternetInvalidResponse = 12152;
 inline constexpr uint32_t kInternetSecureChannel = 12157;
 
-// What the handle's last transfer, which ended with this result, failed by.
-uint32_t InternetErrorCode(CURL* easy, CURLcode result);
+// What the handle's last transfer, which ended with this result, failed by. checks_authority: a
+// certificate had to come from a known one.
+uint32_t InternetErrorCode(CURL* easy, CURLcode result, bool checks_authority);
 
 // Throws Error(kInternet) and sets the thread's last error.
 [[noreturn]] void ThrowInternetError(uint32_t code);

@@ -16,7 +16,8 @@ constexpr long kSendBuffer = 2 * 1024 * 1024;
 template <typename Value>
 void Transfer::Set(CURLoption option, Value value) {
   const CURLcode result = curl_easy_setopt(easy_.get(), option, value);
-  if (result != CURLE_OK) ThrowInternetError(InternetErrorCode(easy_.get(), result));
+  if (result != CURLE_OK)
+    ThrowInternetError(InternetErrorCode(easy_.get(), result, plan_.check_authority));
 }
 
 void Transfer::SetUp() {

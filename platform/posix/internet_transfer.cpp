@@ -15,6 +15,7 @@ using namespace std::chrono_literals;
 
 // What is received beyond the reader's buffer and not paused yet; one receive may go over it.
 constexpr size_t kSpillLimit = 1024 * 1024;
+constexpr uint64_t kLongestHead = 256 * 1024;
 // A rest of at most this size is read away at the end so that the connection can be used again.
 constexpr uint64_t kDrainLimit = 256 * 1024;
 constexpr std::chrono::milliseconds kDrainPatience{20};
@@ -115,6 +116,7 @@ int Transfer::OnConnected(void* self, char*, char*, int, int) {
 size_t Transfer::OnHeader(char* line, size_t unit, size_t count, void* self) {
   Transfer& transfer = *static_cast<Transfer*>(self);
   transfer.head_bytes_ += unit * count;
+  if (transfer.head_bytes_ > kLongestHead) return 0;  // ends the exchange
   transfer.TakeHeaderLine({line, unit * count});
   return unit * count;
 }
@@ -168,7 +170,7 @@ void Transfer::NoteResult(CURLcode result) {
     if (!connected_ && tunnel_status >= 300) {
       has_head_ = true;  // the proxy's refusal is the reply, without its body
     } else {
-      failure_ = InternetErrorCode(easy_.get(), result);
+      failure_ = InternetErrorCode(easy_.get(), result, plan_.check_authority);
     }
   }
   LetGo();

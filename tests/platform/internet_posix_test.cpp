@@ -7,10 +7,10 @@ namespace zv::testing {
 namespace {
 
 TEST_F(InternetTest, ALongBodyLeftUnreadIsDroppedWithItsConnection) {
-  std::atomic<uint64_t> sent = 0;
-  server_.On([&sent](const Request&) {
-    return Reply::Status(200).LongBody(uint64_t{4} << 30, [&sent](uint64_t offset, size_t size) {
-      sent += size;
+  const auto sent = std::make_shared<std::atomic<uint64_t>>(0);
+  server_.On([sent](const Request&) {
+    return Reply::Status(200).LongBody(uint64_t{4} << 30, [sent](uint64_t offset, size_t size) {
+      *sent += size;
       return PatternBytes(offset, size);
     });
   });
@@ -20,7 +20,7 @@ TEST_F(InternetTest, ALongBodyLeftUnreadIsDroppedWithItsConnection) {
     EXPECT_EQ(client.request.Header(u"Content-Length"), u"4294967296");
   }
   EXPECT_EQ(server_.connection_count(), 3u);
-  EXPECT_LT(sent, uint64_t{100'000'000});
+  EXPECT_LT(*sent, uint64_t{100'000'000});
 }
 
 TEST_F(InternetTest, AShortBodyLeftUnreadKeepsItsConnection) {
@@ -33,10 +33,10 @@ TEST_F(InternetTest, AShortBodyLeftUnreadKeepsItsConnection) {
 }
 
 TEST_F(InternetTest, AReaderThatRestsIsNotFlooded) {
-  std::atomic<uint64_t> sent = 0;
-  server_.On([&sent](const Request&) {
-    return Reply::Status(200).LongBody(uint64_t{1} << 30, [&sent](uint64_t offset, size_t size) {
-      sent += size;
+  const auto sent = std::make_shared<std::atomic<uint64_t>>(0);
+  server_.On([sent](const Request&) {
+    return Reply::Status(200).LongBody(uint64_t{1} << 30, [sent](uint64_t offset, size_t size) {
+      *sent += size;
       return PatternBytes(offset, size);
     });
   });
@@ -46,7 +46,7 @@ TEST_F(InternetTest, AReaderThatRestsIsNotFlooded) {
   for (int i = 0; i < 100; ++i) {
     ASSERT_EQ(client.request.Read(buffer.data(), buffer.size()), buffer.size());
   }
-  EXPECT_LT(sent, uint64_t{100'000'000});
+  EXPECT_LT(*sent, uint64_t{100'000'000});
 }
 
 TEST_F(InternetTest, TimeoutsSaySo) {
@@ -60,6 +60,24 @@ TEST_F(InternetTest, TimeoutsSaySo) {
     EXPECT_EQ(error.code(), 12002u);
     EXPECT_EQ(error.text(), u"The operation timed out");
   }
+}
+
+TEST_F(InternetTest, AHeadWithoutEndIsGivenUp) {
+  server_.On([](const Request&) {
+    Reply reply = Reply::Status(200);
+    for (int i = 0; i < 100; ++i) reply.Header("X-Long", std::string(20'000, 'x'));
+    return reply;
+  });
+  Client client(server_, u"GET", u"/");
+  EXPECT_EQ(ErrorOf([&client] { client.request.Send(u"", {}); }), 12152u);
+}
+
+TEST_F(InternetTest, AHostCannotReachIntoTheUrl) {
+  InternetSession session(u"Test Agent", AccessType::kDirect, u"");
+  HttpConnection connection(session, server_.host() + u"/stolen?", 80, u"", u"");
+  HttpRequest request(connection, u"GET", u"/", u"", 0);
+  EXPECT_EQ(ErrorOf([&request] { request.Send(u"", {}); }), 12005u);
+  EXPECT_EQ(server_.request_count(), 0u);
 }
 
 TEST_F(InternetTest, TheEnvironmentsProxiesCountForNothing) {

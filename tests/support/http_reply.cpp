@@ -117,6 +117,13 @@ Reply Reply::Silence() {
   return reply.Break(Fault::kStall, 0);
 }
 
+Reply Reply::Tunnel(std::string address, uint16_t port) {
+  Reply reply = Status(200, "Connection established").SayNoLength();
+  reply.tunnel_address_ = std::move(address);
+  reply.tunnel_port_ = port;
+  return reply;
+}
+
 Reply Reply::Content(const Request& request, const std::string& content) {
   unsigned long long first = 0;
   unsigned long long last = 0;

@@ -69,6 +69,8 @@ class Reply {
   static Reply Drop();
   static Reply Reset();
   static Reply Silence();
+  // 200 to a CONNECT; from then on the connection is one with this server.
+  static Reply Tunnel(std::string address, uint16_t port);
   // 200 with the whole content, or what the request's Range line asks for: 206, or 416.
   static Reply Content(const Request& request, const std::string& content);
 
@@ -102,6 +104,9 @@ class Reply {
   uint64_t fault_after() const { return fault_after_; }
   // The fault comes before the first byte of the head.
   bool is_silent() const { return silent_; }
+  bool is_tunnel() const { return tunnel_port_ != 0; }
+  const std::string& tunnel_address() const { return tunnel_address_; }
+  uint16_t tunnel_port() const { return tunnel_port_; }
 
  private:
   Reply& Break(Fault fault, uint64_t after);
@@ -120,6 +125,8 @@ class Reply {
   size_t chunk_size_ = 0;
   Fault fault_ = Fault::kNone;
   uint64_t fault_after_ = 0;
+  std::string tunnel_address_;
+  uint16_t tunnel_port_ = 0;
 };
 
 }  // namespace zv::testing

@@ -74,6 +74,7 @@ struct HttpServer::Impl {
   bool SendReply(Line& line, const Request& request, const Reply& reply);
   bool SendBodyBytes(Line& line, const Reply& reply, uint64_t from, uint64_t to);
   bool ApplyFault(Line& line, Reply::Fault fault);
+  void JoinTunnel(Line& line, const Reply& reply);
   void EndGently(Line& line);
   void WaitForRelease();
   bool WaitUntil(const std::function<bool()>& condition) const;
@@ -247,6 +248,10 @@ bool HttpServer::Impl::SendReply(Line& line, const Request& request, const Reply
   if (reply.is_silent()) return ApplyFault(line, reply.fault());
   const std::string head = reply.Head(request.verb);
   if (!line.socket.Send(head.data(), head.size())) return false;
+  if (reply.is_tunnel()) {
+    JoinTunnel(line, reply);
+    return false;
+  }
   if (reply.has_body(request.verb)) {
     const uint64_t size = reply.body_size();
     if (reply.fault() == Reply::Fault::kNone) {
@@ -302,6 +307,23 @@ bool HttpServer::Impl::ApplyFault(Line& line, Reply::Fault fault) {
       break;
   }
   return true;
+}
+
+// Hands bytes on both ways until both sides have ended.
+void HttpServer::Impl::JoinTunnel(Line& line, const Reply& reply) {
+  const Socket target = Socket::Connect(reply.tunnel_address(), reply.tunnel_port());
+  if (!target.is_open()) return;
+  const auto pump = [](const Socket& from, const Socket& to) {
+    std::string piece(kPieceSize, '\0');
+    size_t got = 0;
+    while ((got = from.Receive(piece.data(), piece.size())) != 0 && to.Send(piece.data(), got)) {
+    }
+    to.ShutDown();
+    from.ShutDown();
+  };
+  std::thread back([&] { pump(target, line.socket); });
+  pump(line.socket, target);
+  back.join();
 }
 
 // The client reads the reply to its end: a plain close with bytes of the client still unread would
