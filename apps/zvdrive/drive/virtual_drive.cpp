@@ -162,6 +162,8 @@ DriveResult<FileHandle> VirtualDrive::Acquire(TextView path, const NodeInfo& inf
     file->modified = info.modified.value;
     file->begins_anew = file->content_is_ours = file->is_new = make;
   }
+  // Who saw that the name was free must look again.
+  if (make) ++name_changes_;
   ++file->open_count;
   return file;
 }

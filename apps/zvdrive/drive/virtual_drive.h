@@ -89,8 +89,8 @@ class VirtualDrive {
   bool Claim(TextView path, bool is_folder);
   void Remember(const OpenFile& file);
 
-  // Waits until no rename or removal of the path, or of a folder above it, is under way; then gives
-  // a mark of the names as they are now.
+  // Waits until no rename, removal or making of the path, or of a folder above it, is under way;
+  // then gives a mark of the names as they are now.
   uint64_t AwaitNames(TextView path);
   // One open more. nullptr: names have changed since the mark was taken, and the path may mean
   // something else by now. make: the file is a new one, kExists when somebody made it meanwhile.
@@ -137,12 +137,12 @@ class VirtualDrive {
   std::map<Text, FileHandle> open_files_;
   // Of the cached content that a file's readers saw last.
   std::unordered_map<Text, uint64_t> seen_versions_;
-  std::vector<Text> changing_names_;  // of the rename or removal under way
-  uint64_t name_changes_ = 0;         // renames and removals that began
+  std::vector<Text> changing_names_;  // of the change under way
+  uint64_t name_changes_ = 0;         // changes that began, files that were made
   std::condition_variable names_changed_;
 
   std::mutex walk_mutex_;    // one walk at a time
-  std::mutex rename_mutex_;  // one rename or removal at a time: it holds the mutexes of many files
+  std::mutex rename_mutex_;  // one change of names at a time: it holds the mutexes of many files
 };
 
 }  // namespace zv

@@ -27,6 +27,7 @@ struct VirtualDrive::NameChange {
 };
 
 DriveError VirtualDrive::MakeFolder(TextView path) {
+  const NameChange change(*this, {Text(path)});
   if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
   if (!Claim(path, true)) return DriveError::kNotUnique;
   const DriveError error = requests_.MakeFolder(path);
