@@ -63,11 +63,15 @@ constexpr PollingLoop kTransferLoop = {
     u"Exception while transfer polling, Reason :%s",
 };
 
-// The body of a polling thread.
+// The body of a polling thread. Without memory for its objects it ends at once.
 uint32_t PollingThread(void (CEventPolling::*run)()) {
-  CEventPolling polling;
-  (polling.*run)();
-  return 1;
+  constexpr uint32_t kEnded = 1;
+  const auto poll = [run] {
+    CEventPolling polling;
+    (polling.*run)();
+    return kEnded;
+  };
+  return Guarded(kEnded, poll, [](const Failure&) {});
 }
 
 }  // namespace
