@@ -1,4 +1,5 @@
 // The 8-bit code page is windows-1252, the one that the product meets on western systems.
+#include <algorithm>
 #include <array>
 
 #include "platform/text.h"
@@ -21,22 +22,22 @@ char ByteOf(char16_t unit) {
   return '?';
 }
 
+char16_t UnitOf(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x80 && byte <= 0x9F ? kHighControls[byte - 0x80] : byte;
+}
+
 }  // namespace
 
 std::string ToAnsi(TextView text) {
-  std::string out;
-  out.reserve(text.size());
-  for (const char16_t unit : text) out.push_back(ByteOf(unit));
+  std::string out(text.size(), '\0');
+  std::ranges::transform(text, out.begin(), ByteOf);
   return out;
 }
 
 Text FromAnsi(std::string_view bytes) {
-  Text out;
-  out.reserve(bytes.size());
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    out.push_back(byte >= 0x80 && byte <= 0x9F ? kHighControls[byte - 0x80] : byte);
-  }
+  Text out(bytes.size(), u'\0');
+  std::ranges::transform(bytes, out.begin(), UnitOf);
   return out;
 }
 

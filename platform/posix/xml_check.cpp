@@ -1,6 +1,7 @@
 #include "platform/posix/xml_check.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <cstdint>
@@ -34,18 +35,32 @@ bool IsKnownReference(std::string_view name) {
   return name == "amp" || name == "lt" || name == "gt" || name == "quot" || name == "apos";
 }
 
+// Bytes that mean nothing but themselves wherever they stand.
+constexpr auto kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (size_t byte = 0; byte < plain.size(); ++byte) {
+    plain[byte] = byte >= 0x20 || byte == '\t' || byte == '\n' || byte == '\r';
+  }
+  for (const unsigned char byte : {'<', '&', '>', '"', '\''}) plain[byte] = false;
+  return plain;
+}();
+
 class TextChecker {
  public:
   explicit TextChecker(std::string_view text) : text_(text) {}
 
   bool Run() {
-    while (at_ < text_.size()) {
+    for (SkipPlain(); at_ < text_.size(); SkipPlain()) {
       if (!(text_[at_] == '<' ? CheckMarkup() : CheckCharacter())) return false;
     }
     return true;
   }
 
  private:
+  void SkipPlain() {
+    while (at_ < text_.size() && kPlain[static_cast<unsigned char>(text_[at_])]) ++at_;
+  }
+
   // The character at the position, with its reference when it begins one; moves past it.
   bool CheckCharacter() {
     const char c = text_[at_];
@@ -82,7 +97,7 @@ class TextChecker {
   }
 
   bool CheckTag() {
-    for (++at_; at_ < text_.size();) {
+    for (++at_, SkipPlain(); at_ < text_.size(); SkipPlain()) {
       const char c = text_[at_];
       if (c == '>') return ++at_, true;
       if (c == '<' || c == '&') return false;
@@ -92,7 +107,7 @@ class TextChecker {
   }
 
   bool CheckQuoted(char quote) {
-    for (++at_; at_ < text_.size();) {
+    for (++at_, SkipPlain(); at_ < text_.size(); SkipPlain()) {
       if (text_[at_] == quote) return ++at_, true;
       if (text_[at_] == '<' || !CheckCharacter()) return false;
     }

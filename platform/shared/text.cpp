@@ -1,7 +1,9 @@
 #include "platform/text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include "platform/shared/case_table.h"
 
@@ -78,6 +80,21 @@ Sequence DecodeSequence(std::string_view bytes) {
   return {point, lead.length};
 }
 
+// Nearly every text is ASCII nearly everywhere, and some are megabytes long: appends what is ASCII
+// from `at` on in one go and gives the position behind it.
+template <typename To, typename From>
+size_t AppendAscii(std::basic_string_view<From> text, size_t at, std::basic_string<To>* out) {
+  const auto begin = text.begin() + static_cast<ptrdiff_t>(at);
+  const auto end = std::find_if(begin, text.end(), [](From unit) {
+    return static_cast<std::make_unsigned_t<From>>(unit) >= 0x80;
+  });
+  const size_t old_size = out->size();
+  out->resize(old_size + static_cast<size_t>(end - begin));
+  std::transform(begin, end, out->begin() + static_cast<ptrdiff_t>(old_size),
+                 [](From unit) { return static_cast<To>(unit); });
+  return static_cast<size_t>(end - text.begin());
+}
+
 bool IsSpace(char16_t unit) { return unit == u' ' || (unit >= u'\t' && unit <= u'\r'); }
 
 template <typename Int>
@@ -105,11 +122,9 @@ Int ParseInt(TextView text) {
 std::string ToUtf8(TextView text) {
   std::string out;
   out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
+  for (size_t i = AppendAscii(text, 0, &out); i < text.size(); i = AppendAscii(text, i + 1, &out)) {
     const char16_t unit = text[i];
-    if (unit < 0x80) {
-      out.push_back(static_cast<char>(unit));
-    } else if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
       const char32_t low = text[++i];
       AppendUtf8(0x10000 + ((static_cast<char32_t>(unit) - 0xD800) << 10) + (low - 0xDC00), &out);
     } else {
@@ -122,16 +137,10 @@ std::string ToUtf8(TextView text) {
 Text FromUtf8(std::string_view bytes) {
   Text out;
   out.reserve(bytes.size());
-  for (size_t i = 0; i < bytes.size();) {
-    const auto byte = static_cast<unsigned char>(bytes[i]);
-    if (byte < 0x80) {
-      out.push_back(byte);
-      ++i;
-      continue;
-    }
+  for (size_t i = AppendAscii(bytes, 0, &out); i < bytes.size();) {
     const Sequence sequence = DecodeSequence(bytes.substr(i));
     AppendUtf16(sequence.point, &out);
-    i += sequence.length;
+    i = AppendAscii(bytes, i + sequence.length, &out);
   }
   return out;
 }
