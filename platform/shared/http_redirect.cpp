@@ -16,10 +16,11 @@ bool StartsWithNoCase(TextView text, TextView start) {
 // "host:port" or "host" is this server's.
 bool IsServer(const HttpServerAddress& server, TextView authority) {
   const uint16_t usual_port = server.secure ? 443 : 80;
-  const size_t colon = authority.rfind(u':');
-  const bool has_port = colon != TextView::npos;
-  const int32_t port = has_port ? ParseInt32(authority.substr(colon + 1)) : usual_port;
-  return EqualsNoCase(authority.substr(0, colon), server.host) && port == server.port;
+  const size_t colon = std::min(authority.rfind(u':'), authority.size());
+  const Text port = colon < authority.size() ? Text(authority.substr(colon + 1))
+                                             : FromUtf8(std::to_string(usual_port));
+  return EqualsNoCase(authority.substr(0, colon), server.host) &&
+         port == FromUtf8(std::to_string(server.port));
 }
 
 Text RootedPath(TextView path) { return path.starts_with(u'/') ? Text(path) : u"/" + Text(path); }
