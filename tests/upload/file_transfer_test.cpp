@@ -99,7 +99,8 @@ TEST_F(FileTransferTest, ABrokenConnectionIsResumedWithOneByteOfOverlap) {
     return request.number == 0 ? BodyRule::ResetAfter(102400) : BodyRule::ReadAll();
   });
   server_.On([](const Request& request) {
-    return request.verb == "PUT" ? Reply::Status(204) : Reply::Status(200).LongBody(kSize);
+    if (request.verb == "PUT") return Reply::Status(204);
+    return Reply::Status(200).LongBody(kSize).StallAfter(0);
   });
   EXPECT_TRUE(Transfer());
   EXPECT_TRUE(client_.last_transfer_stored());

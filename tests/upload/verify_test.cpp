@@ -39,7 +39,7 @@ TEST_F(VerifyTest, AFailedQueryCountsAsLength0) {
 
 TEST_F(VerifyTest, AFileOf4GibNeverVerifies) {
   constexpr int64_t kLong = (int64_t{1} << 32) + 5;
-  server_.On([](const Request&) { return Reply::Status(200).LongBody(kLong); });
+  server_.On([](const Request&) { return Reply::Status(200).LongBody(kLong).StallAfter(0); });
   EXPECT_FALSE(client_.VerifyBkpFile(kResource, kLong));
   // Its low 32 bits are what is compared.
   EXPECT_TRUE(client_.VerifyBkpFile(kResource, 5));
@@ -47,7 +47,7 @@ TEST_F(VerifyTest, AFileOf4GibNeverVerifies) {
 
 TEST_F(VerifyTest, ALengthOf4GibLess1Verifies) {
   constexpr int64_t kLong = (int64_t{1} << 32) - 1;
-  server_.On([](const Request&) { return Reply::Status(200).LongBody(kLong); });
+  server_.On([](const Request&) { return Reply::Status(200).LongBody(kLong).StallAfter(0); });
   EXPECT_TRUE(client_.VerifyBkpFile(kResource, kLong));
 }
 
