@@ -177,7 +177,7 @@ TEST_F(RenameTest, AFileThatCannotBeSentIsRenamedAndSentUnderItsNewName) {
   EXPECT_EQ(CloseFile(file), DriveError::kNone);
   EXPECT_TRUE(worker_.IsUnsent(u"\\b.txt"));
   worker_.RefuseUploads(false);
-  EXPECT_EQ(drive_.SendAgain(u"\\b.txt", kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.SendAgain(u"\\b.txt", true, kProcess), DriveError::kNone);
   EXPECT_EQ(worker_.ServerFile(u"\\b.txt"), "x");
 }
 

@@ -85,7 +85,7 @@ TEST_F(SendTest, AnEmptyFileThatCannotBeSentIsTriedAsContentAndKept) {
   EXPECT_EQ(worker_.Count(Completions()), 1u);
   EXPECT_TRUE(worker_.IsUnsent(u"\\a"));
   worker_.RefuseUploads(false);
-  EXPECT_EQ(drive_.SendAgain(u"\\a", kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.SendAgain(u"\\a", true, kProcess), DriveError::kNone);
   EXPECT_EQ(worker_.ServerFile(u"\\a"), "");
 }
 
@@ -100,11 +100,23 @@ TEST_F(SendTest, SendsAgainWhatFailed) {
   const FileHandle file = CreateFileAt(u"\\a");
   EXPECT_EQ(WriteTo(file, 0, "kept"), DriveError::kNone);
   EXPECT_EQ(CloseFile(file), DriveError::kNotStored);
-  EXPECT_EQ(drive_.SendAgain(u"\\a", kProcess), DriveError::kNotStored);
+  EXPECT_EQ(drive_.SendAgain(u"\\a", true, kProcess), DriveError::kNotStored);
   worker_.RefuseUploads(false);
-  EXPECT_EQ(drive_.SendAgain(u"\\a", kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.SendAgain(u"\\a", true, kProcess), DriveError::kNone);
   EXPECT_EQ(worker_.ServerFile(u"\\a"), "kept");
   EXPECT_FALSE(worker_.IsUnsent(u"\\a"));
+}
+
+TEST_F(SendTest, AContentIsSentAgainWhateverSizeTheListingHas) {
+  WriteFile(u"\\a", "");
+  const FileHandle file = CreateFileAt(u"\\b");
+  EXPECT_EQ(WriteTo(file, 0, "kept"), DriveError::kNone);
+  worker_.RefuseUploads(true);
+  EXPECT_EQ(CloseFile(file), DriveError::kNotStored);
+  worker_.RefuseUploads(false);
+  worker_.ClearLog();
+  EXPECT_EQ(drive_.SendAgain(u"\\b", true, kProcess), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\b"), "kept");
 }
 
 TEST_F(SendTest, SendsNothingAgainThatIsOnTheServerOrBeingWritten) {
@@ -112,9 +124,9 @@ TEST_F(SendTest, SendsNothingAgainThatIsOnTheServerOrBeingWritten) {
   const FileHandle file = CreateFileAt(u"\\b");
   EXPECT_EQ(WriteTo(file, 0, "half"), DriveError::kNone);
   worker_.ClearLog();
-  EXPECT_EQ(drive_.SendAgain(u"\\a", kProcess), DriveError::kNone);
-  EXPECT_EQ(drive_.SendAgain(u"\\b", kProcess), DriveError::kNone);
-  EXPECT_EQ(drive_.SendAgain(u"\\no", kProcess), DriveError::kNotFound);
+  EXPECT_EQ(drive_.SendAgain(u"\\a", true, kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.SendAgain(u"\\b", true, kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.SendAgain(u"\\no", true, kProcess), DriveError::kNotFound);
   EXPECT_THAT(worker_.Log(Completions()), IsEmpty());
 }
 

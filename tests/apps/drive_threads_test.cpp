@@ -30,7 +30,7 @@ class ThreadsTest : public DriveTest {
         drive_.RemoveFile(name, kProcess);
         break;
       case 3:
-        drive_.SendAgain(name, kProcess);
+        drive_.SendAgain(name, true, kProcess);
         break;
       default:
         Use(name, random);

@@ -50,6 +50,7 @@ done
 cmp "$root/old.bin" "$files/old.bin" || fail "old.bin"
 
 step "verified writes in sequence and at random"
+cd "$root"  # where the program leaves its state
 fio --name=v --directory="$drive" --size=4M --bs=64k --rw=write --verify=crc32c --do_verify=1 \
   --end_fsync=1 --output="$root/fio" >/dev/null 2>&1 || fail "fio write: $(cat "$root/fio")"
 fio --name=r --directory="$drive" --size=2M --bs=4k --rw=randwrite --verify=crc32c --do_verify=1 \

@@ -64,7 +64,8 @@ class VirtualDrive {
   // Every Open and Create is followed by one Close.
   DriveError Close(const FileHandle& file, TextView process);
   // Sends the content of a file that an earlier session could not.
-  DriveError SendAgain(TextView path, TextView process);
+  // has_content: false for one that waits as a file without data. The listing's size does not tell.
+  DriveError SendAgain(TextView path, bool has_content, TextView process);
 
   // --- names
   DriveError MakeFolder(TextView path);

@@ -290,7 +290,7 @@ DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {
   return result;
 }
 
-DriveError VirtualDrive::SendAgain(TextView path, TextView process) {
+DriveError VirtualDrive::SendAgain(TextView path, bool has_content, TextView process) {
   const auto acquired = LookAndAcquire(path);
   if (!acquired) return acquired.error;
   const FileHandle& file = acquired.value;
@@ -300,9 +300,7 @@ DriveError VirtualDrive::SendAgain(TextView path, TextView process) {
     // Who writes it just now sends it at the close; and it may have been sent or deleted by now.
     const bool is_written = file->begins_anew || file->has_unsent;
     if (!is_written && !file->is_gone && host_.IsUnsent(file->path)) {
-      // The worker may not hold the emptiness of an empty file as a content yet.
-      if (file->size == 0) file->begins_anew = true;
-      result = file->begins_anew ? SendEmpty(*file, process) : SendWhole(*file, process);
+      result = has_content ? SendWhole(*file, process) : SendEmpty(*file, process);
     }
   }
   Release(file);

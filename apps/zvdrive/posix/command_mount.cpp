@@ -69,7 +69,8 @@ class PendingSender {
       for (const PendingUpload& upload : ListPendingUploads()) {
         if (stop_) break;
         if (upload.kind == PendingKind::kCacheOnly) continue;
-        drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), kOwnProcess);
+        drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
+                        kOwnProcess);
       }
       for (uint32_t slept = 0; slept < interval && !stop_; slept += kPollInterval) {
         SleepMs(kPollInterval);
