@@ -97,13 +97,14 @@ TEST_F(CacheNamesTest, ParentAndLeafOfAPath) {
 
 class TimeFile : public testing::HomeTest {
  protected:
-  TimeFile() { MakeFolders(u"C:\\K"); }
-  const CacheNames names_{u"C:\\K\\"};
+  TimeFile() { MakeFolders(u"C:\\Apps\\Host\\K"); }
+  const CacheNames names_{u"C:\\Apps\\Host\\K\\"};
 };
 
 TEST_F(TimeFile, HoldsEightBytesLowestFirst) {
   EXPECT_TRUE(SetFileTimeEntry(names_, u"/a.txt", {0x01CA'2345'6789'ABCD}));
-  EXPECT_EQ(ReadFileBytes(u"C:\\K\\file#ZV#a.txt#.time"), "\xCD\xAB\x89\x67\x45\x23\xCA\x01");
+  EXPECT_EQ(ReadFileBytes(u"C:\\Apps\\Host\\K\\file#ZV#a.txt#.time"),
+            "\xCD\xAB\x89\x67\x45\x23\xCA\x01");
 }
 
 TEST_F(TimeFile, ReadsBackWhatWasStored) {
@@ -123,7 +124,7 @@ TEST_F(TimeFile, OfAFolderAndOfAFileAreTwo) {
 TEST_F(TimeFile, MissingOrCutShortIsNoTime) {
   FileTime time{7};
   EXPECT_FALSE(GetFileTimeEntry(names_, u"/a", &time));
-  WriteFileBytes(u"C:\\K\\file#ZV#a#.time", "1234567");
+  WriteFileBytes(u"C:\\Apps\\Host\\K\\file#ZV#a#.time", "1234567");
   EXPECT_FALSE(GetFileTimeEntry(names_, u"/a", &time));
   EXPECT_EQ(time.value, 7U);
 }

@@ -19,8 +19,8 @@ using testing::WriteFileBytes;
 
 class ListingFile : public testing::HomeTest {
  protected:
-  ListingFile() { MakeFolders(u"C:\\Cache@u"); }
-  const CacheNames names_{u"C:\\Cache@u\\"};
+  ListingFile() { MakeFolders(u"C:\\Apps\\Host\\Cache@u"); }
+  const CacheNames names_{u"C:\\Apps\\Host\\Cache@u\\"};
   const Text file_ = names_.GetDirRecordName(u"/d");
 };
 

@@ -14,15 +14,15 @@ using testing::WriteFileBytes;
 
 class PendingUploadsTest : public testing::HomeTest {
  protected:
-  PendingUploadsTest() { MakeFolders(u"C:\\Cache@u"); }
+  PendingUploadsTest() { MakeFolders(u"C:\\Apps\\Host\\Cache@u"); }
   std::vector<Text> Paths() const {
     std::vector<Text> paths;
     for (const PendingUpload& upload : pending_.List()) paths.push_back(upload.path);
     return paths;
   }
 
-  const CacheNames names_{u"C:\\Cache@u\\"};
-  const Text file_ = u"C:\\Work-Cache@u\\pending.txt";
+  const CacheNames names_{u"C:\\Apps\\Host\\Cache@u\\"};
+  const Text file_ = u"C:\\Apps\\Host\\Work-Cache@u\\pending.txt";
   PendingUploads pending_{names_};
 };
 
@@ -88,7 +88,7 @@ TEST_F(PendingUploadsTest, ReadsRandomBytesAsNoPaths) {
 }
 
 TEST_F(PendingUploadsTest, AChangeThatCannotBeWrittenIsToldAndChangesNothing) {
-  WriteFileBytes(u"C:\\Work-Cache@u", "a file where the folder should be");
+  WriteFileBytes(u"C:\\Apps\\Host\\Work-Cache@u", "a file where the folder should be");
   EXPECT_FALSE(pending_.Add(u"/a", PendingKind::kContent, u""));
   EXPECT_TRUE(pending_.List().empty());
 }
