@@ -9,6 +9,7 @@
 
 #include "cache/cache_names.h"
 #include "cache/find_data.h"
+#include "cache/listing_change.h"
 #include "cache/pending_uploads.h"
 #include "cache/record_list.h"
 #include "cache/sync_account.h"
@@ -140,23 +141,15 @@ class CCache {
   bool FetchMissingListing(TextView folder);
   bool FetchStaleListing(TextView folder, const Text& listing_file);
   bool FetchServerEntries(TextView folder, DirectoryEntry** entries);
-  bool FetchSyncEntries(TextView folder, DirectoryEntry** entries);
-  bool StoreListing(TextView folder, TextView text, TextView failure_format);
+  bool FetchSyncEntries(TextView folder, DirectoryEntry** entries, const ListingFetch& fetch);
+  bool StoreListing(TextView folder, Text text, TextView failure_format, const ListingFetch& fetch);
   Text ListingText(TextView folder, const DirectoryEntry* entries);
   std::vector<DirectoryEntry> PendingEntries(TextView folder);
   void UpdateOwnEntry(TextView folder, FileTime time);
-  // An edit of one listing, made in one step.
-  struct Edit {
-    TextView old_leaf;                 // its record is dropped, or renamed
-    std::optional<TextView> new_leaf;  // renames; what had this name before is dropped
-    TextView appended;                 // records added at the end
-  };
-  struct Edited {
-    bool held_records = false;
-    std::optional<DirectoryEntry> matched;  // as it was
-  };
-  // nullopt, with a line in the log, when the listing cannot be opened.
-  std::optional<Edited> EditListing(TextView listing_file, const Edit& edit);
+  // Changes one listing in one step. nullopt, with a line in the log, when it cannot be opened.
+  std::optional<ListingChanged> EditListing(TextView listing_file, const ListingChange& change);
+  // Adds the record of a name that the listing does not hold; false, with LastError().
+  bool AppendRecord(TextView listing_file, TextView name, TextView record);
   Text CurrentEntryRecord() const;
   bool ReadFileList(TextView listing_file);
   bool FindRecord(TextView text, TextView path, DirectoryEntry* entry);

@@ -13,54 +13,29 @@ Text FolderPart(TextView path) {
   return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
 }
 
-// As FormatRecord writes it, which is how most lines are already.
-void AppendRecordLine(TextView line, Text* text) {
-  if (IsCanonicalRecord(line)) {
-    *text += line;
-    *text += u'\n';
-    return;
-  }
-  DirectoryEntry entry;
-  if (ParseRecord(line, &entry)) *text += FormatRecord(entry);
-}
-
 }  // namespace
 
-std::optional<CCache::Edited> CCache::EditListing(TextView listing_file, const Edit& edit) {
+std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
+                                                  const ListingChange& change) {
   const ListingLock lock;
-  const auto old_text = ReadListing(listing_file, Disposition::kOpenAlways);
-  if (!old_text) {
-    trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
-                          listing_file, GetLastErrorText());
-    return std::nullopt;
-  }
-  Edited edited;
-  Text text;
-  text.reserve(old_text->size() + edit.appended.size() + kEntryNameUnits);
-  TextView line;
-  for (RecordLines lines(*old_text); lines.Next(&line);) {
-    TextView name;
-    if (!RecordName(line, &name)) continue;
-    edited.held_records = true;
-    name = name.substr(0, kEntryNameUnits - 1);
-    if (name != edit.old_leaf) {
-      if (name != edit.new_leaf) AppendRecordLine(line, &text);
-      continue;
+  const auto text = ReadListing(listing_file, Disposition::kOpenAlways);
+  if (text) {
+    ListingChanged changed = ApplyChange(*text, change);
+    if (changed.text == *text || ReplaceListing(names_, listing_file, changed.text)) {
+      ListingFetch::Note(listing_file, change);
+      return changed;
     }
-    DirectoryEntry entry;
-    ParseRecord(line, &entry);
-    edited.matched = entry;
-    if (!edit.new_leaf) continue;
-    entry.SetName(*edit.new_leaf);
-    text += FormatRecord(entry);
   }
-  text += edit.appended;
-  if (text != *old_text && !ReplaceListing(names_, listing_file, text)) {
-    trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
-                          listing_file, GetLastErrorText());
-    return std::nullopt;
-  }
-  return edited;
+  trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
+                        listing_file, GetLastErrorText());
+  return std::nullopt;
+}
+
+bool CCache::AppendRecord(TextView listing_file, TextView name, TextView record) {
+  const ListingLock lock;
+  if (!AppendToListing(listing_file, record, Disposition::kOpenAlways)) return false;
+  ListingFetch::Note(listing_file, {.old_leaf = name, .new_leaf = {}, .appended = record});
+  return true;
 }
 
 bool CCache::ParseDirContentsFromFile(TextView listing_file, TextView old_path, TextView new_path,
@@ -72,9 +47,9 @@ bool CCache::ParseDirContentsFromFile(TextView listing_file, TextView old_path, 
         const TextView new_name = PathLeaf(WithoutTrailingSlash(new_path));
         const bool in_place = !new_path.empty() && FolderPart(WithoutTrailingSlash(old_path)) ==
                                                        FolderPart(WithoutTrailingSlash(new_path));
-        Edit edit{.old_leaf = old_name, .new_leaf = {}, .appended = {}};
-        if (in_place) edit.new_leaf = new_name;
-        const auto edited = EditListing(listing_file, edit);
+        ListingChange change{.old_leaf = old_name, .new_leaf = {}, .appended = {}};
+        if (in_place) change.new_leaf = new_name;
+        const auto edited = EditListing(listing_file, change);
         if (!edited) return false;
         if (edited->matched && !new_path.empty() && !in_place) {
           current_entry_ = {.directory_flag = static_cast<int32_t>(edited->matched->directory_flag),

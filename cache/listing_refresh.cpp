@@ -80,12 +80,13 @@ bool CCache::CacheFolderContents(TextView folder, DirectoryEntry** entries) {
       false,
       [&] {
         const bool sync = ReadIsSync();
+        const ListingFetch fetch(names_.GetDirRecordName(folder));
         DirectoryEntry* fetched = nullptr;
         const bool have =
-            sync ? FetchSyncEntries(folder, &fetched) : FetchServerEntries(folder, &fetched);
+            sync ? FetchSyncEntries(folder, &fetched, fetch) : FetchServerEntries(folder, &fetched);
         if (!have || !fetched) return false;
         if (!StoreListing(folder, ListingText(folder, fetched),
-                          sync ? kSyncOpenFailure : kServerOpenFailure)) {
+                          sync ? kSyncOpenFailure : kServerOpenFailure, fetch)) {
           return false;
         }
         if (entries) {
@@ -104,7 +105,8 @@ bool CCache::FetchServerEntries(TextView folder, DirectoryEntry** entries) {
   return !IsRoot(folder) || server_->GetDirectoryContents(folder, entries);
 }
 
-bool CCache::FetchSyncEntries(TextView folder, DirectoryEntry** entries) {
+bool CCache::FetchSyncEntries(TextView folder, DirectoryEntry** entries,
+                              const ListingFetch& fetch) {
   const SyncAccount account = ReadSyncAccount(SyncTrim::kNone);
   const Text path = WithTrailingSlash(folder);
   if (path == kNeverListed) return false;
@@ -118,11 +120,12 @@ bool CCache::FetchSyncEntries(TextView folder, DirectoryEntry** entries) {
     (*entries)->last_entry = 0;
     return true;
   }
-  StoreListing(folder, u"", kSyncOpenFailure);
+  StoreListing(folder, u"", kSyncOpenFailure, fetch);
   return false;
 }
 
-bool CCache::StoreListing(TextView folder, TextView text, TextView failure_format) {
+bool CCache::StoreListing(TextView folder, Text text, TextView failure_format,
+                          const ListingFetch& fetch) {
   const Text listing_file = names_.GetDirRecordName(folder);
   const Text time_file = names_.GetTimeFileName(folder);
   const ListingLock lock;
@@ -130,7 +133,7 @@ bool CCache::StoreListing(TextView folder, TextView text, TextView failure_forma
   RemoveFile(time_file);
   const Text listing_time_file = listing_file + Text(kTimeFileSuffix);
   if (time_file != listing_time_file) RemoveFile(listing_time_file);
-  if (ReplaceListing(names_, listing_file, text)) return true;
+  if (ReplaceListing(names_, listing_file, fetch.Replay(std::move(text)))) return true;
   trace_log_.WriteTrace(failure_format, listing_file, GetLastErrorText());
   return false;
 }

@@ -73,7 +73,7 @@ bool CCache::RecordNewFolder(TextView path) {
       listed ? EditListing(listing_file,
                            {.old_leaf = PathLeaf(path), .new_leaf = {}, .appended = record})
                    .has_value()
-             : AppendToListing(listing_file, record, Disposition::kOpenAlways);
+             : AppendRecord(listing_file, PathLeaf(path), record);
   if (recorded) return true;
   trace_log_.WriteTrace(u"Unable to open file %s for writing cache details, Reason: %s", parent,
                         GetLastErrorText());

@@ -54,7 +54,7 @@ std::string HttpDate(int64_t unix_time) {
 
 FakeAccount::FakeAccount(std::string user) : root_("/users/" + user + "/Files") {
   nodes_["/"] = {true, {}, 1'200'000'000};
-  server_.On([this](const Request& request) { return Answer(request); });
+  server_.On([this](const Request& request) { return AnswerThenHook(request); });
 }
 
 void FakeAccount::AddFolder(const std::string& path, int64_t time) {
@@ -118,8 +118,25 @@ std::string FakeAccount::PathOf(std::string target) const {
   return path.empty() ? "/" : path;
 }
 
-Reply FakeAccount::Answer(const Request& request) {
+void FakeAccount::OnAnswer(std::function<void(const Request&)> hook) {
   const std::lock_guard lock(mutex_);
+  hook_ = std::move(hook);
+}
+
+Reply FakeAccount::AnswerThenHook(const Request& request) {
+  std::function<void(const Request&)> hook;
+  Reply reply;
+  {
+    const std::lock_guard lock(mutex_);
+    reply = Answer(request);
+    hook = hook_;
+  }
+  if (hook) hook(request);
+  return reply;
+}
+
+// Under the lock.
+Reply FakeAccount::Answer(const Request& request) {
   if (auto forced = Forced(request.verb)) return *forced;
   const std::string path = PathOf(request.target);
   if (request.verb == "PUT") return Store(request, path);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -29,6 +30,9 @@ class FakeAccount {
   // The next `count` requests with this verb get this status and change nothing.
   void Force(const std::string& verb, int status, int count = 1);
 
+  // Called for each request when its answer is made up but not sent, on the connection's thread.
+  void OnAnswer(std::function<void(const Request& request)> hook);
+
   // Requests so far with this verb, and with this Depth line when one is given.
   size_t Count(const std::string& verb, const std::string& depth = {}) const;
 
@@ -39,6 +43,7 @@ class FakeAccount {
     int64_t time = 0;
   };
 
+  Reply AnswerThenHook(const Request& request);
   Reply Answer(const Request& request);
   Reply List(const std::string& path, bool members);
   Reply Send(const Request& request, const std::string& path);
@@ -53,6 +58,7 @@ class FakeAccount {
   std::string root_;
   std::map<std::string, Node> nodes_;
   std::map<std::string, std::pair<int, int>> forced_;
+  std::function<void(const Request&)> hook_;
   HttpServer server_;
 };
 

@@ -43,6 +43,11 @@ TEST_F(ListingEdit, ARecordRenamedReplacesTheOneOfItsNewName) {
   EXPECT_EQ(ListingText(u"/a"), u"z?0?5?32?100?200\r\n");
 }
 
+TEST_F(ListingEdit, ANameThatIsNotListedIsRenamedToNothing) {
+  EXPECT_TRUE(Edit(u"/a/gone", u"/a/z"));
+  EXPECT_EQ(ListingText(u"/a"), Text(kX) + Text(kZ));
+}
+
 TEST_F(ListingEdit, MovesARecordIntoTheCurrentEntryUnderItsNewName) {
   EXPECT_TRUE(Edit(u"/a/x.txt", u"/b/w.txt"));
   EXPECT_EQ(ListingText(u"/a"), kZ);

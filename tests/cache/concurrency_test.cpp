@@ -1,0 +1,89 @@
+// Two cache objects on one cache, as the two polling threads have them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <thread>
+
+#include "tests/cache/cache_fixture.h"
+
+namespace zv::testing {
+namespace {
+
+using List = std::vector<Text>;
+
+class Concurrency : public CacheTest {
+ protected:
+  Concurrency() {
+    account_.AddFolder("/d", kEarly);
+    account_.AddFile("/d/old", "1", kEarly);
+    account_.AddFile("/d/other", "1", kEarly);
+  }
+  // Runs while a listing of the server is on its way.
+  void DuringListing(std::function<void(CCache& other)> change) {
+    const auto done = std::make_shared<std::atomic<bool>>(false);
+    account_.OnAnswer([change, done](const Request& request) {
+      if (request.Header("Depth") != "1" || done->exchange(true)) return;
+      CCache other;
+      change(other);
+    });
+  }
+};
+
+TEST_F(Concurrency, AFileSentWhileItsFolderIsFetchedStaysListed) {
+  DuringListing([this](CCache& other) {
+    WriteContent(u"/d/new", "12");
+    EXPECT_TRUE(other.TransferCachedFile(u"/d/new", true));
+  });
+  EXPECT_EQ(Walk(u"/d/"), (List{u"old", u"other", u"new"}));
+}
+
+TEST_F(Concurrency, AFileDeletedWhileItsFolderIsFetchedStaysGone) {
+  WriteListing(u"/d", u"old?0?1?0?0?0\r\n");
+  DuringListing([](CCache& other) { EXPECT_TRUE(other.DeleteCachedResource(u"/d/old", true)); });
+  EXPECT_TRUE(cache().CacheFolderContents(u"/d/"));
+  EXPECT_EQ(Walk(u"/d/"), (List{u"other"}));
+}
+
+TEST_F(Concurrency, AFileRenamedWhileItsFolderIsFetchedKeepsItsNewName) {
+  WriteListing(u"/d", u"old?0?1?0?0?0\r\n");
+  DuringListing([](CCache& other) {
+    EXPECT_EQ(other.RenameCachedResource(u"/d/old", u"/d/young", true), kRenameDone);
+  });
+  EXPECT_TRUE(cache().CacheFolderContents(u"/d/"));
+  EXPECT_EQ(Walk(u"/d/"), (List{u"young", u"other"}));
+}
+
+TEST_F(Concurrency, AFolderMadeWhileItsParentIsFetchedStaysListed) {
+  DuringListing([](CCache& other) { EXPECT_TRUE(other.CreateCacheDirectory(u"/d/made")); });
+  EXPECT_EQ(Walk(u"/d/"), (List{u"old", u"other", u"made"}));
+}
+
+TEST_F(Concurrency, NoFileIsLostBetweenAWriterAndAReader) {
+  constexpr int kFiles = 25;
+  std::jthread writer([this] {
+    CCache other;
+    for (int i = 0; i < kFiles; ++i) {
+      const Text path = u"/d/f" + FromUtf8(std::to_string(100 + i));
+      WriteContent(path, "12345");
+      EXPECT_TRUE(other.TransferCachedFile(path, true));
+    }
+  });
+  for (int i = 0; i < 40; ++i) {
+    const List names = Walk(u"/d/");
+    EXPECT_NE(std::find(names.begin(), names.end(), u"old"), names.end());
+    // As when somebody else changed the folder.
+    account_.SetTime("/d", kEarly + i);
+  }
+  writer.join();
+  List names = Walk(u"/d/");
+  std::sort(names.begin(), names.end());
+  List wanted{u"old", u"other"};
+  for (int i = 0; i < kFiles; ++i) wanted.push_back(u"f" + FromUtf8(std::to_string(100 + i)));
+  std::sort(wanted.begin(), wanted.end());
+  EXPECT_EQ(names, wanted);
+}
+
+}  // namespace
+}  // namespace zv::testing
