@@ -1,5 +1,5 @@
-// The two forms of dates in the server's replies. Fields are read by position; the zone is UTC whatever
-// the text says. A text that is too short, or no date after 1600, gives 0. Any thread.
+// The two forms of dates in the server's replies. Fields are read by position; the zone is UTC
+// whatever the text says. A text that is too short, or no date after 1600, gives 0. Any thread.
 #pragma once
 
 #include "platform/clock.h"

@@ -13,7 +13,7 @@ inline constexpr size_t kEntryNameUnits = 260;  // with the terminator
 // 584 bytes, little-endian, as the driver takes it. Times are whole seconds since 1601-01-01 UTC.
 struct DirectoryEntry {
   uint32_t directory_flag = 0;  // 1 folder, 0 file; in a reply 0xFFFFFFFF: no such entry
-  uint32_t name_length = 0;     // UTF-16 units of the whole name, which may be longer than the field
+  uint32_t name_length = 0;  // UTF-16 units of the whole name, which may be longer than the field
   uint32_t attributes = 0;
   uint32_t kind = 0;  // 9 in listings; 1 for a single look-up; the asked index in a directory reply
   int64_t size = 0;   // bytes
@@ -30,9 +30,7 @@ struct DirectoryEntry {
   // Up to the terminator, at most 259 units.
   TextView Name() const;
   // The last-access, last-write and change times are one time in every listing.
-  void SetModified(int64_t seconds) {
-    last_access_time = last_write_time = change_time = seconds;
-  }
+  void SetModified(int64_t seconds) { last_access_time = last_write_time = change_time = seconds; }
 };
 
 inline constexpr uint32_t kNoSuchEntry = 0xFFFFFFFF;

@@ -1,5 +1,6 @@
-// What a listing's reply says (RFC 4918, section 9.1): members first, the folder itself last. Elements
-// are found by the prefixes that the server writes, "D:" and "lp0:", whatever they stand for.
+// What a listing's reply says (RFC 4918, section 9.1): members first, the folder itself last.
+// Elements are found by the prefixes that the server writes, "D:" and "lp0:", whatever they stand
+// for.
 #pragma once
 
 #include <cstdint>
