@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,14 +133,16 @@ void File::Write(const void* data, size_t size) {
 
 void File::Append(std::string_view bytes) {
   const int fd = static_cast<int>(handle_);
-  // One write in append mode is one step for the system. The mode is this descriptor's alone, and
-  // must not stay, since it would turn every later write into an append.
-  CheckErrno(::fcntl(fd, F_SETFL, O_APPEND) == 0);
-  struct Restore {
-    int fd;
-    ~Restore() { ::fcntl(fd, F_SETFL, 0); }
-  } const restore{fd};
-  WriteAll(fd, bytes.data(), bytes.size());
+  // One write with this flag is one step for the system, wherever the descriptor's position is.
+  iovec piece{const_cast<char*>(bytes.data()), bytes.size()};
+  while (piece.iov_len > 0) {
+    const ssize_t count = ::pwritev2(fd, &piece, 1, -1, RWF_APPEND);
+    if (count < 0 && errno == EINTR) continue;
+    CheckErrno(count >= 0);
+    // Less than asked only on a disk that has run full: the next write says so.
+    piece.iov_base = static_cast<char*>(piece.iov_base) + count;
+    piece.iov_len -= static_cast<size_t>(count);
+  }
 }
 
 void File::Seek(int64_t position) {
