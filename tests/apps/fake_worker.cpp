@@ -443,7 +443,11 @@ uint32_t FakeWorker::RenameAll(const Text& from, const Text& to, bool replace) {
     std::erase_if(map, [&](const auto& item) { return IsWithin(item.first, from); });
     for (auto& [path, value] : moved) map[path] = std::move(value);
   };
+  // Whatever the cache has of the target is another file's.
   std::erase_if(contents_, [&](const auto& stale) { return IsWithin(stale.first, to); });
+  for (auto* set : {&unsent_, &overdue_}) {
+    std::erase_if(*set, [&](const Text& stale) { return IsWithin(stale, to); });
+  }
   move_all(nodes_);
   move_all(contents_);
   move_all(listings_);
