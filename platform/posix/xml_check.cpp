@@ -41,7 +41,7 @@ constexpr auto kPlain = [] {
   for (size_t byte = 0; byte < plain.size(); ++byte) {
     plain[byte] = byte >= 0x20 || byte == '\t' || byte == '\n' || byte == '\r';
   }
-  for (const unsigned char byte : {'<', '&', '>', '"', '\''}) plain[byte] = false;
+  for (const char mark : {'<', '&', '>', '"', '\''}) plain[static_cast<size_t>(mark)] = false;
   return plain;
 }();
 
