@@ -1,6 +1,7 @@
 // The person at the terminal. Used by the host program only; one thread at a time.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -15,5 +16,12 @@ int TerminalWidth();
 std::optional<std::string> ReadSecretLine(const std::string& prompt);
 // The signed-on user's name, UTF-8; empty when unknown.
 std::string UserName();
+
+// The process's user and group, as a mounted file system shows them to its users; 0 on Windows.
+struct UserIds {
+  uint32_t user = 0;
+  uint32_t group = 0;
+};
+UserIds CurrentUserIds();
 
 }  // namespace zv

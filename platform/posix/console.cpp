@@ -62,4 +62,6 @@ std::string UserName() {
   return entry ? entry->pw_name : std::string();
 }
 
+UserIds CurrentUserIds() { return {getuid(), getgid()}; }
+
 }  // namespace zv

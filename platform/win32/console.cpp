@@ -68,4 +68,6 @@ std::string UserName() {
   return ToUtf8(TextView(reinterpret_cast<const char16_t*>(name), size - 1));
 }
 
+UserIds CurrentUserIds() { return {}; }
+
 }  // namespace zv

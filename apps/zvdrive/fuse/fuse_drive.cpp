@@ -4,16 +4,15 @@
 
 #include <fuse.h>
 #include <fuse_lowlevel.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include "apps/zvdrive/drive/drive_path.h"
+#include "platform/console.h"
 
 namespace zv {
 namespace {
@@ -106,8 +105,9 @@ void FillStat(const NodeInfo& info, struct stat* out) {
   std::memset(out, 0, sizeof *out);
   out->st_mode = info.is_folder ? S_IFDIR | 0755 : S_IFREG | 0644;
   out->st_nlink = info.is_folder ? 2 : 1;
-  out->st_uid = getuid();
-  out->st_gid = getgid();
+  static const UserIds owner = CurrentUserIds();
+  out->st_uid = owner.user;
+  out->st_gid = owner.group;
   out->st_size = info.size;
   out->st_blksize = kBlockSize;
   out->st_blocks = (info.size + 511) / 512;
@@ -295,9 +295,14 @@ struct FuseMount::Impl {
 };
 
 std::string MissingForMount() {
-  if (access("/dev/fuse", F_OK) != 0) return "this machine has no FUSE (/dev/fuse is missing)";
-  if (access("/dev/fuse", R_OK | W_OK) != 0) return "this user may not open /dev/fuse";
-  if (getuid() != 0 && access("/usr/bin/fusermount3", X_OK) != 0) {
+  std::error_code error;
+  if (!std::filesystem::exists("/dev/fuse", error)) {
+    return "this machine has no FUSE (/dev/fuse is missing)";
+  }
+  if (!std::fstream("/dev/fuse", std::ios::in | std::ios::out)) {
+    return "this user may not open /dev/fuse";
+  }
+  if (CurrentUserIds().user != 0 && !std::filesystem::exists("/usr/bin/fusermount3", error)) {
     return "fusermount3 is missing (package fuse3)";
   }
   return {};
