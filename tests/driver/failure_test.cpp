@@ -6,7 +6,9 @@
 #include <functional>
 #include <mutex>
 
+#include "driver/connection.h"
 #include "driver/event_polling.h"
+#include "platform/debug_output.h"
 #include "platform/device_driver.h"
 #include "platform/error.h"
 #include "tests/driver/worker_fixture.h"
@@ -183,6 +185,53 @@ TEST_F(FailureTest, OfUnknownKindEndsALoopWithTheSystemsWords) {
   EXPECT_TRUE(home_.LogHasLine(kPollLog, u"Exception while Info. polling, Reason : " + reason));
   CEventPolling().TransferPolling();
   EXPECT_TRUE(home_.LogHasLine(kPollLog, u"Exception while transfer polling, Reason :" + reason));
+}
+
+// A device whose opening breaks off.
+class BrokenDevice : public DeviceDriver {
+ public:
+  uint32_t OpenDevice(uint64_t) override { throw 42; }
+  uint32_t ControlDevice(uint64_t, uint32_t, const void*, uint32_t, void*, uint32_t,
+                         uint32_t*) override {
+    return 0;
+  }
+  void CloseDevice(uint64_t) override {}
+};
+
+class ConnectionFailureTest : public HomeTest {
+ protected:
+  ConnectionFailureTest() {
+    home_.SetAccount(server_.host(), kUser, u"secret");
+    home_.SetSetting(kConnectionSubKey, u"Local Name", u"W:");
+    server_.On([](const Request&) { return Reply::Status(200); });
+    for (const TextView name : {u"W:", u"ZVfs"}) {
+      RegisterDeviceDriver(name, std::make_shared<BrokenDevice>());
+    }
+    SetDebugOutputObserver([this](TextView text) { said_ += text; });
+  }
+  ~ConnectionFailureTest() override {
+    SetDebugOutputObserver({});
+    for (const TextView name : {u"W:", u"ZVfs"}) UnregisterDeviceDriver(name);
+  }
+
+  HttpServer server_;
+  CConnection connection_;
+  Text said_;
+};
+
+TEST_F(ConnectionFailureTest, OfAConnectionsQueryIsNoNetwork) {
+  EXPECT_EQ(connection_.GetConnection(u"W:", nullptr, nullptr), kDriveNoNetwork);
+  EXPECT_EQ(said_, u"Exception in CConnection::GetConnection\n");
+}
+
+TEST_F(ConnectionFailureTest, OfCreatingIsABadNetworkName) {
+  EXPECT_EQ(connection_.CreateDrive(u"W:", u"\\\\cirrux\\drive", u"secret", u"user"),
+            kDriveBadNetName);
+  EXPECT_EQ(server_.request_count(), 1u);
+}
+
+TEST_F(ConnectionFailureTest, OfDeletingIsAGeneralFailure) {
+  EXPECT_EQ(connection_.DeleteDrive(u"W:"), kDriveGeneralFailure);
 }
 
 }  // namespace
