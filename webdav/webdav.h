@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,9 +36,10 @@ struct ConnectionSettings {
   Text proxy_password;
 };
 
-// One object serves one caller; sending is serialised by the object's request lock, reading a reply is
-// not. No operation throws; each reports failure by its result and in the logs ("DavDebug.txt",
-// "UserLog.txt"). Paths are server paths relative to the account root, "/" first; "\" is taken as "/".
+// One object serves one caller; sending is serialised by the object's request lock, reading a reply
+// is not. No operation throws; each reports failure by its result and in the logs ("DavDebug.txt",
+// "UserLog.txt"). Paths are server paths relative to the account root, "/" first; "\" is taken as
+// "/".
 class CWebDAV {
  public:
   CWebDAV();
@@ -69,8 +69,8 @@ class CWebDAV {
   Text EncodeUrlPath(TextView path);
 
   // --- listing
-  // entries: the listing buffer, ended by the last-entry flag; owned by this object, valid until its
-  // next listing. Null after false.
+  // entries: the listing buffer, ended by the last-entry flag; owned by this object, valid until
+  // its next listing. Null after false.
   bool GetDirectoryContents(TextView path, DirectoryEntry** entries);
   // The same of a reply's text; no memory, or a failing XML object, throws.
   bool ParseMultistatus(TextView reply, DirectoryEntry** entries);
@@ -94,14 +94,17 @@ class CWebDAV {
   // Brings a whole file into local_path, which must not exist or holds nothing of value; resumes,
   // retries, publishes progress, can be cancelled. last_modified (optional): the reply's own time.
   bool RestoreFile(TextView remote_path, TextView local_path, FileTime* last_modified = nullptr);
-  // Sends the GET of a file from request.offset, or of a range. True when the reply brings just that;
-  // content_length() and request.file_size then tell its length (0 when it does not say).
+  // Sends the GET of a file from request.offset, or of a range. True when the reply brings just
+  // that; content_length() and request.file_size then tell its length (0 when it does not say).
   bool StartRestore(TransferRequest& request, bool ranged);
   void EndRestoreFromServer(TransferRequest& request);
 
   uint32_t status_code() const { return status_code_; }
   // Bytes that the reply to the last StartRestore will bring; 0 when it does not say.
   int64_t content_length() const { return content_length_; }
+  // Mebibytes, as the last listing's reply told them; 0 where it did not.
+  int64_t listed_quota() const { return quota_; }
+  int64_t listed_used() const { return used_; }
   const Text& account_root() const { return account_root_; }
   const ConnectionSettings& settings() const { return settings_; }
 
@@ -117,6 +120,8 @@ class CWebDAV {
   void SetProxyCredentials();
   // Connect, send and receive time-outs of the open request.
   void SetTimeouts(uint32_t milliseconds);
+  // The header block of a MOVE.
+  Text DestinationHeaders(TextView new_path);
 
   ConnectionSettings settings_;
   Text account_root_;  // "/users/" + user + "/Files"
@@ -150,7 +155,6 @@ class CWebDAV {
 
   // A server error (500) is answered by one more attempt.
   DeleteReply SendDelete(TextView path);
-  Text DestinationHeaders(TextView new_path);
   uint32_t ReadFolderTime(TextView reply, Seconds1601* time);
   // The open reply's headers: nothing, and time 0, when they are missing.
   std::optional<int64_t> ReplyLength() const;
