@@ -113,7 +113,7 @@ end
 local function await_part(r, at)
   local deadline = r:clock() + BREAK_NOTICED_IN * 1000000
   while not size_of(r, at.part) and read_record(at) and r:clock() < deadline do
-    r:sleep(0.02)
+    r.usleep(20000)
   end
   local entry = r:stat(at.part)
   if not entry or r:clock() - entry.mtime > KEPT_FOR then return nil end

@@ -2,10 +2,13 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
+#include <thread>
 
 #include "tests/support/socket.h"
 #include "tests/upload/cutting_relay.h"
@@ -32,8 +35,9 @@ std::string AddressIn(int network) {
 class AccountServer {
  public:
   AccountServer() {
-    char folder[] = "/tmp/zvaccountsXXXXXX";
-    if (!mkdtemp(folder)) throw std::runtime_error("no folder for the accounts");
+    std::string folder = (fs::temp_directory_path() / "zvworker-accounts-").string();
+    folder.append(6, 'X');
+    if (!mkdtemp(folder.data())) throw std::runtime_error("no folder for the accounts");
     data_ = folder;
     Run("start --address " + address_ + " --user anna:secret");
   }
@@ -46,6 +50,11 @@ class AccountServer {
 
   const std::string& address() const { return address_; }
   fs::path files() const { return data_ / "users/anna/Files"; }
+  // Whether an upload has begun that may be continued when it breaks.
+  bool keeps_an_upload() const {
+    const fs::path kept = data_ / "users/anna/kept";
+    return fs::exists(kept) && !fs::is_empty(kept);
+  }
 
   void Write(const fs::path& name, std::string_view bytes) const {
     fs::create_directories((files() / name).parent_path());
@@ -81,6 +90,11 @@ class AccountServerTest : public HomeTest {
         std::to_string(whole) + "\r\n\r\n";
     EXPECT_TRUE(socket.Send(head.data(), head.size()));
     EXPECT_TRUE(socket.Send(beginning.data(), beginning.size()));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!server_.keeps_an_upload() && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(server_.keeps_an_upload());
   }
 
   VirtualClock clock_;

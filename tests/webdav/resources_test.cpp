@@ -214,5 +214,33 @@ TEST_F(ResourcesTest, ASyncAccountsDestinationIsSecure) {
             "https://" + server_.address() + "/users/anna/Files/b");
 }
 
+class MoveClient : public CWebDAV {
+ public:
+  using CWebDAV::DestinationHeaders;
+};
+
+struct Destination {
+  AccountOptions account;
+  TextView scheme;
+};
+
+class DestinationTest : public HomeTest, public ::testing::WithParamInterface<Destination> {};
+
+// Neither the SSL setting nor where the request really goes counts.
+TEST_P(DestinationTest, FollowsTheAccountTypeAndTheRelay) {
+  home_.SetAccount(u"host.example", u"anna", u"secret", GetParam().account);
+  MoveClient client;
+  EXPECT_EQ(client.DestinationHeaders(u"/a b"), u"Overwrite:F\nDestination:" +
+                                                    Text(GetParam().scheme) +
+                                                    u"://host.example/users/anna/Files/a%20b\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Accounts, DestinationTest,
+    ::testing::Values(Destination{{}, u"http"}, Destination{{.ssl = true}, u"http"},
+                      Destination{{.compression = true}, u"https"},
+                      Destination{{.ssl = true, .compression = true}, u"https"},
+                      Destination{{.account_type = u"ZVSYNC"}, u"https"}));
+
 }  // namespace
 }  // namespace zv::testing
