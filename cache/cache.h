@@ -124,12 +124,15 @@ class CCache {
       trace_log_.WriteTrace(is_file ? file_format : other_format, failure.text);
     };
   }
-  // Any failure that has words by those words, on an error line; any other by the text.
+  // A failure of files, the internet or the system by its words, on an error line; lack of memory
+  // and anything else by the text, which may print the words.
   auto LogKnownFailure(TextView other_format) {
     return [=, this](const Failure& failure) {
-      trace_log_.WriteLog(LogLevel::kError, failure.is_known() ? u"%s" : other_format,
-                          failure.text);
+      trace_log_.WriteLog(LogLevel::kError, HasWords(failure) ? u"%s" : other_format, failure.text);
     };
+  }
+  static bool HasWords(const Failure& failure) {
+    return failure.is_known() && failure.kind != Failure::Kind::kMemory;
   }
 
   bool is_sync() const;
@@ -182,8 +185,7 @@ class CCache {
   bool SyncDelete(TextView path);
   void CleanAfterDelete(TextView path);
   void ForgetResource(TextView path, TextView staging_prefix);
-  void RemoveWithTime(TextView cache_file, const std::vector<Text>& kept);
-  void ClearFile(TextView cache_file, const std::vector<Text>& kept);
+  void ClearWholeCache();
   // Content files that hold the only copy of a file.
   std::vector<Text> KeptContents();
   bool IsPending(TextView path) { return pending_.Contains(path); }

@@ -1,5 +1,6 @@
 // Entries deleted on the server and in the cache, and cache files cleared.
 #include <algorithm>
+#include <exception>
 
 #include "cache/cache.h"
 #include "config/settings.h"
@@ -22,6 +23,23 @@ TextView TakeJournalLine(TextView* rest) {
   rest->remove_prefix(line.size());
   while (line.ends_with(u'\n') || line.ends_with(u'\r')) line.remove_suffix(1);
   return line;
+}
+
+void RemoveIfThere(TextView file) {
+  if (RemoveFile(file)) return;
+  const uint32_t code = LastError();
+  if (!FileExists(file)) return;
+  SetLastError(code);
+  ThrowLastError(ErrorKind::kFile);
+}
+
+// The file with its time file, unless it is among those to be kept.
+void RemoveWithTime(TextView cache_file, const std::vector<Text>& kept) {
+  if (std::find(kept.begin(), kept.end(), cache_file) != kept.end()) return;
+  RemoveIfThere(cache_file);
+  if (!cache_file.ends_with(kTimeFileSuffix)) {
+    RemoveIfThere(Text(cache_file) + Text(kTimeFileSuffix));
+  }
 }
 
 }  // namespace
@@ -110,15 +128,12 @@ bool CCache::ClearCache(TextView cache_file) {
   return Guarded(
       false,
       [&] {
-        const std::vector<Text> kept = KeptContents();
-        if (!cache_file.empty()) {
-          ClearFile(cache_file, kept);
-          return true;
-        }
-        trace_log_.WriteTraceText(u"clearing complete cache");
-        for (const FileInfo& info : ListFolder(names_.folder())) {
-          const Text file = names_.folder() + info.name;
-          if (!info.is_folder) RemoveWithTime(file, kept);
+        if (cache_file.empty()) {
+          trace_log_.WriteTraceText(u"clearing complete cache");
+          ClearWholeCache();
+        } else {
+          trace_log_.WriteTrace(u"clearing cache with %s file", cache_file);
+          RemoveWithTime(cache_file, KeptContents());
         }
         return true;
       },
@@ -132,15 +147,19 @@ bool CCache::ClearCache(TextView cache_file) {
       });
 }
 
-void CCache::ClearFile(TextView cache_file, const std::vector<Text>& kept) {
-  trace_log_.WriteTrace(u"clearing cache with %s file", cache_file);
-  RemoveWithTime(cache_file, kept);
-}
-
-void CCache::RemoveWithTime(TextView cache_file, const std::vector<Text>& kept) {
-  if (std::find(kept.begin(), kept.end(), cache_file) != kept.end()) return;
-  RemoveFile(cache_file);
-  if (!cache_file.ends_with(kTimeFileSuffix)) RemoveFile(Text(cache_file) + Text(kTimeFileSuffix));
+// All that can go goes, also when one of them cannot.
+void CCache::ClearWholeCache() {
+  const std::vector<Text> kept = KeptContents();
+  std::exception_ptr failure;
+  for (const FileInfo& info : ListFolder(names_.folder())) {
+    if (info.is_folder) continue;
+    try {
+      RemoveWithTime(names_.folder() + info.name, kept);
+    } catch (const Error&) {
+      failure = std::current_exception();
+    }
+  }
+  if (failure) std::rethrow_exception(failure);
 }
 
 std::vector<Text> CCache::KeptContents() {
@@ -152,29 +171,25 @@ std::vector<Text> CCache::KeptContents() {
 }
 
 bool CCache::ClearCacheForPath(TextView path, ClearKind kind) {
-  const Text server_path = ReplaceAll(path, u'\\', u'/');
-  const TextView stem = WithoutTrailingSlash(server_path);
-  Guarded(
-      false,
+  return Guarded(
+      true,
       [&] {
-        if (kind == ClearKind::kFile) return ClearCache(names_.GetFileRecordName(stem));
-        if (kind != ClearKind::kFolder && kind != ClearKind::kFolderTree) return true;
-        const std::vector<Text> kept = KeptContents();
+        const Text server_path = ReplaceAll(path, u'\\', u'/');
+        const TextView stem = WithoutTrailingSlash(server_path);
         const Text content_prefix = names_.GetFileRecordName(stem);
         const Text listing_prefix = names_.GetDirRecordName(stem);
+        if (kind == ClearKind::kFile) ClearCache(content_prefix);
+        if (kind != ClearKind::kFolder && kind != ClearKind::kFolderTree) return true;
         for (const FileInfo& info : ListFolder(names_.folder())) {
           const Text file = names_.folder() + info.name;
           if (info.is_folder) continue;
           if (file.starts_with(listing_prefix) || file.starts_with(content_prefix)) {
-            ClearFile(file, kept);
+            ClearCache(file);
           }
         }
         return true;
       },
-      [&](const Failure& failure) {
-        trace_log_.WriteTrace(u"Error clearing cache for %s file, Reason: %s", stem, failure.text);
-      });
-  return true;
+      TraceFileFailure(u"%s", u"Exception while clearing cache for a path!"));
 }
 
 }  // namespace zv

@@ -119,8 +119,8 @@ bool CCache::FillDataFromServer(TransferRequest& request) {
   return Guarded(
       false, [&] { return ReadFromServer(request); },
       [&](const Failure& failure) {
-        trace_log_.WriteTrace(failure.is_known() ? u"Error filling data from server, %s"
-                                                 : u"Exception while filling data from server!",
+        trace_log_.WriteTrace(HasWords(failure) ? u"Error filling data from server, %s"
+                                                : u"Exception while filling data from server!",
                               failure.text);
       });
 }
@@ -140,9 +140,13 @@ bool CCache::ReadFromServer(TransferRequest& request) {
         received > 0;
     filled += static_cast<uint32_t>(received);
   }
+  const Text reason = server_->GetErrorMessage();
   server_->EndRestoreFromServer(request);
   // Only a reply that did not say its length may end early.
-  if (filled < request.length && size > 0) return false;
+  if (filled < request.length && size > 0) {
+    trace_log_.WriteTrace(u"Error filling data from server, %s", reason);
+    return false;
+  }
   request.length = filled;
   return true;
 }

@@ -65,12 +65,7 @@ bool CCache::ParseSingleFromFile(TextView listing_file, int32_t index, Directory
         reply->SetModified(reply->last_write_time);
         return true;
       },
-      [&](const Failure& failure) {
-        trace_log_.WriteLog(
-            LogLevel::kError,
-            failure.is_known() ? u"%s" : u"Exception while parsing single from file (index), %s",
-            failure.text);
-      });
+      LogKnownFailure(u"Exception while parsing single from file (index), %s"));
 }
 
 bool CCache::ParseSingleResource(TextView listing_file, TextView path, DirectoryEntry* entry) {

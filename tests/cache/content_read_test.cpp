@@ -60,6 +60,7 @@ TEST_F(ContentRead, ASmallReadThatBreaksOffFails) {
       Reply::Status(206).Header("Content-Range", "bytes 0-99/100").LongBody(100).CloseAfter(40));
   EXPECT_FALSE(Read(u"/small.txt", 0, 100).done);
   EXPECT_EQ(Content(u"/small.txt"), std::nullopt);
+  EXPECT_TRUE(Logged(u"Error filling data from server, "));
 }
 
 TEST_F(ContentRead, ASmallReadOfAMissingFileFails) {
@@ -279,6 +280,13 @@ TEST_F(ClearCacheTest, OfEverythingLeavesFoldersAndFilesThatWaitToBeSent) {
   EXPECT_TRUE(FileExists(Folder() + u"folder"));
   EXPECT_EQ(Content(u"/waits"), "only copy");
   EXPECT_EQ(PendingPaths(), std::vector<Text>{u"/waits"});
+}
+
+TEST_F(ClearCacheTest, OfAFileThatCannotGoIsToldInTheLog) {
+  const Text file = Names().GetFileRecordName(u"/odd");
+  MakeFolders(file);
+  EXPECT_FALSE(cache().ClearCache(file));
+  EXPECT_TRUE(Logged(u"Error clearing cache for " + file + u" file, Reason: "));
 }
 
 TEST_F(ClearCacheTest, OfAFileLeavesListingsAlone) {

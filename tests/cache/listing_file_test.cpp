@@ -11,6 +11,12 @@
 #include "platform/error.h"
 #include "tests/support/test_home.h"
 
+#ifndef _WIN32
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace zv {
 namespace {
 
@@ -87,6 +93,28 @@ TEST_F(ListingFile, AppendsOfSeveralThreadsAllStay) {
   writers.clear();
   EXPECT_EQ(ReadFileBytes(file_)->size(), 4U * 50 * 10);
 }
+
+#ifndef _WIN32
+TEST_F(ListingFile, AProcessThatIsKilledWhileItWritesLeavesAWholeListing) {
+  const Text small(1'000, u's');
+  const Text large(200'000, u'l');
+  ASSERT_TRUE(ReplaceListing(names_, file_, small));
+  for (int round = 0; round < 25; ++round) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      for (int i = 0;; ++i) ReplaceListing(names_, file_, i % 2 ? small : large);
+    }
+    // Some moment in the midst of the writing; which one does not matter.
+    ::usleep(static_cast<useconds_t>(500 + 377 * round));
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    const auto text = ReadListing(file_, Disposition::kOpenExisting);
+    ASSERT_TRUE(text);
+    ASSERT_TRUE(*text == small || *text == large) << text->size();
+  }
+}
+#endif
 
 class PartialFileTest : public ListingFile {
  protected:
