@@ -1,4 +1,5 @@
 // One attempt to send a file.
+#include <atomic>
 #include <tuple>
 
 #include "tests/upload/upload_fixture.h"
@@ -210,7 +211,7 @@ TEST_F(UploadFileTest, ACancelIsSeenWithinOneChunk) {
   MakeLargeSource(64 << 20);
   server_.KeepBodies(0);
   uint64_t received = 0;
-  uint32_t sent_when_asked = 0;
+  std::atomic<uint32_t> sent_when_asked = 0;
   server_.OnBody([&](const Request&, std::string_view piece) {
     received += piece.size();
     if (sent_when_asked != 0 || received <= 102400) return;
