@@ -101,8 +101,9 @@ TEST_F(OutOfMemory, UpdatingAFoldersOwnEntry) {
 }
 
 TEST_F(OutOfMemory, AddingAnEntryCountsAsDone) {
+  const Text path = long_path_ + u"/x";
   const ScarceMemory scarce;
-  EXPECT_TRUE(cache().AddFileEntryToCacheFile(long_path_ + u"/x"));
+  EXPECT_TRUE(cache().AddFileEntryToCacheFile(path));
   EXPECT_TRUE(Line(u"Exception in AddFileEntryToCacheFile!"));
 }
 
