@@ -8,6 +8,7 @@
 #include "config/settings.h"
 #include "platform/error.h"
 #include "platform/format.h"
+#include "platform/utility_library.h"
 
 namespace zv {
 namespace {
@@ -90,7 +91,7 @@ void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes
   }
 }
 
-void AddSwitches(const AccountChanges& changes, Writes& writes) {
+void AddSwitches(const AccountChanges& changes, const Text& user, Writes& writes) {
   const auto add_flag = [&](const std::optional<bool>& flag, TextView key, const char16_t* name) {
     if (flag) writes.push_back({key, name, Flag(*flag)});
   };
@@ -99,6 +100,10 @@ void AddSwitches(const AccountChanges& changes, Writes& writes) {
   if (changes.sync) {
     writes.push_back(
         {kConnectionParameters, u"Account_Type", Text(*changes.sync ? kSyncAccount : TextView())});
+    // The utility library stores contents as they are: the account's own key is not asked for.
+    if (*changes.sync) {
+      writes.push_back({kConnectionParameters, user + u"_ZVSync_enc", ShiftSecret(u"DEFAULT")});
+    }
   }
   if (changes.quota) {
     writes.push_back({kConnectionParameters, u"Quota", Format(u"%I64d", *changes.quota)});
@@ -142,6 +147,13 @@ std::string Row(const char* title, const std::string& value) {
   return row + (value.empty() ? "-" : value) + "\n";
 }
 
+// What serves a sync account, and whether it is there.
+std::string DescribeUtilityLibrary() {
+  Text failure;
+  if (GetUtilityLibrary(true, &failure).list) return "ZVUtil, this project's own";
+  return "ZVUtil is missing" + (failure.empty() ? "" : ": " + ToUtf8(failure));
+}
+
 std::string YesNo(bool yes) { return yes ? "yes" : "no"; }
 
 }  // namespace
@@ -155,7 +167,7 @@ std::string SetAccount(const AccountChanges& changes) {
   if (changes.quota && *changes.quota < 0) return "a quota is a number of bytes, 0 or more";
   Writes writes;
   AddIdentity(changes, user, writes);
-  AddSwitches(changes, writes);
+  AddSwitches(changes, user, writes);
   if (std::string wrong = AddProxy(changes, writes); !wrong.empty()) return wrong;
   if (std::string wrong = AddPlaces(changes, writes); !wrong.empty()) return wrong;
   for (const Write& write : writes) {
@@ -196,6 +208,7 @@ std::string DescribeAccount() {
   text += Row("user", ToUtf8(account.user));
   text += Row("password", account.password.empty() ? "not set" : "set");
   text += Row("type", account.is_sync ? "sync" : "ordinary");
+  if (account.is_sync) text += Row("served by", DescribeUtilityLibrary());
   text += Row("TLS", YesNo(ssl));
   text += Row("relay", YesNo(relay));
   text += Row("proxy", proxy.empty() ? "" : proxy + ":" + setting(u"ProxyPort"));

@@ -42,6 +42,7 @@ struct MountCommandOptions {
   bool allow_other = false;
   bool read_only = false;
   int retry_minutes = 5;
+  int listing_seconds = 2;
 };
 struct ProgressOptions {
   bool watch = false;

@@ -38,7 +38,8 @@ inline std::string Pattern(size_t size, unsigned seed = 1) {
 class DriveTest : public ::testing::Test {
  protected:
   explicit DriveTest(std::chrono::milliseconds walk_lifetime = kLongLifetime)
-      : drive_(worker_, worker_, {.drive_letter = u"Z:", .walk_lifetime = walk_lifetime}) {}
+      : DriveTest(DriveOptions{.drive_letter = u"Z:", .walk_lifetime = walk_lifetime}) {}
+  explicit DriveTest(DriveOptions options) : drive_(worker_, worker_, std::move(options)) {}
 
   FileHandle OpenFileAt(TextView path) {
     const auto opened = drive_.Open(path, false);

@@ -418,9 +418,12 @@ ChannelReply FakeWorker::AnswerBlock(const AskedRequest& asked, std::span<const 
 }
 
 ChannelReply FakeWorker::AnswerDelete(const AskedRequest& asked) {
-  const bool exists = nodes_.contains(asked.path) || unsent_.contains(asked.path);
+  Text path = asked.path;
+  // As a sync account's folders are named.
+  if (path.size() > 1 && path.ends_with(u'\\')) path.pop_back();
+  const bool exists = nodes_.contains(path) || unsent_.contains(path);
   if (refuses_changes_ || !exists) return StatusReply(IOCTL_NAMESPACE_REPLY, kNamespaceFailure);
-  Remove(asked.path);
+  Remove(path);
   return StatusReply(IOCTL_NAMESPACE_REPLY, kNamespaceSuccess);
 }
 

@@ -34,6 +34,18 @@ NodeInfo InfoOf(const DirectoryEntry& entry) {
 
 }  // namespace
 
+std::unique_lock<std::mutex> DriveRequests::TakeTurn() {
+  return one_at_a_time_ ? std::unique_lock(turn_mutex_) : std::unique_lock<std::mutex>();
+}
+
+std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const RequestRecord& record,
+                                                  std::span<const std::byte> block,
+                                                  std::span<std::byte> into,
+                                                  const std::function<void()>& while_waiting) {
+  const auto turn = TakeTurn();
+  return channel_.Submit(queue, record, block, into, while_waiting);
+}
+
 DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
   std::vector<NamedNode> nodes;
   bool saw_itself = false;
@@ -42,8 +54,8 @@ DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
       MakeRecord(MajorCode::kDirectory, MinorCode::kNone, JoinPath(folder, TextView()));
   for (uint32_t index = 1;; ++index) {
     record.length_or_index = index;
-    const auto reply = ReplyOf<DirectoryEntry>(
-        channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}), IOCTL_DIRECTORY_REPLY);
+    const auto reply = ReplyOf<DirectoryEntry>(Submit(DriveQueue::kInfo, record, {}, {}, {}),
+                                               IOCTL_DIRECTORY_REPLY);
     if (!reply) return DriveError::kIo;
     if (reply->last_entry == 1 || reply->directory_flag == kNoSuchEntry) break;
     const TextView name = reply->Name();
@@ -59,7 +71,7 @@ DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
 
 std::optional<NodeInfo> DriveRequests::QueryInfo(TextView path) {
   const RequestRecord record = MakeRecord(MajorCode::kQueryInfo, MinorCode::kNone, path);
-  const auto reply = ReplyOf<DirectoryEntry>(channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}),
+  const auto reply = ReplyOf<DirectoryEntry>(Submit(DriveQueue::kInfo, record, {}, {}, {}),
                                              IOCTL_QUERY_INFO_REPLY);
   if (!reply || reply->directory_flag == kNoSuchEntry) return std::nullopt;
   return InfoOf(*reply);
@@ -67,8 +79,8 @@ std::optional<NodeInfo> DriveRequests::QueryInfo(TextView path) {
 
 DriveResult<VolumeSize> DriveRequests::Volume() {
   const RequestRecord record = MakeRecord(MajorCode::kVolumeInfo, MinorCode::kNone, kDriveRoot);
-  const auto reply = ReplyOf<VolumeReply>(channel_.Submit(DriveQueue::kInfo, record, {}, {}, {}),
-                                          IOCTL_VOLUME_REPLY);
+  const auto reply =
+      ReplyOf<VolumeReply>(Submit(DriveQueue::kInfo, record, {}, {}, {}), IOCTL_VOLUME_REPLY);
   if (!reply || reply->status != kNamespaceSuccess) return DriveError::kIo;
   return VolumeSize{.quota_mib = reply->quota_mib, .used_mib = reply->used_mib};
 }
@@ -77,7 +89,7 @@ DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span
   RequestRecord record = MakeRecord(MajorCode::kRestore, MinorCode::kNone, path);
   record.length_or_index = static_cast<uint32_t>(into.size());
   record.offset = offset;
-  const auto answer = channel_.Submit(DriveQueue::kTransfer, record, {}, into, {});
+  const auto answer = Submit(DriveQueue::kTransfer, record, {}, into, {});
   const auto reply = ReplyOf<TransferReply>(answer, IOCTL_RESTORE_REPLY);
   if (!reply || reply->status != kTransferSuccess) return DriveError::kIo;
   return answer->data_size;
@@ -90,7 +102,7 @@ std::optional<TransferReply> DriveRequests::SubmitBlock(TextView path, int64_t o
   record.length_or_index = static_cast<uint32_t>(block.size());
   record.offset = offset;
   record.force_store = begin ? 1 : 0;
-  return ReplyOf<TransferReply>(channel_.Submit(DriveQueue::kTransfer, record, block, {}, {}),
+  return ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, block, {}, {}),
                                 IOCTL_BACKUP_REPLY);
 }
 
@@ -113,8 +125,8 @@ DriveError DriveRequests::Write(TextView path, int64_t offset, std::span<const s
 DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kZeroBackup, path);
   record.SetProcessName(process);
-  const auto reply = ReplyOf<TransferReply>(
-      channel_.Submit(DriveQueue::kTransfer, record, {}, {}, {}), IOCTL_BACKUP_REPLY);
+  const auto reply =
+      ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, {}, {}, {}), IOCTL_BACKUP_REPLY);
   return reply && reply->status == kTransferSuccess ? DriveError::kNone : DriveError::kIo;
 }
 
@@ -122,9 +134,8 @@ DriveError DriveRequests::Complete(TextView path, TextView process,
                                    const std::function<void()>& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kBackupComplete, path);
   record.SetProcessName(process);
-  const auto reply =
-      ReplyOf<StatusWord>(channel_.Submit(DriveQueue::kTransfer, record, {}, {}, while_waiting),
-                          IOCTL_TRANSFER_STATUS_REPLY);
+  const auto reply = ReplyOf<StatusWord>(
+      Submit(DriveQueue::kTransfer, record, {}, {}, while_waiting), IOCTL_TRANSFER_STATUS_REPLY);
   return reply ? DriveError::kNone : DriveError::kIo;
 }
 
@@ -132,7 +143,7 @@ std::optional<StatusWord> DriveRequests::SubmitForStatus(DriveQueue queue,
                                                          const RequestRecord& record) {
   const uint32_t code =
       queue == DriveQueue::kInfo ? IOCTL_NAMESPACE_REPLY : IOCTL_TRANSFER_STATUS_REPLY;
-  return ReplyOf<StatusWord>(channel_.Submit(queue, record, {}, {}, {}), code);
+  return ReplyOf<StatusWord>(Submit(queue, record, {}, {}, {}), code);
 }
 
 DriveError DriveRequests::MakeFolder(TextView path) {

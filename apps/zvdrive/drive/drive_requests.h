@@ -37,7 +37,13 @@ struct VolumeSize {
 // Any thread.
 class DriveRequests {
  public:
-  explicit DriveRequests(RequestChannel& channel) : channel_(channel) {}
+  // one_at_a_time: no request, of either queue, begins before the one before it has ended; a sync
+  // account's worker needs that.
+  explicit DriveRequests(RequestChannel& channel, bool one_at_a_time = false)
+      : channel_(channel), one_at_a_time_(one_at_a_time) {}
+
+  // Held by whoever asks the worker for something else than a request.
+  std::unique_lock<std::mutex> TakeTurn();
 
   // Everything in a folder but "." and "..". A walk that does not even yield "." is kIo: the worker
   // could not list it. The caller sees to it that one walk ends before another begins: another
@@ -65,11 +71,16 @@ class DriveRequests {
                     TextView process);
 
  private:
+  std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
+                                     std::span<const std::byte> block, std::span<std::byte> into,
+                                     const std::function<void()>& while_waiting);
   std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
   std::optional<TransferReply> SubmitBlock(TextView path, int64_t offset,
                                            std::span<const std::byte> block, bool begin);
 
   RequestChannel& channel_;
+  const bool one_at_a_time_;
+  std::mutex turn_mutex_;
   // The worker reports a block that failed by refusing the next one, of whatever file.
   std::mutex block_mutex_;
 };

@@ -20,9 +20,10 @@ NodeInfo InfoOf(const OpenFile& file, NodeInfo info) {
 }  // namespace
 
 VirtualDrive::VirtualDrive(RequestChannel& channel, DriveHost& host, DriveOptions options)
-    : requests_(channel),
+    : requests_(channel, options.is_sync),
       host_(host),
       options_(std::move(options)),
+      sync_(options_.is_sync),
       walks_(options_.walk_lifetime) {}
 
 std::optional<DriveResult<NodeInfo>> VirtualDrive::LookInFreshWalk(TextView path) {

@@ -20,6 +20,7 @@
 #include "apps/zvdrive/drive/drive_requests.h"
 #include "apps/zvdrive/drive/name_guard.h"
 #include "apps/zvdrive/drive/open_file.h"
+#include "apps/zvdrive/drive/sync_rules.h"
 #include "apps/zvdrive/drive/walk_cache.h"
 
 namespace zv {
@@ -28,6 +29,7 @@ struct DriveOptions {
   Text drive_letter = u"Z:";
   // How long a walk answers the look-ups and listings that follow it.
   std::chrono::milliseconds walk_lifetime{2000};
+  bool is_sync = false;  // the account's type
 };
 
 // The largest file that the worker serves rightly, bytes.
@@ -87,6 +89,8 @@ class VirtualDrive {
   // kNone when nothing stands there, but its folder does.
   DriveError CheckAbsent(TextView path);
   DriveError CheckEmpty(TextView folder);
+  // Asks anew; kIo when the server does not list it, or does not answer.
+  DriveError CheckListed(TextView path);
   bool Claim(TextView path, bool is_folder);
   void Remember(const OpenFile& file);
 
@@ -121,16 +125,19 @@ class VirtualDrive {
                           TextView process);
   DriveError AskRename(TextView from, const NodeInfo& source, TextView to, OnTarget target,
                        TextView process);
+  DriveError AskSyncRename(TextView from, const NodeInfo& source, TextView to, OnTarget target,
+                           TextView process);
   DriveError SendBeforeRename(std::span<const FileHandle> moved, TextView process);
   DriveError BringSaveIn(TextView from, const NodeInfo& source, const FileHandle& open);
   void TakeOverRename(TextView from, NodeInfo source, TextView to,
                       std::span<const FileHandle> moved);
-  DriveError Remove(TextView path, TextView process);
+  DriveError Remove(TextView path, bool is_folder, TextView process);
   void ForgetRemoved(TextView path);
 
   DriveRequests requests_;
   DriveHost& host_;
   const DriveOptions options_;
+  const SyncRules sync_;
 
   mutable std::mutex mutex_;  // guards the next seven; never held while a request is under way
   WalkCache walks_;

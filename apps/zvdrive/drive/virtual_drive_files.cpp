@@ -77,7 +77,10 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     return false;
   }
   file.content_is_ours = false;
-  host_.CheckLastModified(file.path);
+  {
+    const auto turn = requests_.TakeTurn();
+    host_.CheckLastModified(file.path);
+  }
   const auto info = requests_.QueryInfo(file.path);
   if (!info) {
     if (const DriveError error = WalkFolder(ParentOf(file.path), true);
@@ -245,7 +248,8 @@ DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
 }
 
 DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
-  const DriveError sent = requests_.WriteEmptyFile(file.path, process);
+  const DriveError sent =
+      requests_.WriteEmptyFile(file.path, sync_.EmptyFileProcess(file.path, process));
   // The step leaves old content in the cache.
   const DriveError stored = requests_.Write(file.path, 0, {}, true);
   if (stored != DriveError::kNone) return stored;
@@ -258,7 +262,8 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
   file.has_unsent = false;
   file.is_new = false;
   Remember(file);
-  return DriveError::kNone;
+  // A sync account's worker answers before it knows.
+  return host_.IsOverdue(file.path) ? DriveError::kNotStored : DriveError::kNone;
 }
 
 DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {

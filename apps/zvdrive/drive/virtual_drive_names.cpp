@@ -30,7 +30,9 @@ DriveError VirtualDrive::MakeFolder(TextView path) {
   const NameChange change(*this, {Text(path)});
   if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
   if (!Claim(path, true)) return DriveError::kNotUnique;
-  const DriveError error = requests_.MakeFolder(path);
+  DriveError error = requests_.MakeFolder(path);
+  // A sync account's worker says so whatever came of it.
+  if (error == DriveError::kNone && sync_.is_sync()) error = CheckListed(path);
   const Seconds1601 now = ToSeconds(SystemTime());
   const std::lock_guard lock(mutex_);
   if (error == DriveError::kNone) {
@@ -39,6 +41,14 @@ DriveError VirtualDrive::MakeFolder(TextView path) {
     names_.Release(path);
   }
   return error;
+}
+
+DriveError VirtualDrive::CheckListed(TextView path) {
+  const Text parent = ParentOf(path);
+  if (WalkFolder(parent, true) != DriveError::kNone) return DriveError::kIo;
+  const std::lock_guard lock(mutex_);
+  const Nodes* nodes = walks_.Latest(parent);
+  return nodes && nodes->contains(LeafOf(path)) ? DriveError::kNone : DriveError::kIo;
 }
 
 DriveError VirtualDrive::CheckEmpty(TextView folder) {
@@ -54,7 +64,7 @@ DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
   const auto info = Look(path);
   if (!info) return info.error;
   if (info.value.is_folder) return DriveError::kIsFolder;
-  return Remove(path, process);
+  return Remove(path, false, process);
 }
 
 DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
@@ -64,16 +74,17 @@ DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
   if (!info) return info.error;
   if (!info.value.is_folder) return DriveError::kNotFolder;
   if (const DriveError error = CheckEmpty(path); error != DriveError::kNone) return error;
-  return Remove(path, process);
+  return Remove(path, true, process);
 }
 
-DriveError VirtualDrive::Remove(TextView path, TextView process) {
+DriveError VirtualDrive::Remove(TextView path, bool is_folder, TextView process) {
   const auto open = OpenWithin(path);
   std::vector<std::unique_lock<std::mutex>> locks;
   for (const FileHandle& file : open) locks.emplace_back(file->mutex);
   const bool is_only_here = !open.empty() && open.front()->is_new && !open.front()->has_unsent;
   if (!is_only_here) {
-    const DriveError error = requests_.Delete(path, process);
+    const DriveError error =
+        requests_.Delete(sync_.DeletedPath(path, is_folder), sync_.TellingProcess(process));
     if (error != DriveError::kNone) return error;
   }
   for (const FileHandle& file : open) file->is_gone = true;
@@ -171,6 +182,7 @@ DriveError VirtualDrive::BringSaveIn(TextView from, const NodeInfo& source,
 
 DriveError VirtualDrive::AskRename(TextView from, const NodeInfo& source, TextView to,
                                    OnTarget target, TextView process) {
+  if (sync_.is_sync()) return AskSyncRename(from, source, to, target, process);
   const auto ask = [&](bool replace) {
     return requests_.Rename(from, to, replace, options_.drive_letter, process);
   };
@@ -180,6 +192,33 @@ DriveError VirtualDrive::AskRename(TextView from, const NodeInfo& source, TextVi
   Invalidate(to);
   const auto exists = CheckTarget(source, to, true);
   return exists ? ask(exists.value) : exists.error;
+}
+
+// The server's rename never replaces anything, so what is to be replaced goes first. A file whose
+// content the server does not have is renamed here alone and then, if files of its new name are,
+// sent over what is there; what the server still lists under the old name is deleted.
+DriveError VirtualDrive::AskSyncRename(TextView from, const NodeInfo& source, TextView to,
+                                       OnTarget target, TextView process) {
+  const Text telling = sync_.TellingProcess(process);
+  const bool is_unsent = !source.is_folder && host_.IsUnsent(from);
+  if (target == OnTarget::kReplace && !is_unsent) {
+    const DriveError error = requests_.Delete(sync_.DeletedPath(to, source.is_folder), telling);
+    if (error != DriveError::kNone) return error;
+  }
+  const DriveError error = requests_.Rename(from, to, false, options_.drive_letter,
+                                            is_unsent ? sync_.QuietProcess(process) : telling);
+  if (error != DriveError::kNone) {
+    // The cache may have changed all the same.
+    Invalidate(from);
+    Invalidate(to);
+    return error;
+  }
+  if (!is_unsent) return DriveError::kNone;
+  if (sync_.SendsFile(to) && !IsTemporarySave(from, to)) requests_.Complete(to, process, {});
+  if (!EqualsNoCase(from, to) && CheckListed(from) == DriveError::kNone) {
+    requests_.Delete(from, telling);
+  }
+  return DriveError::kNone;
 }
 
 void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,

@@ -40,8 +40,11 @@ class NoticeForwarder {
           if (event == kShellUpdateItem) return;
           for (const TextView path : {first, second}) {
             if (!path.starts_with(letter)) continue;
-            drive.Invalidate(path.substr(letter.size()));
-            mount.Invalidate(path.substr(letter.size()));
+            TextView changed = path.substr(letter.size());
+            // As a deleted folder of a sync account is named.
+            if (changed.size() > 1 && changed.ends_with(u'\\')) changed.remove_suffix(1);
+            drive.Invalidate(changed);
+            mount.Invalidate(changed);
           }
         }});
   }
