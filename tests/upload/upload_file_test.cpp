@@ -1,5 +1,6 @@
 // One attempt to send a file.
 #include <atomic>
+#include <memory>
 #include <tuple>
 
 #include "tests/upload/upload_fixture.h"
@@ -210,19 +211,23 @@ TEST_F(UploadFileTest, ACancelBeforeTheFirstByteSendsNothing) {
 TEST_F(UploadFileTest, ACancelIsSeenWithinOneChunk) {
   MakeLargeSource(64 << 20);
   server_.KeepBodies(0);
-  uint64_t received = 0;
-  std::atomic<uint32_t> sent_when_asked = 0;
-  server_.OnBody([&](const Request&, std::string_view piece) {
-    received += piece.size();
-    if (sent_when_asked != 0 || received <= 102400) return;
+  struct Seen {
+    uint64_t received = 0;
+    std::atomic<uint32_t> sent_when_asked = 0;
+  };
+  // Shared, because the server goes on taking what is on its way when the upload has ended.
+  const auto seen = std::make_shared<Seen>();
+  server_.OnBody([seen](const Request&, std::string_view piece) {
+    seen->received += piece.size();
+    if (seen->sent_when_asked != 0 || seen->received <= 102400) return;
     AskToCancel(kResource);
-    sent_when_asked = std::get<3>(ReadProgress());
+    seen->sent_when_asked = std::get<3>(ReadProgress());
   });
   EXPECT_EQ(Upload(retry_count_, 0), 0U);
   EXPECT_EQ(retry_count_, 0);
   const uint32_t sent = std::get<3>(ReadProgress());
   EXPECT_GT(sent, 102400U);
-  EXPECT_LE(sent, sent_when_asked + kUploadChunkSize);
+  EXPECT_LE(sent, seen->sent_when_asked + kUploadChunkSize);
   EXPECT_EQ(CountInUserLog(u"manually canceled."), 1U);
   EXPECT_EQ(CountInTrace(u"canceled by the user"), 0U);
   // The request to cancel is used up.
