@@ -17,7 +17,8 @@ class DriveSession {
  public:
   // Signs on, creates the drive and starts to serve it. Throws CommandError (commands.h) with a
   // text for a person when that fails.
-  DriveSession(const Account& account, std::function<bool()> is_interrupted);
+  DriveSession(const Account& account, std::function<bool()> is_interrupted,
+               std::chrono::milliseconds walk_lifetime = DriveOptions{}.walk_lifetime);
   // Deletes the drive and waits until the worker has ended.
   ~DriveSession();
   DriveSession(const DriveSession&) = delete;

@@ -112,7 +112,8 @@ int RunMount(const MountCommandOptions& options) {
   CheckFolder(options.folder);
   CatchStopSignals();
   const Account account = ReadAccount();
-  DriveSession session(account, IsFuseCallInterrupted);
+  DriveSession session(account, IsFuseCallInterrupted,
+                       std::chrono::seconds(options.listing_seconds));
   {
     FuseMount mount(session.drive(), {.mount_point = options.folder,
                                       .allow_other = options.allow_other,

@@ -15,6 +15,11 @@ void AddDriveCommands(CLI::App& app, std::function<int()>& run) {
                   "Let other users of this machine in");
   mount->add_flag("--read-only", mount_options->read_only, "Refuse every change");
   mount
+      ->add_option("--listing-seconds", mount_options->listing_seconds,
+                   "Seconds for which a listing answers the look-ups and listings that follow it")
+      ->check(CLI::Range(0, 3600))
+      ->capture_default_str();
+  mount
       ->add_option("--retry-minutes", mount_options->retry_minutes,
                    "Minutes between attempts to send what is not on the server yet")
       ->check(CLI::Range(1, 1440))
