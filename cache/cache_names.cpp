@@ -50,6 +50,11 @@ TextView WithoutTrailingSlash(TextView path) {
   return path;
 }
 
+bool IsCacheFileName(TextView leaf) {
+  const Text name = ToLower(leaf);
+  return name.starts_with(u"dir#zv") || name.starts_with(u"file#zv");
+}
+
 CacheNames::CacheNames() {
   const Text user_name = ReadSetting(kConnectionParameters, u"UserName");
   folder_ = CacheBaseFolder() + Format(u"\\Cache@%s\\", user_name);

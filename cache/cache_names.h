@@ -16,6 +16,9 @@ TextView PathLeaf(TextView path);
 // Without one trailing "/".
 TextView WithoutTrailingSlash(TextView path);
 
+// Whether a file of this name in the cache folder would be taken for one of the cache's own.
+bool IsCacheFileName(TextView leaf);
+
 class CacheNames {
  public:
   // The cache folder of the account in the settings.

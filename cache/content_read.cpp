@@ -103,6 +103,7 @@ bool CCache::DownloadContent(TextView path, const Text& content_file) {
 bool CCache::SyncDownload(TextView path, const Text& content_file) {
   const SyncAccount account = ReadSyncAccount(SyncTrim::kServers);
   const Text server_path = ReplaceAll(path, u'\\', u'/');
+  if (!NameIsHandedOver(server_path)) return false;
   if (!JournalWritten(u"Download_dst.txt", names_.folder(), true)) return false;
   if (!JournalWritten(u"Download_src.txt", u"F_" + server_path, true)) return false;
   if (!CallEntry(&UtilityLibrary::download, kUtilityDownload, account)) return false;
@@ -110,7 +111,7 @@ bool CCache::SyncDownload(TextView path, const Text& content_file) {
   // The library leaves the file under its own name.
   const Text downloaded = names_.folder() + Text(PathLeaf(server_path));
   PartialFile partial(names_, content_file);
-  if (CopyOver(downloaded, partial.path())) partial.MoveIntoPlace();
+  if (CopyOver(downloaded, partial.path()) && partial.MoveIntoPlace()) RemoveFile(downloaded);
   unsent_path_.clear();
   return true;
 }

@@ -185,6 +185,7 @@ void CCache::MoveSyncedContent(const Rename& rename) {
     trace_log_.WriteTrace(u"Error moving file %s to %s. ErrorCode: %d", source, target,
                           LastError());
   }
+  if (!NameIsHandedOver(new_path)) return;
   MakeFolders(staging);
   if (!CopyOver(target, staged_new)) {
     trace_log_.WriteTrace(u"Error copying file %s to %s. ErrorCode: %d", target, staged_new,

@@ -10,6 +10,13 @@ bool CCache::JournalWritten(TextView journal, TextView line, bool error_line) {
   return false;
 }
 
+bool CCache::NameIsHandedOver(TextView path) {
+  if (!IsCacheFileName(PathLeaf(path))) return true;
+  trace_log_.WriteLog(LogLevel::kError,
+                      u"Unable to hand over %s. Reason: Its name is one of the cache's own.", path);
+  return false;
+}
+
 void CCache::LogNoJournal(TextView file, bool error_line) {
   const Text reason = GetLastErrorText();
   constexpr TextView kFormat = u"Unable to create/open file %s. Reason: %s";

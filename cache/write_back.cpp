@@ -56,6 +56,7 @@ bool CCache::SyncUpload(TextView path, const Text& content_file) {
   unsent_path_.clear();
   const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
   if (FileExists(content_file)) SetPending(path, PendingKind::kContent, u"");
+  if (!NameIsHandedOver(path)) return false;
   if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
   const Text staging = StagingFolder(account.user_name);
   const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
@@ -134,6 +135,7 @@ bool CCache::SendEmptyFile(TransferRequest& request) {
 }
 
 bool CCache::SyncUploadEmpty(TextView path, const SyncAccount& account) {
+  if (!NameIsHandedOver(path)) return false;
   if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
   const Text staging = StagingFolder(account.user_name);
   const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
