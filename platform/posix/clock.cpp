@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <mutex>
 
 #include "platform/shared/clock_source.h"
 
@@ -26,6 +27,9 @@ bool UtcToLocal(const CalendarTime& utc, CalendarTime* local) {
   FileTime time;
   if (!CalendarToFileTime(utc, &time)) return false;
   const time_t seconds = ToUnix(ToSeconds(time));
+  // The library's own lock is out of ThreadSanitizer's sight.
+  static std::mutex zone_mutex;
+  const std::lock_guard lock(zone_mutex);
   ::tzset();  // the zone may have changed since the last time, and localtime_r does not look
   tm fields;
   if (!::localtime_r(&seconds, &fields)) return false;
