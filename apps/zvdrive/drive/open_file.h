@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 
@@ -33,6 +34,8 @@ struct OpenFile {
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another
   // file's.
   bool is_gone = false;
+  // A read failed a moment ago.
+  std::chrono::steady_clock::time_point reads_fail_until;
 };
 
 }  // namespace zv

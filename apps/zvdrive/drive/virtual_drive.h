@@ -30,6 +30,9 @@ struct DriveOptions {
   // How long a walk answers the look-ups and listings that follow it.
   std::chrono::milliseconds walk_lifetime{2000};
   bool is_sync = false;  // the account's type
+  // How long a file's reads fail after one failed, or until it is opened again: the reads that were
+  // on their way would start a download over that was cancelled or has just been given up.
+  std::chrono::milliseconds failed_read_pause{5000};
 };
 
 // The largest file that the worker serves rightly, bytes.
@@ -106,6 +109,7 @@ class VirtualDrive {
 
   // The following are called with the file's own mutex held.
   DriveResult<bool> BringUpToDate(OpenFile& file);
+  DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError BringContentIn(OpenFile& file);
   void EmptyIt(OpenFile& file);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);

@@ -77,6 +77,7 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     return false;
   }
   file.content_is_ours = false;
+  file.reads_fail_until = {};
   {
     const auto turn = requests_.TakeTurn();
     host_.CheckLastModified(file.path);
@@ -103,6 +104,15 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
   if (file.is_gone) return DriveError::kNotFound;
   const int64_t size = file.size;
   if (offset < 0 || offset >= size || into.empty()) return size_t{0};
+  if (std::chrono::steady_clock::now() < file.reads_fail_until) return DriveError::kIo;
+  const auto count = ReadLocked(file, offset, into);
+  if (!count) file.reads_fail_until = std::chrono::steady_clock::now() + options_.failed_read_pause;
+  return count;
+}
+
+DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offset,
+                                             std::span<std::byte> into) {
+  const int64_t size = file.size;
   const size_t wanted = std::min({into.size(), static_cast<size_t>(size - offset), kLargestBlock});
   if (offset == 0 && size < kWholeFileRead) {
     // A small file is read whole anyway: asked for like this it stays in the cache.
