@@ -8,8 +8,6 @@
 namespace zv {
 namespace {
 
-NodeInfo RootInfo() { return {.is_folder = true, .size = 0, .created = {}, .modified = {}}; }
-
 NodeInfo InfoOf(const OpenFile& file, NodeInfo info) {
   info.is_folder = false;
   info.size = file.size;
@@ -41,7 +39,9 @@ std::optional<DriveResult<NodeInfo>> VirtualDrive::LookInFreshWalk(TextView path
 }
 
 DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
-  if (path == kDriveRoot) return RootInfo();
+  if (path == kDriveRoot) {
+    return NodeInfo{.is_folder = true, .size = 0, .created = since_, .modified = since_};
+  }
   if (const auto known = LookInFreshWalk(path)) return *known;
   const Text parent = ParentOf(path);
   bool was_walked = false;

@@ -141,6 +141,8 @@ class VirtualDrive {
   DriveRequests requests_;
   DriveHost& host_;
   const DriveOptions options_;
+  // The root has no entry that tells its time: it counts from the drive's own beginning.
+  const Seconds1601 since_ = ToSeconds(SystemTime());
   const SyncRules sync_;
 
   mutable std::mutex mutex_;  // guards the next seven; never held while a request is under way
