@@ -122,10 +122,11 @@ std::vector<PendingUpload> PendingUploads::List() const {
   }
 }
 
-bool PendingUploads::Contains(TextView path) const {
-  const auto list = List();
-  return std::any_of(list.begin(), list.end(),
-                     [&](const PendingUpload& upload) { return upload.path == path; });
+std::optional<PendingUpload> PendingUploads::Find(TextView path) const {
+  for (PendingUpload& upload : List()) {
+    if (upload.path == path) return std::move(upload);
+  }
+  return std::nullopt;
 }
 
 bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {

@@ -7,6 +7,7 @@
 // listing.
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "cache/cache_names.h"
@@ -37,7 +38,8 @@ class PendingUploads {
 
   // In the order in which they were added. Empty when there is no list.
   std::vector<PendingUpload> List() const;
-  bool Contains(TextView path) const;
+  std::optional<PendingUpload> Find(TextView path) const;
+  bool Contains(TextView path) const { return Find(path).has_value(); }
   // Adds a path, or gives one that is there another kind and reason.
   bool Add(TextView path, PendingKind kind, TextView reason);
   bool Remove(TextView path);

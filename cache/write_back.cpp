@@ -41,7 +41,14 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
 
 bool CCache::SendContent(TextView path, const Text& content_file) {
   unsent_path_.clear();
-  if (!FileExists(content_file)) return server_->LocalFileTransfer(content_file, path);
+  if (!FileExists(content_file)) {
+    const auto pending = pending_.Find(path);
+    if (pending && pending->kind == PendingKind::kContent) {
+      trace_log_.WriteTrace(u"The content of %s is gone, and its upload with it.", path);
+      SetStored(path);
+    }
+    return server_->LocalFileTransfer(content_file, path);
+  }
   SetPending(path, PendingKind::kContent, u"");
   const bool sent = server_->LocalFileTransfer(content_file, path);
   if (server_->last_transfer_stored()) {

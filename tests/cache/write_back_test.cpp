@@ -179,6 +179,14 @@ TEST_F(WriteBack, WithoutContentTheRecordGoesAndNothingIsPending) {
       Logged(u"Unable to find file " + Names().GetFileRecordName(u"/docs/a.txt") + u", Reason: "));
 }
 
+TEST_F(WriteBack, APendingFileWhoseContentIsGoneIsNoLongerPending) {
+  cache().pending().Add(u"/docs/a.txt", PendingKind::kContent, u"No line");
+  EXPECT_FALSE(cache().TransferCachedFile(u"/docs/a.txt", true));
+  EXPECT_TRUE(PendingPaths().empty());
+  EXPECT_TRUE(home_.LogHasLine(u"CacheDebug.txt",
+                               u"The content of /docs/a.txt is gone, and its upload with it."));
+}
+
 TEST_F(WriteBack, AListingThatCannotBeOpenedIsToldInTheLog) {
   const Text listing = Names().GetDirRecordName(u"/docs");
   MakeFolders(listing);
