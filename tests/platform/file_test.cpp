@@ -146,7 +146,7 @@ TEST_F(FileTest, WritingWithoutTheRightThrowsAFileError) {
     FAIL() << "no error";
   } catch (const Error& error) {
     EXPECT_EQ(error.kind(), ErrorKind::kFile);
-    EXPECT_EQ(error.code(), LastError());
+    EXPECT_NE(error.code(), 0u);
   }
 }
 
