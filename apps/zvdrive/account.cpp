@@ -48,18 +48,26 @@ std::string CheckIdentity(const AccountChanges& changes, TextView user, TextView
     return "a password with \":\" cannot be stored; change it on the server first";
   }
   if (changes.password && user.empty()) return "a password needs a user: give --user as well";
+  if (changes.sync == true && user.empty())
+    return "a sync account needs a user: give --user as well";
   return {};
+}
+
+bool IsPort(TextView text) {
+  constexpr TextView kDigits = u"0123456789";
+  const int32_t number = ParseInt32(text);
+  return text.find_first_not_of(kDigits) == Text::npos && number >= 1 && number <= 65535;
 }
 
 std::string AddProxy(const AccountChanges& changes, Writes& writes) {
   if (changes.proxy) {
-    const size_t colon = changes.proxy->rfind(u':');
-    const Text port = colon == Text::npos ? Text() : changes.proxy->substr(colon + 1);
-    const int32_t number = ParseInt32(port);
-    if (!changes.proxy->empty() && (colon == 0 || number < 1 || number > 65535)) {
-      return "a proxy is given as HOST:PORT";
-    }
-    writes.push_back({kConnectionParameters, u"ProxyName", changes.proxy->substr(0, colon)});
+    const size_t colon = std::min(changes.proxy->rfind(u':'), changes.proxy->size());
+    const Text host = changes.proxy->substr(0, colon);
+    const Text port = changes.proxy->substr(std::min(colon + 1, changes.proxy->size()));
+    const bool is_place =
+        !host.empty() && host.find_first_of(u"/;: ") == Text::npos && IsPort(port);
+    if (!changes.proxy->empty() && !is_place) return "a proxy is given as HOST:PORT";
+    writes.push_back({kConnectionParameters, u"ProxyName", host});
     writes.push_back({kConnectionParameters, u"ProxyPort", port});
   }
   if (changes.proxy_user) {
@@ -72,10 +80,22 @@ std::string AddProxy(const AccountChanges& changes, Writes& writes) {
   return {};
 }
 
+// What the server is stored as, up to the ";".
+Text ServerOf(TextView user) {
+  const Text stored = user.empty() ? Text() : ReadSetting(kConnectionParameters, user);
+  return stored.substr(0, stored.find(u';'));
+}
+
 void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes) {
   if (changes.user) {
     writes.push_back({kConnectionParameters, u"UserName", user});
     writes.push_back({kConnectionParameters, u"CurrentUser", user});
+    writes.push_back({kConnectionParameters, u"ZVSync_usr", user});
+    // Another user of the same server.
+    const Text server = ServerOf(ReadSetting(kConnectionParameters, u"CurrentUser"));
+    if (!changes.server && ServerOf(user).empty() && !server.empty()) {
+      writes.push_back({kConnectionParameters, user, server + u";"});
+    }
   }
   if (changes.server) {
     writes.push_back({kConnectionParameters, user, *changes.server + u";"});
@@ -85,7 +105,6 @@ void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes
   if (changes.password) {
     writes.push_back(
         {kConnectionParameters, u"Password", ShiftSecret(*changes.password + u":" + user)});
-    writes.push_back({kConnectionParameters, u"ZVSync_usr", user});
     writes.push_back(
         {kConnectionParameters, u"ZVSync_psd", ShiftSecret(*changes.password + u":" + user)});
   }
@@ -100,10 +119,11 @@ void AddSwitches(const AccountChanges& changes, const Text& user, Writes& writes
   if (changes.sync) {
     writes.push_back(
         {kConnectionParameters, u"Account_Type", Text(*changes.sync ? kSyncAccount : TextView())});
-    // The utility library stores contents as they are: the account's own key is not asked for.
-    if (*changes.sync) {
-      writes.push_back({kConnectionParameters, user + u"_ZVSync_enc", ShiftSecret(u"DEFAULT")});
-    }
+  }
+  // The utility library stores contents as they are: the account's own key is not asked for.
+  const bool is_sync = changes.sync.value_or(ReadAccountType() == kSyncAccount);
+  if (is_sync && (changes.sync || changes.user)) {
+    writes.push_back({kConnectionParameters, user + u"_ZVSync_enc", ShiftSecret(u"DEFAULT")});
   }
   if (changes.quota) {
     writes.push_back({kConnectionParameters, u"Quota", Format(u"%I64d", *changes.quota)});
@@ -120,15 +140,27 @@ void AddSwitches(const AccountChanges& changes, const Text& user, Writes& writes
   }
 }
 
+bool IsDriveLetter(TextView text) {
+  return text.size() == 2 && text[1] == u':' && ToLower(text[0]) >= u'a' &&
+         ToLower(text[0]) <= u'z';
+}
+
+bool IsDrivePath(TextView text) {
+  return text.size() > 3 && IsDriveLetter(text.substr(0, 2)) && text[2] == u'\\';
+}
+
 std::string AddPlaces(const AccountChanges& changes, Writes& writes) {
   if (changes.drive_letter) {
     const Text& letter = *changes.drive_letter;
-    const bool is_letter = letter.size() == 2 && letter[1] == u':' && ToLower(letter[0]) >= u'a' &&
-                           ToLower(letter[0]) <= u'z';
-    if (!is_letter) return "a drive letter is given as a letter and a colon, for example Z:";
+    if (!IsDriveLetter(letter)) {
+      return "a drive letter is given as a letter and a colon, for example Z:";
+    }
     writes.push_back({kConnectionParameters, u"Local Name", letter});
   } else if (ReadSetting(kConnectionParameters, u"Local Name").empty()) {
     writes.push_back({kConnectionParameters, u"Local Name", Text(kDefaultDriveLetter)});
+  }
+  if (changes.application_path && !IsDrivePath(*changes.application_path)) {
+    return "an application path is given from its drive on, for example C:\\ZVWorker";
   }
   if (changes.application_path || GetApplicationPath().empty()) {
     writes.push_back({kApplicationKey, u"Application Path",
@@ -170,6 +202,13 @@ std::string SetAccount(const AccountChanges& changes) {
   AddSwitches(changes, user, writes);
   if (std::string wrong = AddProxy(changes, writes); !wrong.empty()) return wrong;
   if (std::string wrong = AddPlaces(changes, writes); !wrong.empty()) return wrong;
+  // A longer one would read as missing.
+  constexpr size_t kLongestValue = kSettingBufferBytes / sizeof(char16_t) - 1;
+  for (const Write& write : writes) {
+    if (write.value.size() > kLongestValue) {
+      return "\"" + ToUtf8(write.name) + "\" is too long to be stored";
+    }
+  }
   for (const Write& write : writes) {
     if (!WriteRegistryString(write.sub_key, write.name, write.value)) {
       return "the setting \"" + ToUtf8(write.name) +

@@ -89,9 +89,6 @@ LocalDriver::~LocalDriver() {
   UnregisterDeviceDriver(kControlName);
 }
 
-void LocalDriver::EndPolling() {
-  queues_->EndPolling(DriveQueue::kInfo);
-  queues_->EndPolling(DriveQueue::kTransfer);
-}
+void LocalDriver::EndPolling() { queues_->Shutdown(); }
 
 }  // namespace zv

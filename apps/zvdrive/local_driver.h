@@ -19,7 +19,7 @@ class LocalDriver {
   LocalDriver& operator=(const LocalDriver&) = delete;
 
   RequestQueues& queues() { return *queues_; }
-  // Both polling loops end; requests that are still to come get no reply.
+  // Both polling loops end; requests that are under way or still to come get no reply.
   void EndPolling();
 
  private:

@@ -54,7 +54,8 @@ std::string FormatBytes(uint64_t bytes) {
   static constexpr std::array kUnits = {"KiB", "MiB", "GiB", "TiB"};
   double value = static_cast<double>(bytes) / 1024;
   size_t unit = 0;
-  while (value >= 1024 && unit + 1 < kUnits.size()) {
+  // What would be rounded to 1024.0 is one of the next unit.
+  while (value >= 1023.95 && unit + 1 < kUnits.size()) {
     value /= 1024;
     ++unit;
   }

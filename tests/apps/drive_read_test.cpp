@@ -162,6 +162,47 @@ TEST_F(ReadTest, AFailedRestoreIsAnIoError) {
   EXPECT_EQ(drive_.Read(*file, 100, into).error, DriveError::kIo);
 }
 
+// The reads that were on their way would start a cancelled download over.
+TEST_F(ReadTest, AfterAFailedReadTheNextOnesFailUntilTheFileIsOpenedAgain) {
+  worker_.PutFile(u"\\a", Pattern(60'000));
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.RefuseRestores(true);
+  EXPECT_EQ(ReadFrom(file, 0, 100), "(the read failed)");
+  worker_.RefuseRestores(false);
+  worker_.ClearLog();
+  EXPECT_EQ(ReadFrom(file, 100, 100), "(the read failed)");
+  EXPECT_EQ(worker_.Count(Restores()), 0u);
+  EXPECT_EQ(OpenFileAt(u"\\a"), file);
+  EXPECT_EQ(ReadFrom(file, 100, 100), Pattern(60'000).substr(100, 100));
+}
+
+TEST_F(ReadTest, AFailedReadKeepsNobodyFromReadingWhatWasWrittenSince) {
+  worker_.PutFile(u"\\a", Pattern(60'000));
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.RefuseRestores(true);
+  EXPECT_EQ(ReadFrom(file, 0, 100), "(the read failed)");
+  EXPECT_EQ(drive_.Resize(*file, 0), DriveError::kNone);
+  EXPECT_EQ(WriteTo(file, 0, "new"), DriveError::kNone);
+  EXPECT_EQ(ReadFrom(file, 0, 100), "new");
+}
+
+class NoPauseReadTest : public DriveTest {
+ protected:
+  NoPauseReadTest()
+      : DriveTest(DriveOptions{.drive_letter = u"Z:",
+                               .walk_lifetime = kLongLifetime,
+                               .failed_read_pause = std::chrono::milliseconds(0)}) {}
+};
+
+TEST_F(NoPauseReadTest, AfterThePauseAReadIsTriedAgain) {
+  worker_.PutFile(u"\\a", Pattern(60'000));
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.RefuseRestores(true);
+  EXPECT_EQ(ReadFrom(file, 0, 100), "(the read failed)");
+  worker_.RefuseRestores(false);
+  EXPECT_EQ(ReadFrom(file, 0, 100), Pattern(60'000).substr(0, 100));
+}
+
 // Part of it may be of the one version, part of the other.
 TEST_F(ReadTest, AReadThatBringsLessThanTheFileHasIsAnIoError) {
   worker_.PutFile(u"\\a", Pattern(1000));

@@ -104,7 +104,10 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
   if (file.is_gone) return DriveError::kNotFound;
   const int64_t size = file.size;
   if (offset < 0 || offset >= size || into.empty()) return size_t{0};
-  if (std::chrono::steady_clock::now() < file.reads_fail_until) return DriveError::kIo;
+  // Content of our own lies in the cache: no read of it starts a download.
+  if (!file.content_is_ours && std::chrono::steady_clock::now() < file.reads_fail_until) {
+    return DriveError::kIo;
+  }
   const auto count = ReadLocked(file, offset, into);
   if (!count) file.reads_fail_until = std::chrono::steady_clock::now() + options_.failed_read_pause;
   return count;
