@@ -182,6 +182,7 @@ std::shared_ptr<RegistryStore> RegistryStore::Open(const std::string& file) {
   if (!Succeeded(store->OpenDatabase(file))) return nullptr;
   if (!Succeeded(store->MakeTables())) return nullptr;
   if (!Succeeded(store->Prepare())) return nullptr;
+  store->memory_.Attach(store->database_.get());
   return store;
 }
 
@@ -256,13 +257,21 @@ int RegistryStore::Prepare() {
 }
 
 std::optional<int64_t> RegistryStore::FindKey(Hive hive, TextView path) {
-  const Text folded = ToLower(JoinPath(RootName(hive), path));
+  const Text joined = JoinPath(RootName(hive), path);
   const std::lock_guard lock(mutex_);
+  if (const auto* known = memory_.FindKey(joined)) {
+    if (!*known) SetLastError(kErrorFileNotFound);
+    return *known;
+  }
+  const Text folded = ToLower(joined);
   Use use(find_key_.get());
   const int result = use.Bind(TextView(folded)).Step();
-  if (result == SQLITE_ROW) return sqlite3_column_int64(find_key_.get(), 0);
-  if (Succeeded(result)) SetLastError(kErrorFileNotFound);
-  return std::nullopt;
+  if (!Succeeded(result)) return std::nullopt;
+  std::optional<int64_t> key;
+  if (result == SQLITE_ROW) key = sqlite3_column_int64(find_key_.get(), 0);
+  memory_.KeepKey(joined, key);
+  if (!key) SetLastError(kErrorFileNotFound);
+  return key;
 }
 
 int RegistryStore::InsertKeys(TextView root, TextView path) {
@@ -298,16 +307,28 @@ bool RegistryStore::RemoveTree(Hive hive, TextView path) {
 }
 
 std::optional<RegistryValue> RegistryStore::Read(int64_t key, TextView name) {
-  const Text folded = ToLower(name);
+  const Text asked(name);
   const std::lock_guard lock(mutex_);
+  if (const auto* known = memory_.FindValue(key, asked)) {
+    if (!*known) SetLastError(kErrorFileNotFound);
+    return *known;
+  }
+  auto value = ReadStored(key, name);
+  if (!value.read) return std::nullopt;
+  memory_.KeepValue(key, asked, value.answer);
+  if (!value.answer) SetLastError(kErrorFileNotFound);
+  return std::move(value.answer);
+}
+
+RegistryStore::StoredValue RegistryStore::ReadStored(int64_t key, TextView name) {
+  const Text folded = ToLower(name);
   sqlite3_stmt* statement = read_.get();
   Use use(statement);
   const int result = use.Bind(key).Bind(TextView(folded)).Step();
-  if (result != SQLITE_ROW) {
-    if (Succeeded(result)) SetLastError(kErrorFileNotFound);
-    return std::nullopt;
-  }
-  RegistryValue value;
+  StoredValue stored;
+  stored.read = Succeeded(result);
+  if (result != SQLITE_ROW) return stored;
+  RegistryValue& value = stored.answer.emplace();
   value.type = static_cast<uint32_t>(sqlite3_column_int64(statement, 0));
   const char* data = static_cast<const char*>(sqlite3_column_blob(statement, 1));
   const int size = sqlite3_column_bytes(statement, 1);
@@ -315,7 +336,7 @@ std::optional<RegistryValue> RegistryStore::Read(int64_t key, TextView name) {
     if (!data) throw std::bad_alloc();
     value.data.assign(data, static_cast<size_t>(size));
   }
-  return value;
+  return stored;
 }
 
 bool RegistryStore::Write(int64_t key, TextView name, uint32_t type, std::string_view data) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/posix/registry_memory.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 
@@ -48,9 +49,15 @@ class RegistryStore {
   int Prepare();
   int Execute(const char* sql);
   int InsertKeys(TextView root, TextView path);
+  struct StoredValue {
+    bool read = false;                    // false: the database could not be read
+    std::optional<RegistryValue> answer;  // nullopt: there is none
+  };
+  StoredValue ReadStored(int64_t key, TextView name);
 
   std::mutex mutex_;
   std::unique_ptr<sqlite3, CloseDatabase> database_;  // outlives the statements below
+  RegistryMemory memory_;
   Statement find_key_, insert_key_, remove_tree_, read_, write_, remove_;
 };
 

@@ -215,6 +215,36 @@ TEST_F(RegistryTest, ProcessesWriteAtOnce) {
   }
 }
 
+// Each answer that was given before the other process wrote must not be given again.
+TEST_F(RegistryTest, WhatAnotherProcessWritesIsReadAtOnce) {
+  RegistryKey key = Make(u"processes");
+  for (int i = 0; i < kValuesEach; ++i) {
+    ASSERT_FALSE(key.Read(u"a" + Number(i), kPlenty).has_value());
+    ASSERT_TRUE(key.Write(u"b" + Number(i), kRegSz, Stored(u"old")));
+    ASSERT_EQ(key.Read(u"b" + Number(i), kPlenty)->data, Stored(u"old"));
+  }
+  for (const char* prefix : {"a", "b"}) {
+    SecondProcess child({"write_registry_values", home_.name(), prefix});
+    ASSERT_EQ(child.Wait(), 0);
+    for (int i = 0; i < kValuesEach; ++i) {
+      const auto value = key.Read(FromUtf8(prefix) + Number(i), kPlenty);
+      ASSERT_TRUE(value.has_value()) << prefix << i;
+      EXPECT_EQ(value->data, Stored(Number(i)));
+    }
+  }
+}
+
+TEST_F(RegistryTest, WhatWasReadIsForgottenWithItsChange) {
+  RegistryKey key = Make(u"changes");
+  EXPECT_FALSE(key.Read(u"v", kPlenty).has_value());
+  for (const TextView text : {u"one", u"two"}) {
+    ASSERT_TRUE(key.Write(u"v", kRegSz, Stored(text)));
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(key.Read(u"v", kPlenty)->data, Stored(text));
+  }
+  ASSERT_TRUE(key.Remove(u"v"));
+  EXPECT_FALSE(key.Read(u"v", kPlenty).has_value());
+}
+
 }  // namespace
 
 // Every value through a key opened anew, as the settings are written, and read back.
