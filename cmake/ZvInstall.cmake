@@ -21,7 +21,18 @@ install(FILES cmake/ZVWorkerConfig.cmake "${PROJECT_BINARY_DIR}/ZVWorkerConfigVe
         DESTINATION "${package_folder}")
 install(EXPORT ZVWorkerTargets NAMESPACE ZVWorker:: DESTINATION "${package_folder}")
 
-if(NOT WIN32)
+set(documents docs/configuration.md docs/driver-protocol.md docs/security.md docs/semantics.md)
+if(WIN32)
+  configure_file(cmake/README-windows.txt.in "${PROJECT_BINARY_DIR}/README.txt" @ONLY
+                 NEWLINE_STYLE CRLF)
+  install(FILES "${PROJECT_BINARY_DIR}/README.txt" DESTINATION .)
+  install(FILES ${documents} DESTINATION doc)
+  # For linkers that make their own import library.
+  install(FILES worker/zvworker.def DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+else()
+  install(FILES ${documents} DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/zvworker")
+  install(FILES docs/examples/zvworker.py
+          DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/zvworker/examples")
   install(FILES apps/zvdrive/zvdrive.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
   set(pc_folder "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
   file(RELATIVE_PATH PC_TO_LIBDIR "${pc_folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
