@@ -22,14 +22,16 @@ start_server() {
 unmount() {
   [ -z "$mount_pid" ] && return
   kill -INT "$mount_pid" 2>/dev/null || true
-  wait "$mount_pid" || true
+  local status=0
+  wait "$mount_pid" || status=$?
   mount_pid=
+  [ $status -eq 0 ] || { echo "FAILED: zvdrive mount ended with $status" >&2; return 1; }
 }
 
 finish() {
   local status=$?
   set +e
-  unmount
+  unmount || status=1
   server stop >/dev/null 2>&1 || true
   if [ $status -ne 0 ]; then
     echo "---- last lines of the logs"
@@ -53,6 +55,7 @@ step() { echo "- $*"; }
 set_account() { echo secret | "$zvdrive" account set --server "$address" --user anna --quota 4G "$@"; }
 
 mount_drive() {
+  : >"$root/mount.log"  # or the last mount's line would be taken for this one's
   "$zvdrive" mount "$drive" "$@" >"$root/mount.log" 2>&1 &
   mount_pid=$!
   local tries=0

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # A sync account on the mounted drive: everything goes through its utility library, and server and drive agree.
-address=127.78.1.8
+# usage: sync.sh ZVDRIVE SOURCE ADDRESS APPLICATION_PATH
+address=$3
+application_path=$4
 source "$(dirname "$0")/lib.sh"
 start_server
 mkdir -p "$files/Letters and notes/deep" "$files/Übersicht" "$files/Empty" "$files/Many"
@@ -9,8 +11,8 @@ echo x >"$files/Übersicht/日本語.txt"
 for size in 0 1 51199 51200 51201 10485760; do random_file "$files/$size.bin" $size; done
 (cd "$files/Many" && seq -f 'File %04g.txt' 1 1000 | xargs -d '\n' touch -d '2024-02-29 12:34:56 UTC')
 head -c 3145728 /dev/zero >"$files/Letters and notes/deep/three megabytes.bin"
-set_account --type sync
-mount_drive
+set_account --type sync --application-path "$application_path"
+mount_drive --listing-seconds 0
 agree() {
   same <(inventory_without_times "$files") <(inventory_without_times "$drive")
 }
@@ -105,7 +107,7 @@ echo kept >"$drive/README"
 [ -e "$files/README" ] && fail "README was sent"
 ls "$drive" | grep -qx README || fail "README is not listed"
 unmount
-mount_drive
+mount_drive --listing-seconds 0
 [ "$(cat "$drive/README")" = kept ] || fail "README"
 "$zvdrive" pending | grep -q '^/README .*on purpose' || fail "$("$zvdrive" pending)"
 mv "$drive/README" "$drive/README.md"
@@ -131,15 +133,18 @@ done
 agree
 
 step "nothing is left of what was brought and sent"
-[ -z "$(find "$ZVWORKER_HOME/drives/C/Stratel Drive/cache@anna" -type f)" ] || fail "staged copies"
+left=$(find "$ZVWORKER_HOME/drives/C" -ipath '*/cache@anna/*' -type f -not -name 'dir#ZV*' -not -name 'file#ZV*')
+[ -z "$left" ] || fail "$left"
 
 step "a server that is not there fails, and what was written is sent later"
+exec 5>"$drive/later.txt"
 server stop >/dev/null
-echo later >"$drive/later.txt" 2>/dev/null || true
+echo later >&5
+exec 5>&- 2>/dev/null || true
 mkdir "$drive/unmade" 2>/dev/null && fail "a folder without a server"
 start_server
 unmount
-mount_drive
+mount_drive --listing-seconds 0
 wait_until_sent
 [ "$(cat "$files/later.txt")" = later ] || fail "later.txt"
 agree
