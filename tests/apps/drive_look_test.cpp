@@ -53,6 +53,7 @@ TEST_F(AgedLookTest, AFailedQueryIsFollowedByAWalkOfTheParent) {
   EXPECT_EQ(drive_.Look(u"\\d\\a").value.size, 2);
   EXPECT_EQ(drive_.Look(u"\\d\\b").error, DriveError::kNotFound);
   const auto log = worker_.Log();
+  ASSERT_GE(log.size(), 2u);
   EXPECT_EQ(log[0].major, MajorCode::kQueryInfo);
   EXPECT_EQ(log[1].major, MajorCode::kDirectory);
   EXPECT_EQ(log[1].path, u"\\d\\");

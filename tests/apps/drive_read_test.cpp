@@ -204,7 +204,7 @@ TEST_F(NoPauseReadTest, AfterThePauseAReadIsTriedAgain) {
 }
 
 // Part of it may be of the one version, part of the other.
-TEST_F(ReadTest, AReadThatBringsLessThanTheFileHasIsAnIoError) {
+TEST_F(NoPauseReadTest, AReadThatBringsLessThanTheFileHasIsAnIoError) {
   worker_.PutFile(u"\\a", Pattern(1000));
   worker_.PretendSize(u"\\a", 2000);
   const FileHandle file = OpenFileAt(u"\\a");

@@ -219,6 +219,7 @@ TEST_F(RenameTest, ATemporarySaveBringsTheCleanContentInFirst) {
   const auto log = worker_.Log();
   const auto restore = std::ranges::find(log, MajorCode::kRestore, &AskedRequest::major);
   const auto rename = std::ranges::find(log, MajorCode::kRename, &AskedRequest::major);
+  ASSERT_NE(restore, log.end());
   EXPECT_LT(restore, rename);
   EXPECT_GE(restore->length, 51200u);
 }
@@ -250,7 +251,9 @@ TEST_F(RenameTest, AfterATemporarySaveTheParentIsAskedAnew) {
   EXPECT_EQ(Rename(u"\\save.tmp", u"\\report.doc"), DriveError::kNone);
   worker_.ClearLog();
   EXPECT_THAT(NamesIn(u"\\"), ElementsAre(u"report.doc"));
-  EXPECT_EQ(worker_.Log().front().major, MajorCode::kDirectory);
+  const auto log = worker_.Log();
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.front().major, MajorCode::kDirectory);
 }
 
 // The worker takes it for a save as well, finds no content and drops the folder from its listing.

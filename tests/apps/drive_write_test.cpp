@@ -120,7 +120,9 @@ TEST_F(WriteTest, AcceptsTwoGibibytesLessAByteAndRefusesOneMore) {
   // The fake keeps no file of that size.
   worker_.LoseReplies([](const AskedRequest& asked) { return asked.offset == 0x7FFFFFFE; });
   EXPECT_EQ(WriteTo(file, 0x7FFFFFFE, "a"), DriveError::kIo);
-  EXPECT_EQ(worker_.Log(Blocks()).back().offset, 0x7FFFFFFE);
+  const auto blocks = worker_.Log(Blocks());
+  ASSERT_FALSE(blocks.empty());
+  EXPECT_EQ(blocks.back().offset, 0x7FFFFFFE);
 }
 
 TEST_F(WriteTest, AnEmptyWriteAsksNothing) {
