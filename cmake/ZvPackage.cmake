@@ -2,7 +2,7 @@
 set(CPACK_PACKAGE_NAME zvworker)
 set(CPACK_PACKAGE_VENDOR "ZVWorker maintainers")
 set(CPACK_PACKAGE_CONTACT "ZVWorker maintainers <maintainers@zvworker.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shows an online storage account as a drive")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_THREADS 0)
 
@@ -15,8 +15,7 @@ else()
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION utils)
   set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-      "shows an online storage account as a drive
-zvdrive mounts an account on a WebDAV server as a folder. libzvworker is the same
+      "zvdrive mounts an account on a WebDAV server as a folder. libzvworker is the same
 for programs of one's own, with a C header, a CMake package and a pkg-config file.")
   # The mount's helper program is started, not linked with.
   set(CPACK_DEBIAN_PACKAGE_DEPENDS fuse3)
