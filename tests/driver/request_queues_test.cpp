@@ -1,7 +1,9 @@
 // The driver's queues within one process: what goes beyond what every playing driver keeps to.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <future>
 #include <optional>
 #include <vector>
@@ -115,6 +117,88 @@ TEST(RequestChannelTest, CallsBackWhileItWaitsAndEndsWithTheQueues) {
                            sizeof record, &returned),
             0u);
   EXPECT_EQ(record.major, 0xFFFFFFFFu);
+}
+
+// The worker's side, by hand.
+class RequestRow : public ::testing::Test {
+ protected:
+  RequestRow() { queues_.OpenHandle(1); }
+
+  RequestRecord Fetch() {
+    RequestRecord record;
+    uint32_t returned = 0;
+    queues_.Control(1, IOCTL_GET_INFO_REQUEST, &record, sizeof record, &record, sizeof record,
+                    &returned);
+    return record;
+  }
+  void Reply(uint32_t status) {
+    uint32_t returned = 0;
+    queues_.Control(1, IOCTL_NAMESPACE_REPLY, &status, sizeof status, nullptr, 0, &returned);
+  }
+  std::future<bool> SubmitRow(RequestChannel::NextRequest next) {
+    return std::async(std::launch::async, [this, next] {
+      return queues_.SubmitRow(DriveQueue::kInfo, Request(MajorCode::kDelete, 1), next);
+    });
+  }
+
+  RequestQueues queues_;
+};
+
+TEST_F(RequestRow, EachRequestIsMadeFromTheReplyBeforeIt) {
+  std::vector<uint32_t> statuses;
+  auto row = SubmitRow([&](const ChannelReply& reply, RequestRecord& record) {
+    uint32_t status = 0;
+    std::memcpy(&status, reply.record.data(), sizeof status);
+    statuses.push_back(status);
+    record.length_or_index = 10 * status;
+    return statuses.size() < 3;
+  });
+  EXPECT_EQ(Fetch().length_or_index, 1u);
+  Reply(7);
+  EXPECT_EQ(Fetch().length_or_index, 70u);
+  Reply(8);
+  EXPECT_EQ(Fetch().length_or_index, 80u);
+  Reply(9);
+  EXPECT_TRUE(row.get());
+  EXPECT_EQ(statuses, (std::vector<uint32_t>{7, 8, 9}));
+}
+
+TEST_F(RequestRow, RequestsOfOthersComeInBetween) {
+  auto row = SubmitRow(
+      [](const ChannelReply&, RequestRecord& record) { return ++record.length_or_index < 3; });
+  EXPECT_EQ(Fetch().length_or_index, 1u);
+  auto other = std::async(std::launch::async, [this] {
+    return queues_.Submit(DriveQueue::kInfo, Request(MajorCode::kRename), {}, {}, {}).has_value();
+  });
+  std::vector<uint32_t> majors;
+  for (int i = 0; i < 2; ++i) {
+    Reply(0);
+    majors.push_back(Fetch().major);
+  }
+  Reply(0);
+  EXPECT_TRUE(other.get());
+  EXPECT_TRUE(row.get());
+  std::ranges::sort(majors);
+  EXPECT_EQ(majors, (std::vector{static_cast<uint32_t>(MajorCode::kDelete),
+                                 static_cast<uint32_t>(MajorCode::kRename)}));
+}
+
+TEST_F(RequestRow, EndsWhenAReplyDoesNotCome) {
+  int replies = 0;
+  auto row = SubmitRow([&](const ChannelReply&, RequestRecord&) { return ++replies < 9; });
+  Fetch();
+  Reply(0);
+  Fetch();
+  queues_.CloseHandle(1);
+  EXPECT_FALSE(row.get());
+  EXPECT_EQ(replies, 1);
+}
+
+TEST_F(RequestRow, EndsWhenTheNextRequestCannotBeMade) {
+  auto row = SubmitRow([](const ChannelReply&, RequestRecord&) -> bool { throw std::bad_alloc(); });
+  Fetch();
+  Reply(0);
+  EXPECT_FALSE(row.get());
 }
 
 TEST(RequestChannelTest, PutsNoMoreIntoTheAskersBufferThanItHolds) {

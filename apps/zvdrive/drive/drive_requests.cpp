@@ -49,23 +49,28 @@ std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const Reques
 DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
   std::vector<NamedNode> nodes;
   bool saw_itself = false;
+  bool is_whole = false;
   // The folder's path ends in a separator, as a walk's does.
-  RequestRecord record =
+  RequestRecord first =
       MakeRecord(MajorCode::kDirectory, MinorCode::kNone, JoinPath(folder, TextView()));
-  for (uint32_t index = 1;; ++index) {
-    record.length_or_index = index;
-    const auto reply = ReplyOf<DirectoryEntry>(Submit(DriveQueue::kInfo, record, {}, {}, {}),
-                                               IOCTL_DIRECTORY_REPLY);
-    if (!reply) return DriveError::kIo;
-    if (reply->last_entry == 1 || reply->directory_flag == kNoSuchEntry) break;
+  first.length_or_index = 1;
+  const auto next = [&](const ChannelReply& answer, RequestRecord& record) {
+    const auto reply = ReplyOf<DirectoryEntry>(answer, IOCTL_DIRECTORY_REPLY);
+    if (!reply) return false;
+    is_whole = reply->last_entry == 1 || reply->directory_flag == kNoSuchEntry;
+    if (is_whole) return false;
     const TextView name = reply->Name();
     if (name == u".") {
       saw_itself = true;
     } else if (name != u"..") {
       nodes.push_back({Text(name), InfoOf(*reply)});
     }
-  }
-  if (!saw_itself) return DriveError::kIo;
+    ++record.length_or_index;
+    return true;
+  };
+  const auto turn = TakeTurn();
+  const bool replied = channel_.SubmitRow(DriveQueue::kInfo, first, next);
+  if (!replied || !is_whole || !saw_itself) return DriveError::kIo;
   return nodes;
 }
 

@@ -33,6 +33,20 @@ class RequestChannel {
                                              std::span<const std::byte> block,
                                              std::span<std::byte> into,
                                              const std::function<void()>& while_waiting) = 0;
+
+  // Takes a reply and fills the record of the request that follows it; false: none does.
+  using NextRequest = std::function<bool(const ChannelReply&, RequestRecord&)>;
+  // A row of requests without data, each made from the reply to the one before it; returns at its
+  // end. next may be called on the worker's thread, so that nobody has to be woken between two of
+  // them; it must be quick. Requests of others may come in between. False: a reply did not come.
+  virtual bool SubmitRow(DriveQueue queue, const RequestRecord& first, const NextRequest& next) {
+    RequestRecord record = first;
+    for (;;) {
+      const auto reply = Submit(queue, record, {}, {}, {});
+      if (!reply) return false;
+      if (!next(*reply, record)) return true;
+    }
+  }
 };
 
 }  // namespace zv

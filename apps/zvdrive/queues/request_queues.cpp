@@ -154,10 +154,16 @@ std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const Reques
   };
   ChannelReply reply;
   const RequestEnd end =
-      Ask({queue, record, block, take_data, while_waiting, std::nullopt}, &reply);
+      Ask({queue, record, block, take_data, while_waiting, {}, std::nullopt}, &reply);
   if (end != RequestEnd::kReplied) return std::nullopt;
   reply.data_size = received;
   return reply;
+}
+
+bool RequestQueues::SubmitRow(DriveQueue queue, const RequestRecord& first,
+                              const NextRequest& next) {
+  ChannelReply last;
+  return Ask({queue, first, {}, {}, {}, next, std::nullopt}, &last) == RequestEnd::kReplied;
 }
 
 void RequestQueues::EndPolling(DriveQueue which) {
@@ -280,6 +286,27 @@ void RequestQueues::CopyData(Pending& pending, void* out) {
   }
 }
 
+// After a reply. Who asked is woken at the end of a row only.
+void RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
+  const PendingPtr pending = queue.in_flight.at(file);
+  Question& question = pending->question;
+  bool goes_on = false;
+  try {
+    goes_on =
+        question.next && !pending->abandoned && question.next(pending->reply, question.record);
+  } catch (...) {
+    EndInFlight(queue, file, RequestEnd::kNoReply);
+    return;
+  }
+  if (!goes_on) {
+    EndInFlight(queue, file, RequestEnd::kReplied);
+    return;
+  }
+  queue.requests.push_back(pending);
+  queue.in_flight.erase(file);
+  Wake(queue);
+}
+
 uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
                               void* out, uint32_t out_size) {
   const ReplyForm* form = FindForm(code);
@@ -299,7 +326,7 @@ uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint
   pending.reply.record_size = in_size;
   std::memcpy(pending.reply.record.data(), in, in_size);
   CopyData(pending, out);
-  EndInFlight(queue, file, RequestEnd::kReplied);
+  EndOrGoOn(queue, file);
   return 0;
 }
 

@@ -42,7 +42,10 @@ class RequestQueues final : public RequestChannel {
     std::span<const std::byte> block;  // what a backup step hands over
     // Gets the bytes of a restore, on the worker's thread; may be empty.
     std::function<void(std::span<const std::byte>)> take_data;
-    std::function<void()> while_waiting;                // called every now and then; may be empty
+    std::function<void()> while_waiting;  // called every now and then; may be empty
+    // Makes the request that follows a reply, on the worker's thread; it waits in line like any
+    // other one. The question ends when there is none, and without a reply when it throws.
+    NextRequest next;
     std::optional<std::chrono::milliseconds> patience;  // without limit when missing
   };
 
@@ -51,6 +54,7 @@ class RequestQueues final : public RequestChannel {
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
                                      const std::function<void()>& while_waiting) override;
+  bool SubmitRow(DriveQueue queue, const RequestRecord& first, const NextRequest& next) override;
 
   // --- who owns the drive
   // From now on a fetch that finds no request, one that waits included, gets the end code.
@@ -103,6 +107,7 @@ class RequestQueues final : public RequestChannel {
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
   static void CopyData(Pending& pending, void* out);
+  static void EndOrGoOn(Queue& queue, uint64_t file);
   uint32_t Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
                  uint32_t out_size);
 
