@@ -30,12 +30,13 @@ void CheckFolder(const std::string& folder) {
   }
 }
 
-// The worker's change notices, for the kernel: what it keeps of these entries is out of date.
+// The worker's change notices, for the kernel: what it keeps of these entries is out of date. The
+// drive asked for the changes itself and knows of them.
 class NoticeForwarder {
  public:
-  NoticeForwarder(VirtualDrive& drive, FuseMount& mount, const Text& letter) {
+  NoticeForwarder(FuseMount& mount, const Text& letter) {
     SetShellObserver(
-        {.on_change = [&drive, &mount, letter](uint32_t event, TextView first, TextView second) {
+        {.on_change = [&mount, letter](uint32_t event, TextView first, TextView second) {
           // A file that was just sent from here is known to the kernel as it is.
           if (event == kShellUpdateItem) return;
           for (const TextView path : {first, second}) {
@@ -43,7 +44,6 @@ class NoticeForwarder {
             TextView changed = path.substr(letter.size());
             // As a deleted folder of a sync account is named.
             if (changed.size() > 1 && changed.ends_with(u'\\')) changed.remove_suffix(1);
-            drive.Invalidate(changed);
             mount.Invalidate(changed);
           }
         }});
@@ -124,7 +124,7 @@ int RunMount(const MountCommandOptions& options) {
       ended = true;
       return 0U;
     });
-    const NoticeForwarder forwarder(session.drive(), mount, account.drive_letter);
+    const NoticeForwarder forwarder(mount, account.drive_letter);
     const PendingSender sender(session.drive(),
                                static_cast<uint32_t>(options.retry_minutes) * kMinute);
     std::cout << "mounted on " << options.folder << "\n" << std::flush;
