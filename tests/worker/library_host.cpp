@@ -30,6 +30,8 @@ int Cancel(const WorkerLibrary& library, std::string_view expected) {
     if (std::chrono::steady_clock::now() > patience) return 1;
     std::this_thread::yield();
   }
+  // The first look may have fallen between two updates: the kind of one and the name before it.
+  library.GetInternetDetails(name, nullptr, nullptr, nullptr, ZV_READ_PROGRESS);
   if (std::u16string_view(name) != std::u16string(expected.begin(), expected.end())) return 1;
   const int32_t kind =
       library.GetInternetDetails(name, nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
