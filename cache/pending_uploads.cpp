@@ -135,10 +135,11 @@ bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {
         list.begin(), list.end(), [&](const PendingUpload& upload) { return upload.path == path; });
     if (known == list.end()) {
       list.push_back({Text(path), kind, ToSeconds(SystemTime()), Text(reason)});
-    } else {
-      known->kind = kind;
-      known->reason = reason;
+      return true;
     }
+    if (known->kind == kind && known->reason == reason) return false;
+    known->kind = kind;
+    known->reason = reason;
     return true;
   });
 }
