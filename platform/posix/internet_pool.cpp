@@ -18,6 +18,9 @@ std::shared_ptr<MultiPool> MultiPool::Instance() {
   return pool;
 }
 
+// Giving back happens in destructors: it has room without asking for memory.
+MultiPool::MultiPool() { idle_.reserve(kMostIdle); }
+
 MultiHandle MultiPool::Take() {
   {
     const std::lock_guard lock(mutex_);
@@ -32,7 +35,7 @@ MultiHandle MultiPool::Take() {
   return multi;
 }
 
-void MultiPool::GiveBack(MultiHandle multi) {
+void MultiPool::GiveBack(MultiHandle multi) noexcept {
   MultiHandle surplus;  // ends its connections after the lock is gone
   const std::lock_guard lock(mutex_);
   if (idle_.size() >= kMostIdle) {

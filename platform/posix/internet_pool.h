@@ -25,9 +25,10 @@ class MultiPool {
  public:
   // Whoever holds it keeps it alive, so that objects of static lifetime may end in any order.
   static std::shared_ptr<MultiPool> Instance();
+  MultiPool();
 
   MultiHandle Take();
-  void GiveBack(MultiHandle multi);
+  void GiveBack(MultiHandle multi) noexcept;
 
  private:
   std::mutex mutex_;

@@ -51,8 +51,16 @@ void Transfer::LetGo() {
   pool_->GiveBack(std::move(multi_));
 }
 
+// Nothing may be thrown through the client's own frames: it is kept for the caller, and the
+// exchange ends.
 size_t Transfer::OnWrite(char* data, size_t unit, size_t count, void* self) {
-  return static_cast<Transfer*>(self)->TakeBody(data, unit * count);
+  Transfer& transfer = *static_cast<Transfer*>(self);
+  try {
+    return transfer.TakeBody(data, unit * count);
+  } catch (...) {
+    transfer.thrown_ = std::current_exception();
+    return 0;
+  }
 }
 
 size_t Transfer::TakeBody(const char* data, size_t size) {
@@ -117,7 +125,12 @@ size_t Transfer::OnHeader(char* line, size_t unit, size_t count, void* self) {
   Transfer& transfer = *static_cast<Transfer*>(self);
   transfer.head_bytes_ += unit * count;
   if (transfer.head_bytes_ > kLongestHead) return 0;  // ends the exchange
-  transfer.TakeHeaderLine({line, unit * count});
+  try {
+    transfer.TakeHeaderLine({line, unit * count});
+  } catch (...) {
+    transfer.thrown_ = std::current_exception();
+    return 0;
+  }
   return unit * count;
 }
 
@@ -183,6 +196,7 @@ void Transfer::Fail(uint32_t code) {
 }
 
 void Transfer::ThrowIfFailed() const {
+  if (thrown_) std::rethrow_exception(thrown_);
   if (failure_ != 0) ThrowInternetError(failure_);
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -116,6 +117,7 @@ class Transfer {
   bool over_ = false;
   bool paused_reading_ = false;
   uint32_t failure_ = 0;
+  std::exception_ptr thrown_;  // within a call back; such a failure comes before failure_
 
   uint32_t status_ = 0;
   std::string reason_;

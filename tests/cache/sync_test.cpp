@@ -203,11 +203,14 @@ class NoLibrary : public SyncTest {
 TEST_F(NoLibrary, EveryRequestFailsWithALineInTheLog) {
   EXPECT_FALSE(cache().CacheFolderContents(u"/Docs"));
   EXPECT_TRUE(Told(511));
+  EXPECT_TRUE(Logged(u" of the utility library ZVUtil. Reason: It has no such entry point."));
   EXPECT_FALSE(Read(u"/Docs/a", 0, 1).done);
   EXPECT_TRUE(Told(713));
   Store(u"/Docs/b", "1");
   EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/b", true));
   EXPECT_TRUE(Told(712));
+  ASSERT_EQ(cache().pending().List().size(), 1U);
+  EXPECT_EQ(cache().pending().List()[0].reason, u"The utility library did not take the file.");
   EXPECT_EQ(cache().RenameCachedResource(u"/Docs/c", u"/Docs/d", true), kRenameFailed);
   EXPECT_TRUE(Told(716));
   EXPECT_FALSE(cache().DeleteCachedResource(u"/Docs/c", true));

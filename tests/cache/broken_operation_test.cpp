@@ -1,0 +1,94 @@
+// What the log says when an operation of the cache breaks off in its middle.
+#include "platform/clock_testing.h"
+#include "tests/cache/cache_fixture.h"
+#include "tests/support/failing_memory.h"
+
+namespace zv::testing {
+namespace {
+
+class BrokenCache : public CacheTest {
+ protected:
+  BrokenCache() { cache(); }
+
+  std::vector<Text> NotTraced(Throw thrown, std::vector<Text> texts,
+                              const std::function<void()>& operation) {
+    return NeverLogged(home_, u"CacheDebug.txt", thrown, std::move(texts), operation);
+  }
+
+  VirtualClock clock_;  // an upload that failed waits for its next attempt
+  const Text path_ = u"/a long file name.txt";
+};
+
+using None = std::vector<Text>;
+
+TEST_F(BrokenCache, UsedSpace) {
+  EXPECT_EQ(NotTraced(ThrowNoMemory, {u"Exception while getting used space details!"},
+                      [this] {
+                        int64_t quota = 0;
+                        int64_t used = 0;
+                        cache().GetUsedSpaceDetails(&quota, &used);
+                      }),
+            None());
+}
+
+TEST_F(BrokenCache, AFilesTimeSaysWhetherTheFileWasIt) {
+  WriteTime(path_, kEarly);
+  const auto get = [this] {
+    FileTime time;
+    cache().GetFileTimeEntry(path_, &time);
+  };
+  EXPECT_EQ(NotTraced(ThrowFileError, {u"Exception in GetFileTimeEntry : the disk is gone"}, get),
+            None());
+  EXPECT_EQ(NotTraced(ThrowNoMemory, {u"Exception in GetFileTimeEntry!"}, get), None());
+}
+
+TEST_F(BrokenCache, ComparingTimes) {
+  const FileTime time = ToFileTime(FromUnix(kEarly));
+  const auto compare = [&] { cache().CompareFileTime(time, time); };
+  EXPECT_EQ(
+      NotTraced(ThrowFileError, {u"Exception in CompareFileTime : the disk is gone"}, compare),
+      None());
+  EXPECT_EQ(NotTraced(ThrowNoMemory, {u"Exception in CompareFileTime!"}, compare), None());
+}
+
+TEST_F(BrokenCache, CheckingAFile) {
+  const auto check = [this] { cache().CheckFileModified(u"Z:\\a long file name.txt"); };
+  EXPECT_EQ(
+      NotTraced(ThrowFileError, {u"Exception in CheckFileModified : the disk is gone"}, check),
+      None());
+  EXPECT_EQ(NotTraced(ThrowNoMemory, {u"Exception in CheckFileModified!"}, check), None());
+}
+
+TEST_F(BrokenCache, AFolderReadByIndex) {
+  WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
+  const Text file = Names().GetDirRecordName(u"/");
+  EXPECT_EQ(NotTraced(ThrowNoMemory,
+                      {u"Exception while parsing single from file (index), Out of memory."},
+                      [&] {
+                        DirectoryEntry entry;
+                        cache().ParseSingleFromFile(file, 1, &entry);
+                      }),
+            None());
+}
+
+TEST_F(BrokenCache, APendingListThatCannotBeChangedIsToldInTheLog) {
+  WriteContent(path_, "new");
+  EXPECT_EQ(NotTraced(ThrowNoMemory,
+                      {u"Unable to note the pending upload of /a long file name.txt, Reason: ",
+                       u"Unable to take /a long file name.txt off the pending uploads, Reason: "},
+                      [this] { cache().TransferCachedFile(path_, true); }),
+            None());
+}
+
+TEST_F(BrokenCache, APendingListThatCannotBeRenamedIsToldInTheLog) {
+  cache().pending().Add(path_, PendingKind::kContent, u"");
+  const Text target = u"/another long file name.txt";
+  const auto rename = [&] { cache().RenameCachedResource(path_, target, false); };
+  EXPECT_EQ(NotTraced(ThrowNoMemory,
+                      {u"Unable to rename the pending upload of /a long file name.txt, Reason: "},
+                      rename),
+            None());
+}
+
+}  // namespace
+}  // namespace zv::testing

@@ -1,0 +1,55 @@
+#include "tests/support/failing_memory.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+thread_local size_t before_failure = 0;
+thread_local zv::testing::Throw at_failure = nullptr;
+
+void CountAllocation() {
+  if (!at_failure || before_failure-- > 0) return;
+  const auto thrown = at_failure;
+  at_failure = nullptr;
+  thrown();
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+  CountAllocation();
+  void* piece = std::malloc(size ? size : 1);
+  if (!piece) throw std::bad_alloc();
+  return piece;
+}
+void operator delete(void* piece) noexcept { std::free(piece); }
+void operator delete(void* piece, size_t) noexcept { std::free(piece); }
+
+namespace zv::testing {
+
+FailingAllocation::FailingAllocation(size_t number, Throw thrown) {
+  before_failure = number;
+  at_failure = thrown;
+}
+
+FailingAllocation::~FailingAllocation() { at_failure = nullptr; }
+
+bool FailingAllocation::happened() const { return at_failure == nullptr; }
+
+std::vector<Text> NeverLogged(const TestHome& home, TextView log_file, Throw thrown,
+                              std::vector<Text> texts, const std::function<void()>& operation) {
+  bool happened = true;
+  for (size_t number = 0; happened && !texts.empty(); ++number) {
+    {
+      const FailingAllocation failing(number, thrown);
+      operation();
+      happened = failing.happened();
+    }
+    const Text log = home.LogText(log_file);
+    std::erase_if(texts, [&](const Text& text) { return log.find(text) != Text::npos; });
+  }
+  return texts;
+}
+
+}  // namespace zv::testing
