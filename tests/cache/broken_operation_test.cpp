@@ -1,4 +1,4 @@
-// What the log says when an operation of the cache breaks off in its middle.
+// What the log says, and what is kept, when an operation of the cache breaks off in its middle.
 #include "platform/clock_testing.h"
 #include "tests/cache/cache_fixture.h"
 #include "tests/support/failing_memory.h"
@@ -81,13 +81,31 @@ TEST_F(BrokenCache, APendingListThatCannotBeChangedIsToldInTheLog) {
 }
 
 TEST_F(BrokenCache, APendingListThatCannotBeRenamedIsToldInTheLog) {
-  cache().pending().Add(path_, PendingKind::kContent, u"");
   const Text target = u"/another long file name.txt";
-  const auto rename = [&] { cache().RenameCachedResource(path_, target, false); };
+  const auto rename = [&] {
+    cache().pending().Add(path_, PendingKind::kContent, u"");
+    cache().RenameCachedResource(path_, target, false);
+  };
   EXPECT_EQ(NotTraced(ThrowNoMemory,
                       {u"Unable to rename the pending upload of /a long file name.txt, Reason: "},
                       rename),
             None());
+}
+
+TEST_F(BrokenCache, ClearingGoesOnPastAFileThatCannotBeRemovedAndTellsOfIt) {
+  for (const TextView path : {u"/a", u"/b", u"/c"}) WriteContent(path, "content");
+  MakeFolders(Names().GetTimeFileName(u"/b"));  // no file: it cannot be removed like one
+  EXPECT_FALSE(cache().ClearCache(u""));
+  EXPECT_FALSE(Content(u"/a") || Content(u"/b") || Content(u"/c"));
+  EXPECT_TRUE(Logged(u"Error clearing cache for  file, Reason: "));
+}
+
+TEST_F(BrokenCache, ClearingKeepsWhatOnlyThisMachineHas) {
+  for (const TextView path : {u"/sent", u"/unsent"}) WriteContent(path, "content");
+  cache().pending().Add(u"/unsent", PendingKind::kContent, u"");
+  EXPECT_TRUE(cache().ClearCache(u""));
+  EXPECT_EQ(Content(u"/sent"), std::nullopt);
+  EXPECT_EQ(Content(u"/unsent"), "content");
 }
 
 }  // namespace

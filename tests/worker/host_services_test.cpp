@@ -1,0 +1,70 @@
+// What a host program with the worker in its own process may ask beside the exports.
+#include "worker/host_services.h"
+
+#include "config/log.h"
+#include "tests/cache/cache_fixture.h"
+
+namespace zv::testing {
+namespace {
+
+class HostServices : public CacheTest {
+ protected:
+  HostServices() { cache(); }
+
+  static void WriteUserLine(TextView line) {
+    CLogEvent(u"UserLog.txt").WriteLog(LogLevel::kInformation, u"%s", line);
+  }
+};
+
+TEST_F(HostServices, AMarkedFileIsPendingAndOverdueUntilItIsSent) {
+  EXPECT_FALSE(IsUploadPending(u"\\Docs\\a.txt"));
+  MarkUploadPending(u"\\Docs\\a.txt");
+  EXPECT_TRUE(IsUploadPending(u"\\Docs\\a.txt"));
+  EXPECT_TRUE(IsUploadOverdue(u"\\Docs\\a.txt"));
+  EXPECT_FALSE(IsUploadPending(u"\\Docs\\b.txt"));
+  ASSERT_EQ(ListPendingUploads().size(), 1U);
+  EXPECT_EQ(ListPendingUploads()[0].path, u"/Docs/a.txt");
+  EXPECT_EQ(ListPendingUploads()[0].kind, PendingKind::kContent);
+  cache().pending().Remove(u"/Docs/a.txt");
+  EXPECT_TRUE(ListPendingUploads().empty());
+}
+
+TEST_F(HostServices, AFileKeptOnPurposeIsPendingAndNotOverdue) {
+  cache().pending().Add(u"/a.tmp", PendingKind::kCacheOnly, u"");
+  EXPECT_TRUE(IsUploadPending(u"\\a.tmp"));
+  EXPECT_FALSE(IsUploadOverdue(u"\\a.tmp"));
+}
+
+TEST_F(HostServices, TheVersionFollowsTheContentsTime) {
+  EXPECT_EQ(CachedContentVersion(u"\\a"), 0U);
+  WriteTime(u"/a", kEarly);
+  EXPECT_EQ(CachedContentVersion(u"\\a"), 0U);  // there is no content
+  WriteContent(u"/a", "content");
+  const uint64_t early = CachedContentVersion(u"\\a");
+  EXPECT_EQ(early, ToFileTime(FromUnix(kEarly)).value);
+  WriteTime(u"/a", kLate);
+  EXPECT_GT(CachedContentVersion(u"\\a"), early);
+}
+
+TEST_F(HostServices, TheLastTroubleOfATransferIsItsWholeLine) {
+  EXPECT_EQ(LastTransferTrouble(u"/a"), u"");
+  WriteUserLine(u"Resuming upload of file /a [retry count 1, 0% transferred]. Reason: first");
+  WriteUserLine(u"Resuming upload of file /a [retry count 2, 9% transferred]. Reason: second");
+  WriteUserLine(u"Resuming upload of file /ab [retry count 3, 9% transferred]. Reason: other");
+  const Text line = LastTransferTrouble(u"/a");
+  EXPECT_TRUE(line.starts_with(u"Information")) << ToUtf8(line);
+  EXPECT_TRUE(
+      line.ends_with(u"Resuming upload of file /a [retry count 2, 9% transferred]. Reason: second"))
+      << ToUtf8(line);
+}
+
+TEST_F(HostServices, OnlyTheEndOfALongUserLogIsLookedAt) {
+  WriteUserLine(u"Resuming upload of file /old [retry count 1, 0% transferred]. Reason: long ago");
+  for (int i = 0; i < 200; ++i) WriteUserLine(Text(100, u'x'));
+  WriteUserLine(u"Resuming upload of file /new [retry count 1, 0% transferred]. Reason: now");
+  EXPECT_EQ(LastTransferTrouble(u"/old"), u"");
+  EXPECT_NE(LastTransferTrouble(u"/new"), u"");
+}
+
+}  // namespace
+}  // namespace zv::testing
