@@ -27,14 +27,19 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
         const Text server_path = ReplaceAll(path, u'\\', u'/');
         const Text content_file = names_.GetFileRecordName(server_path);
         bool sent = true;
+        bool stored = false;
         if (!ReadIsSync()) {
           sent = SendContent(server_path, content_file);
+          stored = server_->last_transfer_stored();
         } else if (send) {
           if (!SyncUpload(server_path, content_file)) return false;
         } else if (FileExists(content_file)) {
           SetPending(server_path, PendingKind::kCacheOnly, u"");
         }
-        return RecordContent(server_path, content_file) && sent;
+        const bool recorded = RecordContent(server_path, content_file);
+        // Not before: a kill in between would leave the old record standing for good.
+        if (stored) SetStored(server_path);
+        return recorded && sent;
       },
       LogKnownFailure(kWriteFailed));
 }
@@ -51,9 +56,7 @@ bool CCache::SendContent(TextView path, const Text& content_file) {
   }
   SetPending(path, PendingKind::kContent, u"");
   const bool sent = server_->LocalFileTransfer(content_file, path);
-  if (server_->last_transfer_stored()) {
-    SetStored(path);
-  } else {
+  if (!server_->last_transfer_stored()) {
     SetPending(path, PendingKind::kContent, server_->last_transfer_failure());
   }
   return sent;
