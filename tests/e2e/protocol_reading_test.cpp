@@ -97,8 +97,10 @@ class Watcher {
   void Watch() {
     while (!ended_) {
       const TransferLook look = LookAtTransfer();
-      // A look may fall between two updates; it counts when the next one is of the same transfer.
-      if (look.is_download && LookAtTransfer().name == look.name) Note(look);
+      // A look may fall between two updates, of which the name is the first part and the kind the
+      // last: it counts when the next one is of the same transfer.
+      const bool is_whole = !look.name.empty() && LookAtTransfer().name == look.name;
+      if (look.is_download && is_whole) Note(look);
       std::this_thread::yield();
     }
   }
