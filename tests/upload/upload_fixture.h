@@ -1,6 +1,9 @@
 // Uploads of "/big.bin" from a local file, in virtual time.
 #pragma once
 
+#include <atomic>
+#include <memory>
+
 #include <string>
 
 #include "tests/webdav/account_fixture.h"
@@ -35,12 +38,13 @@ class UploadTest : public AccountTest {
 
   // A server that stores what is put whole and answers for its length.
   void Store() {
-    server_.On([this](const Request& request) {
+    // The server may still be answering when the test is gone.
+    server_.On([stored = std::make_shared<std::atomic<uint64_t>>(0)](const Request& request) {
       if (request.verb == "PUT") {
-        stored_ = request.body_size;
+        *stored = request.body_size;
         return Reply::Status(201);
       }
-      return Reply::Status(200).Header("Last-Modified", kTimeText).LongBody(stored_);
+      return Reply::Status(200).Header("Last-Modified", kTimeText).LongBody(*stored);
     });
   }
 
