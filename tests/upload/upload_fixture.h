@@ -50,7 +50,6 @@ class UploadTest : public AccountTest {
 
   VirtualClock clock_;
   CBackupDAV client_;
-  uint64_t stored_ = 0;
 };
 
 }  // namespace zv::testing
