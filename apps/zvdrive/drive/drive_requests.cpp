@@ -46,7 +46,7 @@ std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const Reques
   return channel_.Submit(queue, record, block, into, while_waiting);
 }
 
-DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
+DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder, const NodeSink& sink) {
   std::vector<NamedNode> nodes;
   bool saw_itself = false;
   bool is_whole = false;
@@ -64,6 +64,7 @@ DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder) {
       saw_itself = true;
     } else if (name != u"..") {
       nodes.push_back({Text(name), InfoOf(*reply)});
+      if (sink) sink(nodes.back());
     }
     ++record.length_or_index;
     return true;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "apps/zvdrive/drive/drive_requests.h"
 #include "platform/text.h"
 
 namespace zv {
@@ -37,5 +38,13 @@ struct OpenFile {
   // A read failed a moment ago.
   std::chrono::steady_clock::time_point reads_fail_until;
 };
+
+// What is known of an entry, as the file's users see it.
+inline NodeInfo InfoOf(const OpenFile& file, NodeInfo info) {
+  info.is_folder = false;
+  info.size = file.size;
+  info.modified = {file.modified};
+  return info;
+}
 
 }  // namespace zv

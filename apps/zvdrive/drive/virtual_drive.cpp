@@ -6,23 +6,17 @@
 #include "apps/zvdrive/drive/drive_path.h"
 
 namespace zv {
-namespace {
-
-NodeInfo InfoOf(const OpenFile& file, NodeInfo info) {
-  info.is_folder = false;
-  info.size = file.size;
-  info.modified = {file.modified};
-  return info;
-}
-
-}  // namespace
-
 VirtualDrive::VirtualDrive(RequestChannel& channel, DriveHost& host, DriveOptions options)
     : requests_(channel, options.is_sync),
       host_(host),
       options_(std::move(options)),
       sync_(options_.is_sync),
       walks_(options_.walk_lifetime) {}
+
+VirtualDrive::~VirtualDrive() {
+  std::unique_lock lock(mutex_);
+  listing_ended_.wait(lock, [&] { return listings_ == 0; });
+}
 
 std::optional<DriveResult<NodeInfo>> VirtualDrive::LookInFreshWalk(TextView path) {
   const std::lock_guard lock(mutex_);
@@ -76,7 +70,8 @@ DriveError VirtualDrive::CheckAbsent(TextView path) {
   return walks_.WasWalked(ParentOf(path)) ? DriveError::kNone : DriveError::kNotFound;
 }
 
-DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
+DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
+                                    const DriveRequests::NodeSink& sink) {
   if (!Claim(folder, true)) return DriveError::kNotUnique;
   const std::lock_guard turn(walk_mutex_);
   uint64_t walk = 0;
@@ -85,7 +80,7 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
     if (!always_ask && walks_.Fresh(folder)) return DriveError::kNone;
     walk = walks_.BeginWalk(folder);
   }
-  const auto nodes = requests_.Walk(folder);
+  const auto nodes = requests_.Walk(folder, sink);
   if (!nodes) {
     const std::lock_guard lock(mutex_);
     // What may not even exist keeps no name from others.
@@ -96,26 +91,6 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask) {
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);
   return DriveError::kNone;
-}
-
-DriveResult<std::vector<NamedNode>> VirtualDrive::List(TextView folder) {
-  if (const DriveError error = WalkFolder(folder, false); error != DriveError::kNone) return error;
-  const std::lock_guard lock(mutex_);
-  const Nodes* nodes = walks_.Latest(folder);
-  if (!nodes) return DriveError::kNotFound;  // renamed or removed meanwhile
-  std::vector<NamedNode> result;
-  result.reserve(nodes->size());
-  for (const auto& [name, info] : *nodes) result.push_back({name, info});
-  for (NamedNode& node : result) {
-    const auto open = open_files_.find(JoinPath(folder, node.name));
-    if (open != open_files_.end()) node.info = InfoOf(*open->second, node.info);
-  }
-  for (const auto& [path, file] : open_files_) {
-    if (ParentOf(path) == folder && !nodes->contains(LeafOf(path))) {
-      result.push_back({LeafOf(path), InfoOf(*file, {})});
-    }
-  }
-  return result;
 }
 
 void VirtualDrive::Invalidate(TextView path) {

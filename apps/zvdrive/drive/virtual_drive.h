@@ -18,6 +18,7 @@
 #include "apps/zvdrive/drive/drive_error.h"
 #include "apps/zvdrive/drive/drive_host.h"
 #include "apps/zvdrive/drive/drive_requests.h"
+#include "apps/zvdrive/drive/folder_listing.h"
 #include "apps/zvdrive/drive/name_guard.h"
 #include "apps/zvdrive/drive/open_file.h"
 #include "apps/zvdrive/drive/sync_rules.h"
@@ -39,6 +40,7 @@ struct DriveOptions {
 inline constexpr int64_t kLargestFile = 0x7FFFFFFF;
 
 using FileHandle = std::shared_ptr<OpenFile>;
+using OpenFilesByName = std::map<Text, FileHandle>;
 
 struct OpenedFile {
   FileHandle file;
@@ -51,9 +53,15 @@ struct OpenedFile {
 class VirtualDrive {
  public:
   VirtualDrive(RequestChannel& channel, DriveHost& host, DriveOptions options);
+  // Waits for the listings that are under way.
+  ~VirtualDrive();
+  VirtualDrive(const VirtualDrive&) = delete;
+  VirtualDrive& operator=(const VirtualDrive&) = delete;
 
   DriveResult<NodeInfo> Look(TextView path);
   DriveResult<std::vector<NamedNode>> List(TextView folder);
+  // The same for those who do not wait for its end.
+  std::shared_ptr<FolderListing> OpenFolder(TextView folder);
   DriveResult<VolumeSize> Volume() { return requests_.Volume(); }
 
   // --- files
@@ -87,8 +95,14 @@ class VirtualDrive {
 
   // nullopt: no fresh walk of the parent can tell.
   std::optional<DriveResult<NodeInfo>> LookInFreshWalk(TextView path);
-  // Makes sure that the folder's walk is fresh; always_ask: even if it already is.
-  DriveError WalkFolder(TextView folder, bool always_ask);
+  // Makes sure that the folder's walk is fresh; always_ask: even if it already is. sink gets the
+  // entries of the walk that this takes, if it takes one.
+  DriveError WalkFolder(TextView folder, bool always_ask, const DriveRequests::NodeSink& sink = {});
+  void ListInto(TextView folder, FolderListing& listing);
+  DriveError ListFolder(TextView folder, FolderListing& listing);
+  // Both with the drive's mutex held.
+  DriveError AddLatest(TextView folder, bool walked, FolderListing& listing) const;
+  OpenFilesByName OpenFilesIn(TextView folder) const;
   // kNone when nothing stands there, but its folder does.
   DriveError CheckAbsent(TextView path);
   DriveError CheckEmpty(TextView folder);
@@ -145,7 +159,8 @@ class VirtualDrive {
   const Seconds1601 since_ = ToSeconds(SystemTime());
   const SyncRules sync_;
 
-  mutable std::mutex mutex_;  // guards the next seven; never held while a request is under way
+  // Guards what follows down to the next mutex; never held while a request is under way.
+  mutable std::mutex mutex_;
   WalkCache walks_;
   NameGuard names_;
   std::map<Text, FileHandle> open_files_;
@@ -154,6 +169,8 @@ class VirtualDrive {
   std::vector<Text> changing_names_;  // of the change under way
   uint64_t name_changes_ = 0;         // changes that began, files that were made
   std::condition_variable names_changed_;
+  int listings_ = 0;  // under way, each on a thread of its own
+  std::condition_variable listing_ended_;
 
   std::mutex walk_mutex_;    // one walk at a time
   std::mutex rename_mutex_;  // one change of names at a time: it holds the mutexes of many files

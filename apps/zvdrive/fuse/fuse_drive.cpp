@@ -9,6 +9,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 
@@ -126,21 +128,62 @@ int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
   });
 }
 
-int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse_file_info*,
-               fuse_readdir_flags flags) {
+// An open folder, that FUSE keeps for us.
+struct FolderHandle {
+  std::mutex mutex;
+  std::shared_ptr<FolderListing> listing;  // from the first read on, and anew at each rewinding
+};
+FolderHandle& FolderOf(const fuse_file_info* info) {
+  return *reinterpret_cast<FolderHandle*>(static_cast<uintptr_t>(info->fh));
+}
+
+int OpenFolderAt(const char*, fuse_file_info* info) {
   return Answer([&] {
-    const auto nodes = Drive().List(DrivePath(path));
-    if (!nodes) return Result(nodes.error);
+    info->fh = reinterpret_cast<uintptr_t>(std::make_unique<FolderHandle>().release());
+    return 0;
+  });
+}
+
+int ReleaseFolder(const char*, fuse_file_info* info) {
+  const std::unique_ptr<FolderHandle> folder(&FolderOf(info));
+  return 0;
+}
+
+constexpr const char* kOwnEntries[] = {".", ".."};
+
+// One reply's worth of entries, from the offset on: as many as fit and are known. An entry's offset
+// is where the next one begins.
+int FillFolder(FolderListing& listing, void* buffer, fuse_fill_dir_t fill, off_t offset,
+               fuse_fill_dir_flags flags) {
+  size_t next = static_cast<size_t>(offset);
+  for (; next < std::size(kOwnEntries); ++next) {
+    if (fill(buffer, kOwnEntries[next], nullptr, static_cast<off_t>(next + 1), {})) return 0;
+  }
+  bool holds_some = false;
+  for (size_t index = next - std::size(kOwnEntries);; ++index) {
+    const NamedNode* node = holds_some ? listing.AtOnce(index) : listing.At(index);
+    if (!node) return holds_some ? 0 : Result(listing.error());
+    struct stat attributes;
+    FillStat(node->info, &attributes);
+    const off_t after = static_cast<off_t>(index + std::size(kOwnEntries) + 1);
+    if (fill(buffer, ToUtf8(node->name).c_str(), &attributes, after, flags)) return 0;
+    holds_some = true;
+  }
+}
+
+int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offset,
+               fuse_file_info* info, fuse_readdir_flags flags) {
+  return Answer([&] {
+    FolderHandle& folder = FolderOf(info);
+    std::shared_ptr<FolderListing> listing;
+    {
+      const std::lock_guard lock(folder.mutex);
+      if (offset == 0 || !folder.listing) folder.listing = Drive().OpenFolder(DrivePath(path));
+      listing = folder.listing;
+    }
     const auto fill_flags =
         static_cast<fuse_fill_dir_flags>((flags & FUSE_READDIR_PLUS) ? FUSE_FILL_DIR_PLUS : 0);
-    fill(buffer, ".", nullptr, 0, fuse_fill_dir_flags{});
-    fill(buffer, "..", nullptr, 0, fuse_fill_dir_flags{});
-    for (const NamedNode& node : nodes.value) {
-      struct stat attributes;
-      FillStat(node.info, &attributes);
-      fill(buffer, ToUtf8(node.name).c_str(), &attributes, 0, fill_flags);
-    }
-    return 0;
+    return FillFolder(*listing, buffer, fill, offset, fill_flags);
   });
 }
 
@@ -267,7 +310,9 @@ void* Initialise(fuse_conn_info* connection, fuse_config* config) {
 fuse_operations Operations() {
   fuse_operations operations{};
   operations.getattr = GetAttributes;
+  operations.opendir = OpenFolderAt;
   operations.readdir = ReadFolder;
+  operations.releasedir = ReleaseFolder;
   operations.open = OpenFileAt;
   operations.create = CreateFileAt;
   operations.read = ReadFile;
