@@ -183,7 +183,8 @@ BENCHMARK(HandOverInARow)->UseRealTime()->Unit(benchmark::kMillisecond);
 class Home {
  public:
   Home() {
-    std::string folder = (std::filesystem::temp_directory_path() / "zv-bench.XXXXXX").string();
+    const std::string pattern = "zv-bench." + std::string(6, 'X');
+    std::string folder = (std::filesystem::temp_directory_path() / pattern).string();
     if (!::mkdtemp(folder.data())) std::abort();
     folder_ = folder;
     testing::SetHomeFolder(folder);

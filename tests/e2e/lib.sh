@@ -4,7 +4,7 @@ set -euo pipefail
 zvdrive=$1
 source_folder=$2
 
-root=$(mktemp -d "${TMPDIR:-/tmp}/zv-e2e.XXXXXX")
+root=$(mktemp -d -t zv-e2e."$(printf 'X%.0s' 1 2 3 4 5 6)")
 export ZVWORKER_HOME=$root/home
 data=$root/data
 drive=$root/drive
