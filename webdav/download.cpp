@@ -1,5 +1,7 @@
 // A file brought from the server into a local one, from where an earlier attempt broke off.
 #include <algorithm>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "platform/file.h"
@@ -20,6 +22,31 @@ constexpr TextView kResumingStatus =
 constexpr TextView kUnableTrace =
     u"Unable to download file %s [retry count %d, %d%% downloaded]. \t\t\t\t\tReason: %s (%d)";
 
+// Pieces as they come from the line, written together: the system takes one large piece in much
+// less time than the small ones that it is made of.
+class ReceivedBytes {
+ public:
+  void Expect(int64_t size) {
+    bytes_.resize(static_cast<size_t>(std::min<int64_t>(size, kWrittenTogether)));
+  }
+  size_t count() const { return count_; }
+  bool is_full() const { return count_ == bytes_.size(); }
+  // Room for a next piece of at most so many bytes, which Add then counts.
+  std::span<std::byte> RoomFor(size_t size) {
+    return std::span(bytes_).subspan(count_, std::min(size, bytes_.size() - count_));
+  }
+  void Add(size_t size) { count_ += size; }
+  // What a failed write leaves over is dropped.
+  void WriteTo(File& file) { file.Write(bytes_.data(), std::exchange(count_, 0)); }
+
+ private:
+  // Whole chunks that end at whole pages, and at a border of the larger units that a system's
+  // memory has beside them.
+  static constexpr size_t kWrittenTogether = 32 * kChunkSize;
+  std::vector<std::byte> bytes_;
+  size_t count_ = 0;
+};
+
 }  // namespace
 
 // One file's download over all its attempts.
@@ -27,20 +54,17 @@ struct CWebDAV::Download {
   TextView remote;
   TextView local;
   int16_t attempt = 1;       // 0: no further attempt
-  int64_t downloaded = 0;    // bytes written, where the next attempt goes on
+  int64_t downloaded = 0;    // bytes received, where the next attempt goes on
   int64_t total = 0;         // bytes of the whole file
-  float percent = 0;         // whole numbers only
   int64_t start_time = 0;    // seconds since 1970
   int64_t local_begin = -1;  // bytes that the local file held before; -1: not known yet
   Text last_modified = {};   // as the server wrote it
   FileTime last_modified_time = {};
   File file = {};  // open during an attempt
+  ReceivedBytes received = {};
 
-  int whole_percent() const { return static_cast<int>(percent); }
-  void StartOver() {
-    downloaded = 0;
-    percent = 0;
-  }
+  int whole_percent() const { return total > 0 ? static_cast<int>(downloaded * 100 / total) : 0; }
+  void StartOver() { downloaded = 0; }
 };
 
 bool CWebDAV::StartRestore(TransferRequest& request, bool ranged) {
@@ -118,9 +142,22 @@ bool CWebDAV::DownloadFile(Download& download) {
   const bool whole = Guarded(
       false, [&] { return RunAttempt(download); },
       [&](const Failure& failure) { ReportBrokenDownload(download, failure); });
+  KeepReceived(download);
   download.file.Close();
   ClearRequest();
   return whole;
+}
+
+// An attempt that broke off leaves what it received for the next one, which sees from the file
+// whether that is so.
+void CWebDAV::KeepReceived(Download& download) {
+  Guarded(
+      false,
+      [&] {
+        if (download.file) WriteReceived(download);
+        return true;
+      },
+      [](const Failure&) {});
 }
 
 bool CWebDAV::RunAttempt(Download& download) {
@@ -131,10 +168,7 @@ bool CWebDAV::RunAttempt(Download& download) {
     download.StartOver();
     download.local_begin = std::min(download.local_begin, size);
   }
-  if (download.downloaded == 0) {
-    download.percent = 0;
-    download.start_time = UnixTime();
-  }
+  if (download.downloaded == 0) download.start_time = UnixTime();
   if (PublishDownload(download)) return CancelDownload(download);
   if (!GetRemaining(download)) return ReportFailedGet(download);
   if (PublishDownload(download)) return CancelDownload(download);
@@ -188,19 +222,18 @@ bool CWebDAV::OpenLocalFile(Download& download) {
 }
 
 bool CWebDAV::ReceiveBody(Download& download) {
-  std::vector<std::byte> buffer(
-      static_cast<size_t>(std::min<int64_t>(content_length_, kChunkSize)));
+  download.received.Expect(content_length_);
   bool resumed = download.attempt > 1;
   while (download.downloaded < download.total) {
     const int64_t left = download.total - download.downloaded;
-    const size_t wanted = std::min(buffer.size(), static_cast<size_t>(left));
+    if (download.received.is_full()) WriteReceived(download);
+    const auto room = download.received.RoomFor(std::min(kChunkSize, static_cast<size_t>(left)));
     size_t received = 0;
-    if (!GetBufferFromServer(buffer.data(), wanted, &received) || received == 0) {
+    if (!GetBufferFromServer(room.data(), room.size(), &received) || received == 0) {
       return ReportFailedRead(download);
     }
-    download.file.Write(buffer.data(), received);
+    download.received.Add(received);
     download.downloaded += static_cast<int64_t>(received);
-    download.percent = static_cast<float>(download.downloaded * 100 / download.total);
     if (PublishDownload(download)) return CancelDownload(download);
     if (resumed) {
       constexpr TextView kEstablished =
@@ -210,7 +243,16 @@ bool CWebDAV::ReceiveBody(Download& download) {
       resumed = false;
     }
   }
+  WriteReceived(download);
   return FinishDownload(download);
+}
+
+// What cannot be written counts as not received.
+void CWebDAV::WriteReceived(Download& download) {
+  const auto count = static_cast<int64_t>(download.received.count());
+  download.downloaded -= count;
+  download.received.WriteTo(download.file);
+  download.downloaded += count;
 }
 
 bool CWebDAV::FinishDownload(const Download& download) {

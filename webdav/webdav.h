@@ -173,6 +173,8 @@ class CWebDAV {
   bool FinishDownload(const Download& download);
   bool PublishDownload(const Download& download);
   bool CancelDownload(Download& download);
+  void WriteReceived(Download& download);
+  void KeepReceived(Download& download);
   bool ReportFailedGet(Download& download);
   bool ReportFailedRead(const Download& download);
   void ReportBrokenDownload(const Download& download, const Failure& failure);
