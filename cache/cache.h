@@ -148,6 +148,7 @@ class CCache {
   bool StoreListing(TextView folder, Text text, TextView failure_format, const ListingFetch& fetch);
   Text ListingText(TextView folder, const DirectoryEntry* entries);
   std::vector<DirectoryEntry> PendingEntries(TextView folder);
+  void ShowPendingEntries(TextView folder, const Text& listing_file);
   void UpdateOwnEntry(TextView folder, FileTime time);
   // Changes one listing in one step. nullopt, with a line in the log, when it cannot be opened.
   std::optional<ListingChanged> EditListing(TextView listing_file, const ListingChange& change);

@@ -32,8 +32,9 @@ bool CCache::GetCachedDirContents(TextView folder, int32_t index, DirectoryEntry
       [&] {
         ReadIsSync();
         const Text listing_file = names_.GetDirRecordName(folder);
-        return RefreshListing(folder, listing_file, index) &&
-               ParseSingleFromFile(listing_file, index, reply);
+        if (!RefreshListing(folder, listing_file, index)) return false;
+        if (index == 1) ShowPendingEntries(folder, listing_file);
+        return ParseSingleFromFile(listing_file, index, reply);
       },
       TraceFileFailure(u"%s", u"Exception while Getting cached dir contents!"));
 }
@@ -175,6 +176,20 @@ std::vector<DirectoryEntry> CCache::PendingEntries(TextView folder) {
     entries.push_back(entry);
   }
   return entries;
+}
+
+// A process that ended before it had sent a file left its record as it was before, or none, and the
+// listing may be current all the same.
+void CCache::ShowPendingEntries(TextView folder, const Text& listing_file) {
+  for (const DirectoryEntry& entry : PendingEntries(folder)) {
+    const ListingLock lock;
+    const auto text = ReadListing(listing_file, Disposition::kOpenExisting);
+    DirectoryEntry listed;
+    if (!text) return;
+    if (FindRecord(*text, entry.Name(), &listed) && listed.size == entry.size) continue;
+    const Text record = FormatRecord(entry);
+    EditListing(listing_file, {.old_leaf = entry.Name(), .new_leaf = {}, .appended = record});
+  }
 }
 
 bool CCache::UpdateRootCacheFileList(TextView folder, FileTime time) {

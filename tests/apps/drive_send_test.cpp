@@ -130,6 +130,13 @@ TEST_F(SendTest, SendsNothingAgainThatIsOnTheServerOrBeingWritten) {
   EXPECT_THAT(worker_.Log(Completions()), IsEmpty());
 }
 
+TEST_F(SendTest, WhatIsToBeSentIsCompletedEvenIfNoListingKnowsIt) {
+  worker_.MarkUnsent(u"\\a");
+  EXPECT_EQ(drive_.SendAgain(u"\\a", true, kProcess), DriveError::kNone);
+  EXPECT_EQ(worker_.Count(Completions()), 1u);
+  EXPECT_EQ(drive_.Look(u"\\a").error, DriveError::kNotFound);
+}
+
 TEST_F(SendTest, ACompletionWithoutAReplyIsAnErrorAndTriedAgainAtTheClose) {
   const FileHandle file = CreateFileAt(u"\\a");
   EXPECT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);

@@ -100,6 +100,25 @@ TEST_F(ListingRefresh, AFolderWithoutAStoredTimeLeavesItsParentsListingAlone) {
   EXPECT_EQ(TimeOf(u"/Docs/"), kLate);
 }
 
+TEST_F(ListingRefresh, AnUnchangedFolderShowsTheFilesThatWaitToBeSent) {
+  Walk(u"/Docs/");
+  WriteContent(u"/Docs/new.txt", "written here");
+  cache().pending().Add(u"/Docs/new.txt", PendingKind::kContent, u"");
+  WriteContent(u"/Docs/a b.txt", "more than before");
+  cache().pending().Add(u"/Docs/a b.txt", PendingKind::kContent, u"");
+  cache().pending().Add(u"/Docs/empty", PendingKind::kEmpty, u"");
+  cache().pending().Add(u"/Docs/content is gone", PendingKind::kContent, u"");
+  account_.server().ClearRequests();
+  EXPECT_EQ(Walk(u"/Docs/"), (List{u"sub", u"new.txt", u"a b.txt", u"empty"}));
+  DirectoryEntry entry;
+  EXPECT_TRUE(cache().GetCachedResourceDetails(u"/Docs/a b.txt", &entry));
+  EXPECT_EQ(entry.size, 16);
+  const Text listing = ListingText(u"/Docs/");
+  EXPECT_EQ(Walk(u"/Docs/").size(), 4U);
+  EXPECT_EQ(ListingText(u"/Docs/"), listing);
+  EXPECT_EQ(listings(), 0U);
+}
+
 TEST_F(ListingRefresh, AFailedCheckFetchesWithoutStoringATime) {
   Walk(u"/Docs/");
   account_.Remove("/Docs/sub");

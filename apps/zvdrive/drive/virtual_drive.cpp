@@ -155,6 +155,13 @@ DriveResult<FileHandle> VirtualDrive::LookAndAcquire(TextView path) {
   }
 }
 
+DriveResult<FileHandle> VirtualDrive::AcquireUnlisted(TextView path) {
+  for (;;) {
+    auto file = Acquire(path, {}, AwaitNames(path), false);
+    if (!file || file.value) return file;
+  }
+}
+
 void VirtualDrive::Release(const FileHandle& file) {
   const std::lock_guard lock(mutex_);
   if (--file->open_count > 0) return;

@@ -118,6 +118,7 @@ class VirtualDrive {
   // something else by now. make: the file is a new one, kExists when somebody made it meanwhile.
   DriveResult<FileHandle> Acquire(TextView path, const NodeInfo& info, uint64_t names, bool make);
   DriveResult<FileHandle> LookAndAcquire(TextView path);
+  DriveResult<FileHandle> AcquireUnlisted(TextView path);
   void Release(const FileHandle& file);
   std::vector<FileHandle> OpenWithin(TextView path) const;
 

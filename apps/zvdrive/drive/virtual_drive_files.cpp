@@ -309,7 +309,10 @@ DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {
 }
 
 DriveError VirtualDrive::SendAgain(TextView path, bool has_content, TextView process) {
-  const auto acquired = LookAndAcquire(path);
+  auto acquired = LookAndAcquire(path);
+  // Not even its content is there any more, or its folder: the worker settles that, too.
+  const bool is_listed = acquired.error != DriveError::kNotFound;
+  if (!is_listed && host_.IsUnsent(path)) acquired = AcquireUnlisted(path);
   if (!acquired) return acquired.error;
   const FileHandle& file = acquired.value;
   DriveError result = DriveError::kNone;
@@ -322,6 +325,7 @@ DriveError VirtualDrive::SendAgain(TextView path, bool has_content, TextView pro
     }
   }
   Release(file);
+  if (!is_listed) Invalidate(path);
   return result;
 }
 
