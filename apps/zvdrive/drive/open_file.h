@@ -3,13 +3,24 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include "apps/zvdrive/drive/drive_requests.h"
 #include "platform/text.h"
 
 namespace zv {
+
+// Writes that follow each other, on their way into one block.
+struct GatheredWrites {
+  int64_t offset = 0;
+  int64_t size_before = 0;  // of the file
+  std::vector<std::byte> bytes;
+
+  int64_t end() const { return offset + static_cast<int64_t>(bytes.size()); }
+};
 
 struct OpenFile {
   // Guards what is below the line, and keeps the file's blocks, completion, renames and deletes in
@@ -30,6 +41,7 @@ struct OpenFile {
   bool content_is_ours = false;
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
+  GatheredWrites gathered;
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another

@@ -127,7 +127,11 @@ class VirtualDrive {
   DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError BringContentIn(OpenFile& file);
   void EmptyIt(OpenFile& file);
+  DriveError Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError StoreGathered(OpenFile& file);
+  DriveError StoreBlocks(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  void MarkUnsent(OpenFile& file);
   DriveError BeginAnew(OpenFile& file);
   DriveError Shrink(OpenFile& file, int64_t size);
   DriveError SendWhole(OpenFile& file, TextView process);

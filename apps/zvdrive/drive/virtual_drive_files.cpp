@@ -12,6 +12,10 @@ namespace {
 // A read of this many bytes or more makes the worker bring the whole file into its cache.
 constexpr int64_t kWholeFileRead = 51200;
 
+// Writes of this many bytes or more come from a copy: those that follow each other are handed on
+// together. Smaller ones are stored one by one, so that they outlive this process.
+constexpr size_t kGatheredWrite = 65536;
+
 // Bytes set aside while their file is made anew.
 class Spool {
  public:
@@ -102,6 +106,7 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
 DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span<std::byte> into) {
   const std::lock_guard lock(file.mutex);
   if (file.is_gone) return DriveError::kNotFound;
+  if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   const int64_t size = file.size;
   if (offset < 0 || offset >= size || into.empty()) return size_t{0};
   // Content of our own lies in the cache: no read of it starts a download.
@@ -147,6 +152,46 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
   }
   if (data.empty()) return DriveError::kNone;
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
+  const GatheredWrites& gathered = file.gathered;
+  const bool gathers = data.size() >= kGatheredWrite && data.size() < kLargestBlock;
+  const bool follows =
+      offset == gathered.end() && gathered.bytes.size() + data.size() <= kLargestBlock;
+  if (!gathers || !follows) {
+    if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
+  }
+  const DriveError error = gathers ? Gather(file, offset, data) : StoreBlocks(file, offset, data);
+  if (error != DriveError::kNone) return error;
+  file.modified = ToSeconds(SystemTime()).value;
+  Remember(file);
+  return DriveError::kNone;
+}
+
+DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data) {
+  GatheredWrites& gathered = file.gathered;
+  if (gathered.bytes.empty()) {
+    gathered.bytes.reserve(kLargestBlock);
+    gathered.offset = offset;
+    gathered.size_before = file.size;
+    MarkUnsent(file);
+  }
+  gathered.bytes.insert(gathered.bytes.end(), data.begin(), data.end());
+  file.size = std::max(file.size.load(), gathered.end());
+  return gathered.bytes.size() == kLargestBlock ? StoreGathered(file) : DriveError::kNone;
+}
+
+DriveError VirtualDrive::StoreGathered(OpenFile& file) {
+  GatheredWrites& gathered = file.gathered;
+  if (gathered.bytes.empty()) return DriveError::kNone;
+  const DriveError error = StoreBlocks(file, gathered.offset, gathered.bytes);
+  gathered.bytes.clear();
+  if (error == DriveError::kNone) return error;
+  file.size = gathered.size_before;
+  Remember(file);
+  return error;
+}
+
+DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
+                                     std::span<const std::byte> data) {
   if (file.begins_anew && offset != 0) {
     if (const DriveError error = BeginAnew(file); error != DriveError::kNone) return error;
   }
@@ -157,8 +202,6 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
     done += block.size();
     file.size = std::max(file.size.load(), offset + static_cast<int64_t>(done));
   }
-  file.modified = ToSeconds(SystemTime()).value;
-  Remember(file);
   return DriveError::kNone;
 }
 
@@ -180,11 +223,15 @@ DriveError VirtualDrive::BringContentIn(OpenFile& file) {
 
 DriveError VirtualDrive::StoreBlock(OpenFile& file, int64_t offset,
                                     std::span<const std::byte> data) {
-  if (!file.has_unsent) host_.MarkUnsent(file.path);
-  file.has_unsent = true;
+  MarkUnsent(file);
   const DriveError error = requests_.Write(file.path, offset, data, file.begins_anew);
   if (error == DriveError::kNone) file.begins_anew = false;
   return error;
+}
+
+void VirtualDrive::MarkUnsent(OpenFile& file) {
+  if (!file.has_unsent) host_.MarkUnsent(file.path);
+  file.has_unsent = true;
 }
 
 DriveError VirtualDrive::BeginAnew(OpenFile& file) { return StoreBlock(file, 0, {}); }
@@ -195,6 +242,7 @@ DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
 }
 
 void VirtualDrive::EmptyIt(OpenFile& file) {
+  file.gathered.bytes.clear();
   file.begins_anew = true;
   file.content_is_ours = true;
   file.size = 0;
@@ -205,6 +253,7 @@ void VirtualDrive::EmptyIt(OpenFile& file) {
 DriveError VirtualDrive::ResizeLocked(OpenFile& file, int64_t size) {
   if (file.is_gone) return DriveError::kNotFound;
   if (size < 0 || size > kLargestFile) return DriveError::kTooBig;
+  if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   const int64_t old_size = file.size;
   // A write that failed in its midst may have left bytes that the size does not count.
   if (size == old_size && (size != 0 || !file.has_unsent)) return DriveError::kNone;
@@ -256,6 +305,7 @@ DriveError VirtualDrive::Flush(OpenFile& file, TextView process) {
 
 DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
   if (file.is_gone) return DriveError::kNone;
+  if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   if (file.begins_anew && file.size == 0) return SendEmpty(file, process);
   return file.has_unsent ? SendWhole(file, process) : DriveError::kNone;
 }

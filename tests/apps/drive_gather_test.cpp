@@ -1,0 +1,120 @@
+// Writes of a copy, which go to the worker in larger blocks.
+#include "tests/apps/drive_fixture.h"
+
+namespace zv::testing {
+namespace {
+
+using ::testing::IsEmpty;
+
+constexpr size_t kPiece = 128 << 10;
+
+class GatherTest : public DriveTest {
+ protected:
+  static RequestTest Blocks() {
+    return [](const AskedRequest& asked) { return asked.IsBlock(); };
+  }
+  std::string_view Piece(size_t number) const {
+    return std::string_view(content_).substr(number * kPiece, kPiece);
+  }
+  void WritePieces(const FileHandle& file, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      ASSERT_EQ(WriteTo(file, static_cast<int64_t>(i * kPiece), Piece(i)), DriveError::kNone);
+    }
+  }
+
+  const std::string content_ = Pattern(20 * kPiece);
+};
+
+TEST_F(GatherTest, PiecesInSequenceBecomeBlocksOfAMebibyte) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 20);
+  const auto log = worker_.Log(Blocks());
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[0].length, 1u << 20);
+  EXPECT_TRUE(log[0].force);
+  EXPECT_EQ(log[1].length, 1u << 20);
+  EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(content_.size()));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.Count(Blocks()), 3u);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), content_);
+}
+
+TEST_F(GatherTest, SmallWritesAreStoredAtOnce) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  EXPECT_EQ(WriteTo(file, 0, content_.substr(0, 65535)), DriveError::kNone);
+  EXPECT_EQ(worker_.Count(Blocks()), 1u);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+}
+
+TEST_F(GatherTest, WhatIsGatheredIsKnownToBeUnsent) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 1);
+  EXPECT_THAT(worker_.Log(Blocks()), IsEmpty());
+  EXPECT_TRUE(worker_.IsUnsent(u"\\a"));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+}
+
+TEST_F(GatherTest, AReadSeesWhatWasGathered) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 3);
+  EXPECT_EQ(ReadFrom(file, 5, 3 * kPiece), content_.substr(5, 3 * kPiece - 5));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+}
+
+TEST_F(GatherTest, AWriteElsewhereKeepsTheOrder) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 3);
+  EXPECT_EQ(WriteTo(file, kPiece, std::string(kPiece, 'x')), DriveError::kNone);
+  EXPECT_EQ(WriteTo(file, 10, "small"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  std::string expected = content_.substr(0, 3 * kPiece);
+  expected.replace(kPiece, kPiece, std::string(kPiece, 'x')).replace(10, 5, "small");
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), expected);
+}
+
+TEST_F(GatherTest, ACutComesAfterWhatWasGathered) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 2);
+  EXPECT_EQ(drive_.Resize(*file, kPiece + 7), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), content_.substr(0, kPiece + 7));
+}
+
+TEST_F(GatherTest, AFileThatIsEmptiedForgetsWhatWasGathered) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 2);
+  EXPECT_EQ(drive_.Resize(*file, 0), DriveError::kNone);
+  EXPECT_EQ(WriteTo(file, 0, "new"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "new");
+}
+
+TEST_F(GatherTest, ARenameTakesItAlong) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 2);
+  EXPECT_EQ(drive_.Rename(u"\\a", u"\\b", false, kProcess), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\b"), content_.substr(0, 2 * kPiece));
+}
+
+TEST_F(GatherTest, WhatCannotBeStoredIsToldAtTheFlushAndCountsNoLonger) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 8);
+  worker_.FailStoring([](const AskedRequest&) { return true; });
+  EXPECT_EQ(WriteTo(file, 8 * kPiece, Piece(8)), DriveError::kNone);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  EXPECT_EQ(file->size, static_cast<int64_t>(8 * kPiece));
+  EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(8 * kPiece));
+}
+
+TEST_F(GatherTest, AFileThatWasThereBeforeIsWrittenOverInPart) {
+  worker_.PutFile(u"\\a", content_);
+  const FileHandle file = OpenFileAt(u"\\a");
+  const std::string over(kPiece, 'x');
+  EXPECT_EQ(WriteTo(file, 3 * kPiece, over), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), std::string(content_).replace(3 * kPiece, kPiece, over));
+}
+
+}  // namespace
+}  // namespace zv::testing
