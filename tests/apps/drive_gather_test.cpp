@@ -28,14 +28,15 @@ class GatherTest : public DriveTest {
 TEST_F(GatherTest, PiecesInSequenceBecomeBlocksOfAMebibyte) {
   const FileHandle file = CreateFileAt(u"\\a");
   WritePieces(file, 20);
+  EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(content_.size()));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
   const auto log = worker_.Log(Blocks());
-  ASSERT_EQ(log.size(), 2u);
+  ASSERT_EQ(log.size(), 3u);
   EXPECT_EQ(log[0].length, 1u << 20);
   EXPECT_TRUE(log[0].force);
   EXPECT_EQ(log[1].length, 1u << 20);
-  EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(content_.size()));
-  EXPECT_EQ(CloseFile(file), DriveError::kNone);
-  EXPECT_EQ(worker_.Count(Blocks()), 3u);
+  EXPECT_FALSE(log[1].force);
+  EXPECT_EQ(log[2].length, 4 * kPiece);
   EXPECT_EQ(worker_.ServerFile(u"\\a"), content_);
 }
 
@@ -100,11 +101,55 @@ TEST_F(GatherTest, ARenameTakesItAlong) {
 TEST_F(GatherTest, WhatCannotBeStoredIsToldAtTheFlushAndCountsNoLonger) {
   const FileHandle file = CreateFileAt(u"\\a");
   WritePieces(file, 8);
+  EXPECT_EQ(ReadFrom(file, 0, 1).size(), 1u);  // all of it is stored
   worker_.FailStoring([](const AskedRequest&) { return true; });
   EXPECT_EQ(WriteTo(file, 8 * kPiece, Piece(8)), DriveError::kNone);
   EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
   EXPECT_EQ(file->size, static_cast<int64_t>(8 * kPiece));
   EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(8 * kPiece));
+}
+
+TEST_F(GatherTest, ABlockThatCannotBeStoredTakesWhatFollowedItAlong) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 8);
+  EXPECT_EQ(ReadFrom(file, 0, 1).size(), 1u);
+  worker_.FailStoring([](const AskedRequest& asked) { return asked.offset == 8 * kPiece; });
+  for (size_t i = 8; i < 17; ++i) {
+    EXPECT_EQ(WriteTo(file, static_cast<int64_t>(i * kPiece), Piece(i)), DriveError::kNone);
+  }
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  EXPECT_EQ(file->size, static_cast<int64_t>(8 * kPiece));
+}
+
+TEST_F(GatherTest, AFirstBlockThatCannotBeStoredLeavesTheFileToBeginAnew) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  worker_.FailStoring([](const AskedRequest& asked) { return asked.force; });
+  WritePieces(file, 8);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  worker_.FailStoring({});
+  EXPECT_EQ(WriteTo(file, 0, "second try"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "second try");
+}
+
+TEST_F(GatherTest, AFileThatIsDeletedWhileABlockIsStoredStaysDeleted) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 9);
+  EXPECT_EQ(drive_.RemoveFile(u"\\a", kProcess), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), std::nullopt);
+  EXPECT_FALSE(worker_.IsCached(u"\\a"));
+}
+
+TEST_F(GatherTest, AFileThatIsReplacedWhileABlockIsStoredIsTheOther) {
+  WriteFile(u"\\b", "the other");
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 8);
+  EXPECT_EQ(drive_.Rename(u"\\b", u"\\a", true, kProcess), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  const FileHandle other = OpenFileAt(u"\\a");
+  EXPECT_EQ(ReadFrom(other, 0, 100), "the other");
+  EXPECT_EQ(CloseFile(other), DriveError::kNone);
 }
 
 TEST_F(GatherTest, AFileThatWasThereBeforeIsWrittenOverInPart) {

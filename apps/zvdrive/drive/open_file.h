@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <future>
 #include <mutex>
 #include <vector>
 
@@ -16,7 +17,8 @@ namespace zv {
 // Writes that follow each other, on their way into one block.
 struct GatheredWrites {
   int64_t offset = 0;
-  int64_t size_before = 0;  // of the file
+  int64_t size_before = 0;   // of the file
+  bool begins_anew = false;  // the file, when it is stored
   std::vector<std::byte> bytes;
 
   int64_t end() const { return offset + static_cast<int64_t>(bytes.size()); }
@@ -42,6 +44,9 @@ struct OpenFile {
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
   GatheredWrites gathered;
+  // The block before it while it is being stored, and what became of that.
+  GatheredWrites stored;
+  std::future<DriveError> storing;
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another

@@ -128,6 +128,11 @@ class VirtualDrive {
   DriveError BringContentIn(OpenFile& file);
   void EmptyIt(OpenFile& file);
   DriveError Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  // Hands a whole block on without waiting for it, once the one before it is settled.
+  DriveError BeginStoring(OpenFile& file);
+  DriveError SettleStoring(OpenFile& file);
+  void GiveUpBlock(OpenFile& file, const GatheredWrites& block);
+  // Afterwards the worker holds all that was written.
   DriveError StoreGathered(OpenFile& file);
   DriveError StoreBlocks(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
@@ -153,9 +154,10 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
   if (data.empty()) return DriveError::kNone;
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
   const GatheredWrites& gathered = file.gathered;
-  const bool gathers = data.size() >= kGatheredWrite && data.size() < kLargestBlock;
+  const bool gathers = data.size() >= kGatheredWrite && data.size() <= kLargestBlock;
   const bool follows =
-      offset == gathered.end() && gathered.bytes.size() + data.size() <= kLargestBlock;
+      gathered.bytes.empty() ||
+      (offset == gathered.end() && gathered.bytes.size() + data.size() <= kLargestBlock);
   if (!gathers || !follows) {
     if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   }
@@ -176,18 +178,49 @@ DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, std::span<const 
   }
   gathered.bytes.insert(gathered.bytes.end(), data.begin(), data.end());
   file.size = std::max(file.size.load(), gathered.end());
-  return gathered.bytes.size() == kLargestBlock ? StoreGathered(file) : DriveError::kNone;
+  return gathered.bytes.size() == kLargestBlock ? BeginStoring(file) : DriveError::kNone;
+}
+
+DriveError VirtualDrive::BeginStoring(OpenFile& file) {
+  if (file.begins_anew && file.gathered.offset != 0) return StoreGathered(file);
+  if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
+  std::swap(file.stored, file.gathered);
+  file.gathered.bytes.clear();
+  file.stored.begins_anew = std::exchange(file.begins_anew, false);
+  const auto store = [this, path = file.path, &block = file.stored] {
+    return requests_.Write(path, block.offset, block.bytes, block.begins_anew);
+  };
+  file.storing = std::async(std::launch::async, store);
+  return DriveError::kNone;
+}
+
+// What could not be stored counts no longer, nor does what was to follow it.
+DriveError VirtualDrive::SettleStoring(OpenFile& file) {
+  if (!file.storing.valid()) return DriveError::kNone;
+  DriveError error = DriveError::kIo;
+  try {
+    error = file.storing.get();
+  } catch (const std::exception&) {
+  }
+  if (error != DriveError::kNone) GiveUpBlock(file, file.stored);
+  return error;
 }
 
 DriveError VirtualDrive::StoreGathered(OpenFile& file) {
+  if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
   GatheredWrites& gathered = file.gathered;
   if (gathered.bytes.empty()) return DriveError::kNone;
   const DriveError error = StoreBlocks(file, gathered.offset, gathered.bytes);
+  if (error != DriveError::kNone) GiveUpBlock(file, gathered);
   gathered.bytes.clear();
-  if (error == DriveError::kNone) return error;
-  file.size = gathered.size_before;
-  Remember(file);
   return error;
+}
+
+void VirtualDrive::GiveUpBlock(OpenFile& file, const GatheredWrites& block) {
+  file.begins_anew = file.begins_anew || block.begins_anew;
+  file.size = block.size_before;
+  file.gathered.bytes.clear();
+  Remember(file);
 }
 
 DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
@@ -242,6 +275,7 @@ DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
 }
 
 void VirtualDrive::EmptyIt(OpenFile& file) {
+  SettleStoring(file);
   file.gathered.bytes.clear();
   file.begins_anew = true;
   file.content_is_ours = true;

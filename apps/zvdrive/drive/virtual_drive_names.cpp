@@ -80,7 +80,10 @@ DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
 DriveError VirtualDrive::Remove(TextView path, bool is_folder, TextView process) {
   const auto open = OpenWithin(path);
   std::vector<std::unique_lock<std::mutex>> locks;
-  for (const FileHandle& file : open) locks.emplace_back(file->mutex);
+  for (const FileHandle& file : open) {
+    locks.emplace_back(file->mutex);
+    SettleStoring(*file);
+  }
   const bool is_only_here = !open.empty() && open.front()->is_new && !open.front()->has_unsent;
   if (!is_only_here) {
     const DriveError error =
@@ -141,7 +144,10 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
   const auto replaced = OpenWithin(to);
   std::vector<std::unique_lock<std::mutex>> locks;
   for (const FileHandle& file : moved) locks.emplace_back(file->mutex);
-  for (const FileHandle& file : replaced) locks.emplace_back(file->mutex);
+  for (const FileHandle& file : replaced) {
+    locks.emplace_back(file->mutex);
+    SettleStoring(*file);
+  }
   DriveError error = SendBeforeRename(moved, process);
   if (error != DriveError::kNone) return error;
   const bool sends_content = IsTemporarySave(from, to);

@@ -21,7 +21,8 @@ namespace zv {
 namespace {
 
 constexpr double kAttributeSeconds = 1.0;
-constexpr uint32_t kBlockSize = 4096;
+// What programs should read and write at once: each of their calls is a request of its own.
+constexpr uint32_t kBlockSize = kLargestBlock;
 
 int ErrnoOf(DriveError error) {
   switch (error) {
@@ -102,6 +103,7 @@ Handle& HandleOf(const fuse_file_info* info) {
 void KeepHandle(fuse_file_info* info, const OpenedFile& opened) {
   info->fh = reinterpret_cast<uintptr_t>(std::make_unique<Handle>(opened.file).release());
   info->keep_cache = opened.is_unchanged;
+  info->direct_io = (info->flags & O_ACCMODE) == O_WRONLY;
 }
 
 void FillStat(const NodeInfo& info, struct stat* out) {
