@@ -151,6 +151,7 @@ class CCache {
   void ShowPendingEntries(TextView folder, const Text& listing_file);
   void UpdateOwnEntry(TextView folder, FileTime time);
   // Changes one listing in one step. nullopt, with a line in the log, when it cannot be opened.
+  bool StoreChanged(TextView listing_file, TextView before, TextView after);
   std::optional<ListingChanged> EditListing(TextView listing_file, const ListingChange& change);
   // Adds the record of a name that the listing does not hold; false, with LastError().
   bool AppendRecord(TextView listing_file, TextView name, TextView record);

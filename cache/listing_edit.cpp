@@ -21,7 +21,7 @@ std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
   const auto text = ReadListing(listing_file, Disposition::kOpenAlways);
   if (text) {
     ListingChanged changed = ApplyChange(*text, change);
-    if (changed.text == *text || ReplaceListing(names_, listing_file, changed.text)) {
+    if (StoreChanged(listing_file, *text, changed.text)) {
       ListingFetch::Note(listing_file, change);
       return changed;
     }
@@ -29,6 +29,12 @@ std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
   trace_log_.WriteTrace(u"Unable to open file %s for parsing cache details, Reason: %s",
                         listing_file, GetLastErrorText());
   return std::nullopt;
+}
+
+bool CCache::StoreChanged(TextView listing_file, TextView before, TextView after) {
+  if (after == before) return true;
+  if (!after.starts_with(before)) return ReplaceListing(names_, listing_file, after);
+  return ExtendListing(names_, listing_file, before, after.substr(before.size()));
 }
 
 bool CCache::AppendRecord(TextView listing_file, TextView name, TextView record) {

@@ -7,6 +7,8 @@
 namespace zv {
 namespace {
 
+constexpr size_t kPage = 4096;  // bytes
+
 std::recursive_mutex& ListingMutex() {
   static std::recursive_mutex mutex;
   return mutex;
@@ -37,6 +39,22 @@ bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView tex
   const std::string bytes = ToUtf16LeBytes(text);
   // In place only where the system keeps a file that others have open from being replaced.
   return ReplaceFileWhole(names, listing_file, bytes) || WriteInPlace(listing_file, bytes);
+}
+
+bool ExtendListing(const CacheNames& names, TextView listing_file, TextView text,
+                   TextView records) {
+  const ListingLock lock;
+  const size_t end = text.size() * sizeof(char16_t);
+  // Within a page of its memory the system writes all or nothing, even when this process is killed.
+  const bool in_one_page = end % kPage + records.size() * sizeof(char16_t) <= kPage;
+  if (in_one_page && !text.empty()) {
+    File file = File::Open(listing_file, Access::kReadWrite, Disposition::kOpenExisting);
+    if (file && file.Size() == static_cast<int64_t>(end)) {
+      file.Append(ToUtf16LeBytes(records));
+      return true;
+    }
+  }
+  return ReplaceListing(names, listing_file, Text(text).append(records));
 }
 
 bool WriteRootLines(TextView listing_file) {

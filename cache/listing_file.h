@@ -30,6 +30,9 @@ std::optional<Text> ReadListing(TextView listing_file, Disposition disposition);
 // for writing.
 bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView text);
 
+// The same for a listing that gets records at its end: without a new file where that is safe, too.
+bool ExtendListing(const CacheNames& names, TextView listing_file, TextView text, TextView records);
+
 // Makes the listing of a new folder. False, with LastError(), when the file cannot be opened.
 bool WriteRootLines(TextView listing_file);
 

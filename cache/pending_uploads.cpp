@@ -13,6 +13,7 @@ namespace {
 
 // One line for each path: kind, tab, seconds, tab, path, tab, reason, CR LF; UTF-16LE.
 constexpr char16_t kFieldEnd = u'\t';
+constexpr TextView kLineEnd = u"\r\n";
 constexpr TextView kEscaped = u"%\t\r\n";
 
 std::mutex& ListMutex() {
@@ -67,6 +68,23 @@ PendingUpload ParseLine(TextView line) {
   return upload;
 }
 
+Text FormatLine(const PendingUpload& upload) {
+  return Format(u"%d\t%I64d\t%s\t%s%s", static_cast<int32_t>(upload.kind), upload.since.value,
+                Escape(upload.path), Escape(upload.reason), kLineEnd);
+}
+
+std::vector<PendingUpload> ParseList(TextView text) {
+  std::vector<PendingUpload> list;
+  while (!text.empty()) {
+    PendingUpload upload = ParseLine(TakeUntil(&text, kLineEnd));
+    if (!upload.path.empty()) list.push_back(std::move(upload));
+  }
+  return list;
+}
+
+enum class Changed { kNothing, kAdded, kLines };  // kAdded: one at the end, nothing else
+Changed LinesIf(bool changed) { return changed ? Changed::kLines : Changed::kNothing; }
+
 bool IsAtOrBeneath(TextView path, TextView top) {
   if (!path.starts_with(top)) return false;
   return path.size() == top.size() || path[top.size()] == u'/';
@@ -76,35 +94,43 @@ bool IsAtOrBeneath(TextView path, TextView top) {
 
 Text PendingUploads::FileName() const { return names_.work_folder() + u"pending.txt"; }
 
-std::vector<PendingUpload> PendingUploads::Read() const {
-  std::vector<PendingUpload> list;
+Text PendingUploads::ReadText() const {
   File file = File::Open(FileName(), Access::kRead, Disposition::kOpenExisting);
-  if (!file) return list;
-  const Text text = FromUtf16LeBytes(file.ReadAll());
-  for (TextView rest = text; !rest.empty();) {
-    PendingUpload upload = ParseLine(TakeUntil(&rest, u"\r\n"));
-    if (!upload.path.empty()) list.push_back(std::move(upload));
-  }
-  return list;
+  return file ? FromUtf16LeBytes(file.ReadAll()) : Text();
 }
 
+// An empty file stays: the next upload needs it again, and files that come and go are dear.
 bool PendingUploads::Write(const std::vector<PendingUpload>& list) const {
-  if (list.empty()) return RemoveFile(FileName()) || !FileExists(FileName());
-  Text text;
-  for (const PendingUpload& upload : list) {
-    text += Format(u"%d\t%I64d\t%s\t%s\r\n", static_cast<int32_t>(upload.kind), upload.since.value,
-                   Escape(upload.path), Escape(upload.reason));
+  if (list.empty()) {
+    File file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenExisting);
+    if (file) file.SetSize(0);
+    return file || !FileExists(FileName());
   }
+  Text text;
+  for (const PendingUpload& upload : list) text += FormatLine(upload);
   return ReplaceFileWhole(names_, FileName(), ToUtf16LeBytes(text));
 }
 
-// change: takes the list, true when it changed it.
+bool PendingUploads::Append(const PendingUpload& upload) const {
+  File file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
+  if (!file && MakeFolders(names_.work_folder())) {
+    file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
+  }
+  if (file) file.Append(ToUtf16LeBytes(FormatLine(upload)));
+  return file.is_open();
+}
+
+// change: takes the list; what of it is to be written then.
 template <typename Change>
 bool PendingUploads::Update(Change&& change) noexcept {
   try {
     const std::lock_guard lock(ListMutex());
-    std::vector<PendingUpload> list = Read();
-    return !change(list) || Write(list);
+    const Text text = ReadText();
+    std::vector<PendingUpload> list = ParseList(text);
+    const Changed changed = change(list);
+    if (changed == Changed::kNothing) return true;
+    const bool ends_whole = text.empty() || text.ends_with(kLineEnd);
+    return changed == Changed::kAdded && ends_whole ? Append(list.back()) : Write(list);
   } catch (const Error& error) {
     SetLastError(error.code());
   } catch (const std::bad_alloc&) {
@@ -116,7 +142,7 @@ bool PendingUploads::Update(Change&& change) noexcept {
 std::vector<PendingUpload> PendingUploads::List() const {
   try {
     const std::lock_guard lock(ListMutex());
-    return Read();
+    return ParseList(ReadText());
   } catch (const std::exception&) {
     return {};
   }
@@ -135,25 +161,27 @@ bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {
         list.begin(), list.end(), [&](const PendingUpload& upload) { return upload.path == path; });
     if (known == list.end()) {
       list.push_back({Text(path), kind, ToSeconds(SystemTime()), Text(reason)});
-      return true;
+      return Changed::kAdded;
     }
-    if (known->kind == kind && known->reason == reason) return false;
+    if (known->kind == kind && known->reason == reason) return Changed::kNothing;
     known->kind = kind;
     known->reason = reason;
-    return true;
+    return Changed::kLines;
   });
 }
 
 bool PendingUploads::Remove(TextView path) {
   return Update([&](std::vector<PendingUpload>& list) {
-    return std::erase_if(list, [&](const PendingUpload& each) { return each.path == path; }) > 0;
+    return LinesIf(
+        std::erase_if(list, [&](const PendingUpload& each) { return each.path == path; }) > 0);
   });
 }
 
 bool PendingUploads::RemoveTree(TextView path) {
   return Update([&](std::vector<PendingUpload>& list) {
-    return std::erase_if(
-               list, [&](const PendingUpload& each) { return IsAtOrBeneath(each.path, path); }) > 0;
+    return LinesIf(std::erase_if(list, [&](const PendingUpload& each) {
+                     return IsAtOrBeneath(each.path, path);
+                   }) > 0);
   });
 }
 
@@ -169,7 +197,7 @@ bool PendingUploads::Rename(TextView old_path, TextView new_path) {
       each.path = Text(new_path) + each.path.substr(old_path.size());
       changed = true;
     }
-    return changed;
+    return LinesIf(changed);
   });
 }
 

@@ -50,8 +50,9 @@ class PendingUploads {
 
  private:
   Text FileName() const;
-  std::vector<PendingUpload> Read() const;
+  Text ReadText() const;
   bool Write(const std::vector<PendingUpload>& list) const;
+  bool Append(const PendingUpload& upload) const;
   template <typename Change>
   bool Update(Change&& change) noexcept;
 

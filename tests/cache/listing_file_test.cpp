@@ -64,6 +64,23 @@ TEST_F(ListingFile, RecordsAreAppendedAtTheLastWholeUnitAfterTheRootLines) {
   EXPECT_EQ(ReadFileBytes(file_), ToUtf16LeBytes(u".?1?0?0?12777135389?12777135389\r\nb?1\r\n"));
 }
 
+TEST_F(ListingFile, IsExtendedWithinAPageAndAcrossTwo) {
+  const Text record = u"some name?0?15?0?13000000000?13000000000\r\n";
+  Text text;
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_TRUE(ExtendListing(names_, file_, text, record));
+    text += record;
+    ASSERT_EQ(ReadListing(file_, Disposition::kOpenExisting), text);
+  }
+  EXPECT_TRUE(ListFolder(names_.work_folder()).empty());
+}
+
+TEST_F(ListingFile, IsReplacedWhenItIsNotWhatItIsThoughtToBe) {
+  WriteFileBytes(file_, ToUtf16LeBytes(u"another?1\r\nand more?1\r\n"));
+  EXPECT_TRUE(ExtendListing(names_, file_, u"a?1\r\n", u"b?1\r\n"));
+  EXPECT_EQ(ReadListing(file_, Disposition::kOpenExisting), u"a?1\r\nb?1\r\n");
+}
+
 TEST_F(ListingFile, AppendingToAMissingOneMayFail) {
   EXPECT_FALSE(AppendToListing(file_, u"b?1\r\n", Disposition::kOpenExisting));
   EXPECT_FALSE(FileExists(file_));

@@ -56,11 +56,18 @@ TEST_F(PendingUploadsTest, GoldenBytes) {
   EXPECT_EQ(pending_.List()[0].reason, u"1\r\n2");
 }
 
-TEST_F(PendingUploadsTest, TheFileGoesWithItsLastLine) {
+TEST_F(PendingUploadsTest, TheFileIsEmptyAfterItsLastLine) {
   pending_.Add(u"/a", PendingKind::kContent, u"");
-  EXPECT_TRUE(FileExists(file_));
+  EXPECT_NE(ReadFileBytes(file_), "");
   EXPECT_TRUE(pending_.Remove(u"/a"));
-  EXPECT_FALSE(FileExists(file_));
+  EXPECT_EQ(ReadFileBytes(file_), "");
+  EXPECT_TRUE(pending_.List().empty());
+}
+
+TEST_F(PendingUploadsTest, ALineThatWasCutOffDoesNotSwallowTheNextOne) {
+  WriteFileBytes(file_, ToUtf16LeBytes(u"0\t13000000000\t/whole\t\r\n0\t130000"));
+  EXPECT_TRUE(pending_.Add(u"/a", PendingKind::kContent, u""));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/whole", u"/a"}));
 }
 
 TEST_F(PendingUploadsTest, RemovesATreeButNoSiblings) {
