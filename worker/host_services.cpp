@@ -55,13 +55,16 @@ void MarkUploadPending(TextView drive_path) {
   });
 }
 
-uint64_t CachedContentVersion(TextView drive_path) {
-  return Quietly(uint64_t{0}, [&]() -> uint64_t {
+uint64_t CachedContentVersion(TextView drive_path) { return CachedContentTime(drive_path).value; }
+
+FileTime CachedContentTime(TextView drive_path) {
+  return Quietly(FileTime{}, [&] {
     const CacheNames names;
     const Text path = ServerPath(drive_path);
     FileTime time;
-    if (!FileExists(names.GetFileRecordName(path))) return 0;
-    return GetFileTimeEntry(names, path, &time) ? time.value : 0;
+    const bool known =
+        FileExists(names.GetFileRecordName(path)) && GetFileTimeEntry(names, path, &time);
+    return known ? time : FileTime{};
   });
 }
 

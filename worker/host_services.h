@@ -22,6 +22,8 @@ void MarkUploadPending(TextView drive_path);
 
 // Changes whenever the file's cached content does; 0 while the cache holds none.
 uint64_t CachedContentVersion(TextView drive_path);
+// The server's time of the cached content; zero while there is none.
+FileTime CachedContentTime(TextView drive_path);
 
 // The user log's last line about a transfer of this name that failed or is tried again; empty when
 // there is none. name: as the progress record has it.

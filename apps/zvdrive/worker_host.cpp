@@ -16,6 +16,11 @@ void WorkerHost::CheckLastModified(TextView path) {
 
 uint64_t WorkerHost::ContentVersion(TextView path) { return CachedContentVersion(path); }
 
+std::optional<Seconds1601> WorkerHost::ContentTime(TextView path) {
+  const FileTime time = CachedContentTime(path);
+  return time != FileTime{} ? std::optional(ToSeconds(time)) : std::nullopt;
+}
+
 // A transfer is named by its server path as it is published: cut at 259 units.
 void WorkerHost::CancelTransfer(TextView path) {
   Text name = ReplaceAll(path, u'\\', u'/');

@@ -498,6 +498,16 @@ uint64_t FakeWorker::ContentVersion(TextView path) {
   return found == contents_.end() ? 0 : found->second.version;
 }
 
+void FakeWorker::PretendContentTime(Seconds1601 time) {
+  const std::lock_guard lock(mutex_);
+  content_time_ = time;
+}
+
+std::optional<Seconds1601> FakeWorker::ContentTime(TextView) {
+  const std::lock_guard lock(mutex_);
+  return content_time_;
+}
+
 void FakeWorker::CancelTransfer(TextView path) {
   const std::lock_guard lock(mutex_);
   cancelled_.emplace_back(path);

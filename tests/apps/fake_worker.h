@@ -58,6 +58,9 @@ class FakeWorker final : public RequestChannel, public DriveHost {
   // Size that the listings and look-ups give for a file, whatever its content.
   void PretendSize(TextView path, int64_t size);
 
+  // What ContentTime tells of every cached content.
+  void PretendContentTime(Seconds1601 time);
+
   // --- faults
   // No reply comes to these requests; nothing is done.
   void LoseReplies(RequestTest which);
@@ -98,6 +101,7 @@ class FakeWorker final : public RequestChannel, public DriveHost {
   // DriveHost
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
+  std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;
   bool IsUnsent(TextView path) override;
@@ -153,6 +157,7 @@ class FakeWorker final : public RequestChannel, public DriveHost {
   std::map<Text, int64_t> pretended_sizes_;
   std::set<Text> unsent_;
   std::set<Text> overdue_;
+  std::optional<Seconds1601> content_time_;
   uint64_t last_version_ = 0;
   int64_t now_ = 13'000'000'000;
 

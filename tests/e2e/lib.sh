@@ -94,7 +94,7 @@ settle_log() {
 inventory() {
   (cd "$1" && find . -mindepth 1 \( -type f -printf 'f %p %s %Ts\n' -o -printf 'd %p %Ts\n' \) | sort)
 }
-# The same without times: what was just written from here still carries this machine's clock.
+# The same without times: empty files that were just written from here still carry this machine's clock.
 inventory_without_times() {
   (cd "$1" && find . -mindepth 1 \( -type f -printf 'f %p %s\n' -o -printf 'd %p\n' \) | sort)
 }

@@ -46,7 +46,8 @@ rsync -a --size-only --out-format=%n "$root/tree" "$drive/" | grep -v '/$' >"$ro
 same_files "$root/tree" "$files/tree"
 
 step "tar: packed on the drive and unpacked there"
-# A file that was just written changes its time once more when its folder is listed: tar would take it for a change.
+# A folder's time that its parent's listing tells is brought up to date when the folder is listed: tar would take that
+# for a change.
 unmount
 mount_drive
 tar -C "$drive" -cf "$drive/tree.tar" tree

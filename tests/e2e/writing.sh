@@ -12,6 +12,12 @@ for i in $(seq 300); do echo "content of file $i" >"$root/small/file $i.txt"; do
 cp "$root"/small/* "$drive/small/"
 same_files "$root/small" "$files/small"
 
+step "their times are the server's at once, and stay so when the folder is listed anew"
+same <(inventory "$files/small") <(inventory "$drive/small")
+unmount
+mount_drive
+same <(inventory "$files/small") <(inventory "$drive/small")
+
 step "a large file, and the sizes around a chunk"
 for size in 0 1 51199 51200 51201 102400 33554433; do
   random_file "$root/f" $size

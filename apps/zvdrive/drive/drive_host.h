@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
+#include "platform/clock.h"
 #include "platform/text.h"
 
 namespace zv {
@@ -16,6 +18,8 @@ class DriveHost {
   virtual void CheckLastModified(TextView path) = 0;
   // Changes whenever the cached content does; 0 while nothing is cached.
   virtual uint64_t ContentVersion(TextView path) = 0;
+  // The server's time of the cached content; nullopt while none is cached, or its time not known.
+  virtual std::optional<Seconds1601> ContentTime(TextView path) = 0;
   // Asks the transfer of this file to stop.
   virtual void CancelTransfer(TextView path) = 0;
   // Notes that the cache holds content of this file that the server does not have.

@@ -46,11 +46,11 @@ class DriveRequests {
   // Held by whoever asks the worker for something else than a request.
   std::unique_lock<std::mutex> TakeTurn();
 
-  using NodeSink = std::function<void(const NamedNode&)>;
+  using NodeSink = std::function<void(NamedNode&)>;
   // Everything in a folder but "." and "..". sink (may be empty) gets each entry as it comes in,
-  // perhaps on the worker's thread; it must be quick. A walk that does not even yield "." is kIo:
-  // the worker could not list it. The caller sees to it that one walk ends before another begins:
-  // another folder's request would replace the worker's loaded listing.
+  // perhaps on the worker's thread, and may change it; it must be quick. A walk that does not even
+  // yield "." is kIo: the worker could not list it. The caller sees to it that one walk ends before
+  // another begins: another folder's request would replace the worker's loaded listing.
   DriveResult<std::vector<NamedNode>> Walk(TextView folder, const NodeSink& sink = {});
   // nullopt: absent, failed or unreachable alike.
   std::optional<NodeInfo> QueryInfo(TextView path);

@@ -44,7 +44,7 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
     was_walked = walks_.WasWalked(parent);
   }
   if (was_walked) {
-    if (const auto info = requests_.QueryInfo(path)) return *info;
+    if (const auto info = QueryInfo(path)) return *info;
   } else if (parent != kDriveRoot) {
     const auto above = Look(parent);
     if (!above) return above.error;
@@ -80,7 +80,14 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
     if (!always_ask && walks_.Fresh(folder)) return DriveError::kNone;
     walk = walks_.BeginWalk(folder);
   }
-  const auto nodes = requests_.Walk(folder, sink);
+  const auto take = [&](NamedNode& node) {
+    {
+      const std::lock_guard lock(mutex_);
+      sent_times_.Correct(JoinPath(folder, node.name), node.info);
+    }
+    if (sink) sink(node);
+  };
+  const auto nodes = requests_.Walk(folder, take);
   if (!nodes) {
     const std::lock_guard lock(mutex_);
     // What may not even exist keeps no name from others.
@@ -91,6 +98,13 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);
   return DriveError::kNone;
+}
+
+std::optional<NodeInfo> VirtualDrive::QueryInfo(TextView path) {
+  auto info = requests_.QueryInfo(path);
+  const std::lock_guard lock(mutex_);
+  if (info) sent_times_.Correct(path, *info);
+  return info;
 }
 
 void VirtualDrive::Invalidate(TextView path) {

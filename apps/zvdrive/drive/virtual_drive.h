@@ -21,6 +21,7 @@
 #include "apps/zvdrive/drive/folder_listing.h"
 #include "apps/zvdrive/drive/name_guard.h"
 #include "apps/zvdrive/drive/open_file.h"
+#include "apps/zvdrive/drive/sent_times.h"
 #include "apps/zvdrive/drive/sync_rules.h"
 #include "apps/zvdrive/drive/walk_cache.h"
 
@@ -106,6 +107,7 @@ class VirtualDrive {
   // kNone when nothing stands there, but its folder does.
   DriveError CheckAbsent(TextView path);
   DriveError CheckEmpty(TextView folder);
+  std::optional<NodeInfo> QueryInfo(TextView path);
   // Asks anew; kIo when the server does not list it, or does not answer.
   DriveError CheckListed(TextView path);
   bool Claim(TextView path, bool is_folder);
@@ -174,6 +176,7 @@ class VirtualDrive {
   WalkCache walks_;
   NameGuard names_;
   std::map<Text, FileHandle> open_files_;
+  SentTimes sent_times_;
   // Of the cached content that a file's readers saw last.
   std::unordered_map<Text, uint64_t> seen_versions_;
   std::vector<Text> changing_names_;  // of the change under way

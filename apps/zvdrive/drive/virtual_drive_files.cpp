@@ -87,7 +87,7 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     const auto turn = requests_.TakeTurn();
     host_.CheckLastModified(file.path);
   }
-  const auto info = requests_.QueryInfo(file.path);
+  const auto info = QueryInfo(file.path);
   if (!info) {
     if (const DriveError error = WalkFolder(ParentOf(file.path), true);
         error != DriveError::kNone) {
@@ -365,10 +365,16 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
 
 DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   const Text path = file.path;
+  const Seconds1601 first = ToSeconds(SystemTime());
   const DriveError error = requests_.Complete(path, process, [&] {
     if (host_.IsInterrupted()) host_.CancelTransfer(path);
   });
   if (error != DriveError::kNone) return error;
+  if (const auto server_time = host_.ContentTime(path)) {
+    const std::lock_guard lock(mutex_);
+    sent_times_.Note(path, first, ToSeconds(SystemTime()), *server_time);
+    file.modified = server_time->value;
+  }
   file.has_unsent = false;
   file.is_new = false;
   Remember(file);

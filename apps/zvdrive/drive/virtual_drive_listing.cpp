@@ -64,7 +64,7 @@ DriveError VirtualDrive::ListFolder(TextView folder, FolderListing& listing) {
     open_files = OpenFilesIn(folder);
   }
   bool was_walked = false;
-  const auto add = [&](const NamedNode& node) {
+  const auto add = [&](NamedNode& node) {
     was_walked = true;
     AddNode(node.name, node.info, open_files, listing);
   };

@@ -101,6 +101,7 @@ void VirtualDrive::ForgetRemoved(TextView path) {
   walks_.Forget(path);
   names_.Release(path);
   seen_versions_.erase(Text(path));
+  sent_times_.Forget(path);
   std::erase_if(open_files_, [&](const auto& open) { return IsWithin(open.first, path); });
 }
 
@@ -244,6 +245,7 @@ void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,
     file->path = Text(to).append(TextView(file->path).substr(from.size()));
     open_files_[file->path] = file;
   }
+  sent_times_.Move(from, to);
   walks_.Drop(from);
   walks_.Forget(from);
   walks_.Forget(to);
