@@ -167,6 +167,7 @@ class CCache {
   void ForgetContentTime(TextView path);
   bool SendContent(TextView path, const Text& content_file);
   bool SyncUpload(TextView path, const Text& content_file);
+  bool IsListedFolder(TextView path);
   bool RecordContent(TextView path, const Text& content_file);
   bool SendEmptyFile(TransferRequest& request);
   bool RecordEmptyFile(TextView path);

@@ -26,6 +26,8 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
       [&] {
         const Text server_path = ReplaceAll(path, u'\\', u'/');
         const Text content_file = names_.GetFileRecordName(server_path);
+        // A folder that was renamed as a save is ("notes" to "notes.v2") keeps its record.
+        if (!FileExists(content_file) && IsListedFolder(server_path)) return true;
         bool sent = true;
         bool stored = false;
         if (!ReadIsSync()) {
@@ -81,6 +83,14 @@ bool CCache::SyncUpload(TextView path, const Text& content_file) {
     SetPending(path, PendingKind::kContent, u"The utility library did not take the file.");
   }
   return false;
+}
+
+bool CCache::IsListedFolder(TextView path) {
+  const ListingLock lock;
+  const auto text =
+      ReadListing(names_.GetDirRecordName(PathParent(path)), Disposition::kOpenExisting);
+  DirectoryEntry entry;
+  return text && FindRecord(*text, path, &entry) && entry.directory_flag != 0;
 }
 
 // The listing's record of a file whose content is cached.

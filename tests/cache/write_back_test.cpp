@@ -179,6 +179,14 @@ TEST_F(WriteBack, WithoutContentTheRecordGoesAndNothingIsPending) {
       Logged(u"Unable to find file " + Names().GetFileRecordName(u"/docs/a.txt") + u", Reason: "));
 }
 
+TEST_F(WriteBack, AFolderKeepsItsRecord) {
+  WriteListing(u"/docs", u"notes.v2?1?0?1?0?0\r\n");
+  EXPECT_TRUE(cache().TransferCachedFile(u"/docs/notes.v2", true));
+  EXPECT_EQ(ListingText(u"/docs"), u"notes.v2?1?0?1?0?0\r\n");
+  EXPECT_TRUE(PendingPaths().empty());
+  EXPECT_EQ(CacheLog(), u"");
+}
+
 TEST_F(WriteBack, APendingFileWhoseContentIsGoneIsNoLongerPending) {
   cache().pending().Add(u"/docs/a.txt", PendingKind::kContent, u"No line");
   EXPECT_FALSE(cache().TransferCachedFile(u"/docs/a.txt", true));
