@@ -143,8 +143,9 @@ void CCache::RenameRecord(Rename& rename) {
 
 // A move never replaces anything on the server, so what is cached under the new name is stale.
 void CCache::ClearStaleTarget(const Rename& rename) {
-  if (EqualsNoCase(rename.old_path, rename.new_path)) return;
   const Text content = names_.GetFileRecordName(rename.new_path);
+  // Two names that differ in case only, or "/a#b" and "/a/b", are one in the cache.
+  if (EqualsNoCase(names_.GetFileRecordName(rename.old_path), content)) return;
   const Text listing = names_.GetDirRecordName(rename.new_path);
   for (const Text& file : {content, listing}) {
     RemoveFile(file);

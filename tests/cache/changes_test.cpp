@@ -179,6 +179,26 @@ TEST_F(RenameTest, ThatChangesTheCaseAloneKeepsTheContent) {
   EXPECT_EQ(TimeOf(u"/a/F.txt"), kEarly);
 }
 
+TEST_F(RenameTest, ThatLeavesTheCacheNameAsItIsKeepsTheContent) {
+  account_.AddFile("/a#g.txt", "12345", kEarly);
+  WriteListing(u"", u"a#g.txt?0?5?32?1?2\r\n");
+  WriteContent(u"/a#g.txt", "12345");
+  WriteTime(u"/a#g.txt", kEarly);
+  EXPECT_EQ(Move(u"/a#g.txt", u"/a/g.txt"), kRenameDone);
+  EXPECT_EQ(Content(u"/a/g.txt"), "12345");
+  EXPECT_EQ(TimeOf(u"/a/g.txt"), kEarly);
+}
+
+TEST_F(RenameTest, OfAFolderThatLeavesItsCacheNameAsItIsKeepsItsSubtree) {
+  account_.AddFolder("/a#d", kEarly);
+  WriteListing(u"", u"a#d?1?0?16?1?2\r\n");
+  WriteListing(u"/a#d", u"f.txt?0?5?32?1?2\r\n");
+  WriteContent(u"/a#d/f.txt", "12345");
+  EXPECT_EQ(Move(u"/a#d", u"/a/d"), kRenameDone);
+  EXPECT_EQ(ListingText(u"/a/d"), u"f.txt?0?5?32?1?2\r\n");
+  EXPECT_EQ(Content(u"/a/d/f.txt"), "12345");
+}
+
 TEST_F(RenameTest, OntoAnExistingNameIsToldApartAndChangesNothing) {
   account_.AddFile("/a/g.txt", "", kEarly);
   WriteListing(u"/a", u"f.txt?0?5?32?1?2\r\n");
