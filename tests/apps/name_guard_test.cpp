@@ -27,10 +27,21 @@ TEST(NameGuardTest, NamesThatDifferInCaseOnlyAreOneName) {
   EXPECT_FALSE(names.Claim(u"\\Docs\\a.TXT", false));
 }
 
-TEST(NameGuardTest, AFileAndAFolderAreKeptApart) {
+// Whatever becomes of the folder, the cache does to all that is kept under its name.
+TEST(NameGuardTest, AFileAndAFolderAreOneName) {
   NameGuard names;
-  EXPECT_TRUE(names.Claim(u"\\a", true));
-  EXPECT_TRUE(names.Claim(u"\\A", false));
+  EXPECT_TRUE(names.Claim(u"\\a.txt", true));
+  EXPECT_FALSE(names.Claim(u"\\A.txt", false));
+  EXPECT_TRUE(names.Claim(u"\\b#c", false));
+  EXPECT_FALSE(names.Claim(u"\\b\\c", true));
+  EXPECT_FALSE(names.CanMove(u"\\a.txt", u"\\B\\C", true));
+}
+
+// Its time file is not named like any file's content.
+TEST(NameGuardTest, AFileMayBeNamedLikeAFoldersTimeFile) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\x", true));
+  EXPECT_TRUE(names.Claim(u"\\x.time", false));
 }
 
 TEST(NameGuardTest, AFoldersTimeFileIsNamedLikeTheListingOfAnother) {
@@ -47,6 +58,7 @@ TEST(NameGuardTest, ARefusedClaimKeepsNoName) {
   EXPECT_TRUE(names.Claim(u"\\x.time", true));
   EXPECT_FALSE(names.Claim(u"\\x", true));
   EXPECT_TRUE(names.Claim(u"\\X", false));
+  names.Release(u"\\X");
   names.Release(u"\\x.time");
   EXPECT_TRUE(names.Claim(u"\\X", true));
 }

@@ -8,9 +8,12 @@ namespace zv {
 
 std::vector<Text> NameGuard::NamesOf(TextView path, bool is_folder) {
   const Text folded = path == kDriveRoot ? Text() : ToLower(ReplaceAll(path, u'\\', u'#'));
-  if (!is_folder) return {u"file" + folded};
+  // Files and folders share this one: what is renamed or deleted loses all that is cached under its
+  // name, of either kind.
+  const Text any = u"any" + folded;
+  if (!is_folder) return {any};
   // A folder's time file is named like the listing of a folder with ".time" at its end.
-  return {u"dir" + folded, u"dir" + folded + u".time"};
+  return {any, u"dir" + folded, u"dir" + folded + u".time"};
 }
 
 bool NameGuard::Claim(TextView path, bool is_folder) {
