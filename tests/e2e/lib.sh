@@ -26,6 +26,7 @@ unmount() {
   wait "$mount_pid" || status=$?
   mount_pid=
   [ $status -eq 0 ] || { echo "FAILED: zvdrive mount ended with $status" >&2; return 1; }
+  ! grep '^fuse:' "$root/mount.log" >&2 || { echo "FAILED: libfuse complains" >&2; return 1; }
 }
 
 finish() {

@@ -5,6 +5,7 @@
 #include <fuse.h>
 #include <fuse_lowlevel.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -16,6 +17,7 @@
 
 #include "apps/zvdrive/drive/drive_path.h"
 #include "platform/console.h"
+#include "platform/thread.h"
 
 namespace zv {
 namespace {
@@ -355,6 +357,9 @@ void ReadFurtherAhead(const std::string& mount_point) {
 struct FuseMount::Impl {
   fuse_operations operations = Operations();
   struct fuse* fuse = nullptr;
+  std::filesystem::path place;
+  std::atomic<bool> stops = false;
+  Thread waker;
 };
 
 std::string MissingForMount() {
@@ -383,16 +388,17 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
   fuse_opt_free_args(&arguments);
   if (!impl_->fuse) throw std::runtime_error("FUSE refused the mount options");
   std::error_code unknown;
-  const auto place = std::filesystem::canonical(options.mount_point, unknown);
+  impl_->place = std::filesystem::canonical(options.mount_point, unknown);
   if (fuse_mount(impl_->fuse, options.mount_point.c_str()) != 0) {
     fuse_destroy(impl_->fuse);
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
-  ReadFurtherAhead(place.string());
+  ReadFurtherAhead(impl_->place.string());
 }
 
 FuseMount::~FuseMount() {
   fuse_unmount(impl_->fuse);
+  impl_->waker.Join();
   fuse_destroy(impl_->fuse);
 }
 
@@ -401,12 +407,27 @@ void FuseMount::Serve() {
   config.clone_fd = 0;
   config.max_idle_threads = 10;
   fuse_loop_mt(impl_->fuse, &config);
+  impl_->stops = true;
+  // Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
+  fuse_unmount(impl_->fuse);
 }
 
-// Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
-void FuseMount::Stop() { fuse_unmount(impl_->fuse); }
+// Unmounting closes the kernel's device, whose number may be another file's at once. So the threads
+// that read from it end first: one of them is woken by a request that concerns nobody, and then
+// sees that it is to stop; it takes the others along. Should they be gone before they see the
+// request, it fails when the device is closed.
+void FuseMount::Stop() {
+  if (impl_->stops.exchange(true)) return;
+  fuse_exit(impl_->fuse);
+  impl_->waker = Thread::Start([place = impl_->place] {
+    struct statx unused {};
+    return static_cast<uint32_t>(
+        ::statx(AT_FDCWD, place.c_str(), AT_STATX_FORCE_SYNC, STATX_SIZE, &unused));
+  });
+}
 
 void FuseMount::Invalidate(TextView path) {
+  if (impl_->stops) return;
   fuse_invalidate_path(impl_->fuse, ToUtf8(ReplaceAll(path, u'\\', u'/')).c_str());
 }
 

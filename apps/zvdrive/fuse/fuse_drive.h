@@ -29,7 +29,7 @@ class FuseMount {
   FuseMount(const FuseMount&) = delete;
   FuseMount& operator=(const FuseMount&) = delete;
 
-  // Serves until Stop is called or the folder is unmounted; several threads.
+  // Serves until Stop is called or the folder is unmounted; several threads. Unmounts.
   void Serve();
   // Any thread.
   void Stop();
