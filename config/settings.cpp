@@ -8,6 +8,8 @@ namespace {
 
 // A key path is put together in a buffer of 255 units.
 constexpr size_t kLongestKeyPath = 254;
+// As the system itself writes it: keys are found whatever their case.
+constexpr TextView kQuotaKey = u"SOFTWARE\\Orve-Lan\\Cirrux\\Connection Parameters";
 constexpr size_t kQuotaBufferBytes = 100;
 constexpr size_t kUsedQuotaBufferBytes = 2000;
 
@@ -138,8 +140,7 @@ int64_t ReadAccountQuota() {
   return Guarded(
       int64_t{0},
       [] {
-        const auto text = ReadPerUserText(Text(kProductKey).append(kConnectionParameters), u"Quota",
-                                          kQuotaBufferBytes);
+        const auto text = ReadPerUserText(kQuotaKey, u"Quota", kQuotaBufferBytes);
         return text ? ParseInt64(*text) : int64_t{0};
       },
       [](const Failure&) {});
