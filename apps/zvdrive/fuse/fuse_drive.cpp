@@ -16,6 +16,7 @@
 #include <stdexcept>
 
 #include "apps/zvdrive/drive/drive_path.h"
+#include "apps/zvdrive/fuse/open_handles.h"
 #include "platform/console.h"
 #include "platform/thread.h"
 
@@ -60,7 +61,19 @@ int ErrnoOf(DriveError error) {
 
 int Result(DriveError error) { return -ErrnoOf(error); }
 
-VirtualDrive& Drive() { return *static_cast<VirtualDrive*>(fuse_get_context()->private_data); }
+struct OpenFolder {
+  std::mutex mutex;
+  std::shared_ptr<FolderListing> listing;  // from the first read on, and anew at each rewinding
+};
+
+// What the callbacks work on.
+struct Mounted {
+  VirtualDrive& drive;
+  OpenHandles<FileHandle> files;
+  OpenHandles<OpenFolder> folders;
+};
+Mounted& TheMount() { return *static_cast<Mounted*>(fuse_get_context()->private_data); }
+VirtualDrive& Drive() { return TheMount().drive; }
 
 // A path of the mount as one of the drive; throws its errno when the drive cannot hold it.
 struct PathError {
@@ -95,15 +108,9 @@ int Answer(Body&& body) noexcept {
   }
 }
 
-// A handle that FUSE keeps for us between open and release.
-struct Handle {
-  FileHandle file;
-};
-Handle& HandleOf(const fuse_file_info* info) {
-  return *reinterpret_cast<Handle*>(static_cast<uintptr_t>(info->fh));
-}
-void KeepHandle(fuse_file_info* info, const OpenedFile& opened) {
-  info->fh = reinterpret_cast<uintptr_t>(std::make_unique<Handle>(opened.file).release());
+OpenFile& FileOf(const fuse_file_info* info) { return *OpenHandles<FileHandle>::Of(info->fh); }
+void KeepOpen(fuse_file_info* info, const OpenedFile& opened) {
+  info->fh = TheMount().files.Keep(std::make_unique<FileHandle>(opened.file));
   info->keep_cache = opened.is_unchanged;
   info->direct_io = (info->flags & O_ACCMODE) == O_WRONLY;
 }
@@ -132,24 +139,15 @@ int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
   });
 }
 
-// An open folder, that FUSE keeps for us.
-struct FolderHandle {
-  std::mutex mutex;
-  std::shared_ptr<FolderListing> listing;  // from the first read on, and anew at each rewinding
-};
-FolderHandle& FolderOf(const fuse_file_info* info) {
-  return *reinterpret_cast<FolderHandle*>(static_cast<uintptr_t>(info->fh));
-}
-
 int OpenFolderAt(const char*, fuse_file_info* info) {
   return Answer([&] {
-    info->fh = reinterpret_cast<uintptr_t>(std::make_unique<FolderHandle>().release());
+    info->fh = TheMount().folders.Keep(std::make_unique<OpenFolder>());
     return 0;
   });
 }
 
 int ReleaseFolder(const char*, fuse_file_info* info) {
-  const std::unique_ptr<FolderHandle> folder(&FolderOf(info));
+  TheMount().folders.Release(info->fh);
   return 0;
 }
 
@@ -178,7 +176,7 @@ int FillFolder(FolderListing& listing, void* buffer, fuse_fill_dir_t fill, off_t
 int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offset,
                fuse_file_info* info, fuse_readdir_flags flags) {
   return Answer([&] {
-    FolderHandle& folder = FolderOf(info);
+    OpenFolder& folder = OpenHandles<OpenFolder>::Of(info->fh);
     std::shared_ptr<FolderListing> listing;
     {
       const std::lock_guard lock(folder.mutex);
@@ -194,7 +192,7 @@ int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offse
 int OpenFileAt(const char* path, fuse_file_info* info) {
   return Answer([&] {
     const auto opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
-    if (opened) KeepHandle(info, opened.value);
+    if (opened) KeepOpen(info, opened.value);
     return Result(opened.error);
   });
 }
@@ -206,7 +204,7 @@ int CreateFileAt(const char* path, mode_t, fuse_file_info* info) {
     if (opened.error == DriveError::kExists && !(info->flags & O_EXCL)) {
       opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
     }
-    if (opened) KeepHandle(info, opened.value);
+    if (opened) KeepOpen(info, opened.value);
     return Result(opened.error);
   });
 }
@@ -216,7 +214,7 @@ int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
     size_t done = 0;
     while (done < size) {
       const auto count =
-          Drive().Read(*HandleOf(info).file, offset + static_cast<off_t>(done),
+          Drive().Read(FileOf(info), offset + static_cast<off_t>(done),
                        std::as_writable_bytes(std::span(buffer + done, size - done)));
       if (!count) return Result(count.error);
       if (count.value == 0) break;
@@ -229,30 +227,30 @@ int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
 int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
   return Answer([&] {
     const DriveError error =
-        Drive().Write(*HandleOf(info).file, offset, std::as_bytes(std::span(data, size)));
+        Drive().Write(FileOf(info), offset, std::as_bytes(std::span(data, size)));
     return error == DriveError::kNone ? static_cast<int>(size) : Result(error);
   });
 }
 
 int Truncate(const char* path, off_t size, fuse_file_info* info) {
   return Answer([&] {
-    return Result(info ? Drive().Resize(*HandleOf(info).file, size)
+    return Result(info ? Drive().Resize(FileOf(info), size)
                        : Drive().ResizePath(DrivePath(path), size, ProcessName()));
   });
 }
 
 int FlushFile(const char*, fuse_file_info* info) {
-  return Answer([&] { return Result(Drive().Flush(*HandleOf(info).file, ProcessName())); });
+  return Answer([&] { return Result(Drive().Flush(FileOf(info), ProcessName())); });
 }
 
 int SyncFile(const char*, int, fuse_file_info* info) {
-  return Answer([&] { return Result(Drive().Flush(*HandleOf(info).file, ProcessName())); });
+  return Answer([&] { return Result(Drive().Flush(FileOf(info), ProcessName())); });
 }
 
 int ReleaseFile(const char*, fuse_file_info* info) {
   return Answer([&] {
-    const std::unique_ptr<Handle> handle(&HandleOf(info));
-    return Result(Drive().Close(handle->file, ProcessName()));
+    const auto file = TheMount().files.Release(info->fh);
+    return Result(Drive().Close(*file, ProcessName()));
   });
 }
 
@@ -355,6 +353,9 @@ void ReadFurtherAhead(const std::string& mount_point) {
 }  // namespace
 
 struct FuseMount::Impl {
+  explicit Impl(VirtualDrive& drive) : mounted{drive, {}, {}} {}
+
+  Mounted mounted;
   fuse_operations operations = Operations();
   struct fuse* fuse = nullptr;
   std::filesystem::path place;
@@ -377,14 +378,14 @@ std::string MissingForMount() {
 }
 
 FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
-    : impl_(std::make_unique<Impl>()) {
+    : impl_(std::make_unique<Impl>(drive)) {
   std::string mount_options = "fsname=zvdrive,subtype=zvdrive,default_permissions,max_read=1048576";
   if (options.allow_other) mount_options += ",allow_other";
   if (options.read_only) mount_options += ",ro";
   std::string program = "zvdrive", flag = "-o";
   char* argv[] = {program.data(), flag.data(), mount_options.data(), nullptr};
   fuse_args arguments = FUSE_ARGS_INIT(3, argv);
-  impl_->fuse = fuse_new(&arguments, &impl_->operations, sizeof impl_->operations, &drive);
+  impl_->fuse = fuse_new(&arguments, &impl_->operations, sizeof impl_->operations, &impl_->mounted);
   fuse_opt_free_args(&arguments);
   if (!impl_->fuse) throw std::runtime_error("FUSE refused the mount options");
   std::error_code unknown;
