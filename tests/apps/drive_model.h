@@ -76,19 +76,23 @@ class DriveModel {
     return DriveError::kNone;
   }
 
-  DriveError Rename(TextView from, TextView to, bool replace) {
+  // What a rename will answer.
+  DriveError CheckRename(TextView from, TextView to, bool replace) const {
     if (const DriveError error = Look(from); error != DriveError::kNone) return error;
     if (from == to) return DriveError::kNone;
     if (IsWithin(to, from)) return DriveError::kIntoItself;
     const DriveError absent = CheckAbsent(to);
-    if (absent != DriveError::kNone && (absent != DriveError::kExists || !replace)) return absent;
-    if (absent == DriveError::kExists) {
-      if (IsFolder(from) != IsFolder(to)) {
-        return IsFolder(from) ? DriveError::kNotFolder : DriveError::kIsFolder;
-      }
-      if (IsFolder(to) && !IsEmpty(to)) return DriveError::kNotEmpty;
-      Erase(to);
+    if (absent != DriveError::kExists || !replace) return absent;
+    if (IsFolder(from) != IsFolder(to)) {
+      return IsFolder(from) ? DriveError::kNotFolder : DriveError::kIsFolder;
     }
+    return IsFolder(to) && !IsEmpty(to) ? DriveError::kNotEmpty : DriveError::kNone;
+  }
+
+  DriveError Rename(TextView from, TextView to, bool replace) {
+    const DriveError error = CheckRename(from, to, replace);
+    if (error != DriveError::kNone || from == to) return error;
+    if (nodes_.contains(Text(to))) Erase(to);
     std::map<Text, ModelNode> moved;
     for (const auto& [path, node] : nodes_) {
       const bool follows = IsWithin(path, from);
@@ -97,6 +101,8 @@ class DriveModel {
     nodes_ = std::move(moved);
     return DriveError::kNone;
   }
+
+  const std::map<Text, ModelNode>& nodes() const { return nodes_; }
 
   std::map<Text, std::optional<std::string>> Tree() const {
     std::map<Text, std::optional<std::string>> tree;
