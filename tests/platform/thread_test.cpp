@@ -36,6 +36,18 @@ TEST(Thread, GoesOnWithoutItsHandle) {
   done.Acquire();
 }
 
+TEST(Thread, EachOfManyThatAreLetGoAtOnceRuns) {
+  constexpr uint32_t kThreads = 1000;
+  Semaphore ran(0, kThreads);
+  for (uint32_t i = 0; i < kThreads; ++i) {
+    Thread::Start([&ran] {
+      ran.Release();
+      return 0u;
+    });
+  }
+  for (uint32_t i = 0; i < kThreads; ++i) ran.Acquire();
+}
+
 TEST(Thread, WaitForAllWaitsForEachAndKeepsTheResults) {
   std::atomic<int> ended = 0;
   std::vector<Thread> threads;
