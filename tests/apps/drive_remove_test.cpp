@@ -49,6 +49,27 @@ TEST_F(RemoveTest, RemovesAFile) {
   EXPECT_EQ(Deletes()[0].process, kProcess);
 }
 
+// In the cache its content lies as if in the folder, and would go with it.
+TEST_F(RemoveTest, AFolderStaysWhileAFileCachedAsIfInItIsOpenOrUnsent) {
+  worker_.PutFolder(u"\\C");
+  worker_.PutFile(u"\\C# notes.txt", "x");
+  const FileHandle file = OpenFileAt(u"\\C# notes.txt");
+  EXPECT_EQ(drive_.RemoveFolder(u"\\C", kProcess), DriveError::kNotUnique);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  worker_.MarkUnsent(u"\\C# notes.txt");
+  EXPECT_EQ(drive_.RemoveFolder(u"\\C", kProcess), DriveError::kNotUnique);
+  EXPECT_THAT(Deletes(), IsEmpty());
+}
+
+TEST_F(RemoveTest, AFolderGoesWhenFilesCachedAsIfInItCanBeReadAnew) {
+  worker_.PutFolder(u"\\C");
+  worker_.PutFile(u"\\C# notes.txt", "x");
+  const FileHandle file = OpenFileAt(u"\\C# notes.txt");
+  EXPECT_EQ(ReadFrom(file, 0, 1), "x");
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(drive_.RemoveFolder(u"\\C", kProcess), DriveError::kNone);
+}
+
 TEST_F(RemoveTest, AFileIsNoFolderToRemoveAndAFolderNoFile) {
   worker_.PutFile(u"\\a", "x");
   worker_.PutFolder(u"\\d");

@@ -154,6 +154,21 @@ TEST_F(RenameTest, IsRefusedOntoTheCacheNameOfAnother) {
   EXPECT_EQ(Rename(u"\\b.txt", u"\\d#a.txt"), DriveError::kNone);
 }
 
+// In the cache their content lies as if in the folder: it would be moved along, or cleared.
+TEST_F(RenameTest, OfAFolderIsRefusedWhileAFileCachedAsIfInItIsOpen) {
+  worker_.PutFolder(u"\\C");
+  worker_.PutFile(u"\\C# notes.txt", "x");
+  worker_.PutFile(u"\\D#s", "x");
+  const FileHandle beside_the_source = OpenFileAt(u"\\C# notes.txt");
+  EXPECT_EQ(Rename(u"\\C", u"\\E"), DriveError::kNotUnique);
+  EXPECT_EQ(CloseFile(beside_the_source), DriveError::kNone);
+  const FileHandle beside_the_target = OpenFileAt(u"\\D#s");
+  EXPECT_EQ(Rename(u"\\C", u"\\D"), DriveError::kNotUnique);
+  EXPECT_THAT(Renames(), IsEmpty());
+  EXPECT_EQ(Rename(u"\\C", u"\\E"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(beside_the_target), DriveError::kNone);
+}
+
 TEST_F(RenameTest, BlocksAndCompletionComeBeforeTheRename) {
   const FileHandle file = CreateFileAt(u"\\a.txt");
   EXPECT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);

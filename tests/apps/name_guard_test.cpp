@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace zv::testing {
 namespace {
 
@@ -90,6 +92,22 @@ TEST(NameGuardTest, RefusesAMoveOntoTheNameOfAnother) {
   EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
   EXPECT_FALSE(names.CanMove(u"\\a", u"\\z", true));
   EXPECT_TRUE(names.CanMove(u"\\a", u"\\y", true));
+}
+
+TEST(NameGuardTest, TellsWhoIsCachedAsIfInAFolder) {
+  NameGuard names;
+  EXPECT_TRUE(names.Claim(u"\\C", true));
+  EXPECT_TRUE(names.Claim(u"\\C\\a.txt", false));
+  EXPECT_TRUE(names.Claim(u"\\Cobol.txt", false));
+  EXPECT_TRUE(names.Bystanders(u"\\C").empty());
+  EXPECT_TRUE(names.Claim(u"\\c# notes.txt", false));
+  EXPECT_TRUE(names.Claim(u"\\c#s\\b.txt", false));
+  auto found = names.Bystanders(u"\\C");
+  std::ranges::sort(found);
+  EXPECT_EQ(found, (std::vector<Text>{u"\\c# notes.txt", u"\\c#s\\b.txt"}));
+  EXPECT_TRUE(NameGuard::IsAffected(u"\\C\\a.txt", u"\\C"));
+  EXPECT_TRUE(NameGuard::IsAffected(u"\\c# notes.txt", u"\\C"));
+  EXPECT_FALSE(NameGuard::IsAffected(u"\\Cobol.txt", u"\\C"));
 }
 
 TEST(NameGuardTest, AMoveMayChangeTheCaseOrReplaceTheTarget) {

@@ -460,7 +460,12 @@ std::string MountPlayer::ReadAll(const Descriptor& descriptor, size_t offset, si
   while (done < length) {
     const ssize_t count = ::pread(descriptor.number(), data.data() + done, length - done,
                                   static_cast<off_t>(offset + done));
-    if (count < 0) Fail("read at " + std::to_string(offset + done) + ": " + ErrorName(errno));
+    if (count < 0) {
+      const std::string error = ErrorName(errno);
+      const fs::path file =
+          fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor.number()));
+      Fail("read of " + file.string() + " at " + std::to_string(offset + done) + ": " + error);
+    }
     if (count == 0) break;
     done += static_cast<size_t>(count);
   }

@@ -120,7 +120,24 @@ int PosixModel::RemoveFile(TextView path) {
   return ErrnoOf(tree_.Remove(path, false));
 }
 
-int PosixModel::RemoveFolder(TextView path) { return ErrnoOf(tree_.Remove(path, true)); }
+int PosixModel::RemoveFolder(TextView path) {
+  const int error = List(path);
+  if (error != 0) return error;
+  if (!tree_.IsEmpty(path)) return ENOTEMPTY;
+  if (HasBystanders(path)) return ENOTUNIQ;
+  return ErrnoOf(tree_.Remove(path, true));
+}
+
+bool PosixModel::HasBystanders(TextView folder) const {
+  if (!IsDrive()) return false;
+  const Text stem = CacheName(folder) + u"#";
+  for (const auto& [path, node] : tree_.nodes()) {
+    if (!node.file || IsWithin(path, folder) || !CacheName(path).starts_with(stem)) continue;
+    const auto copy = copies_.find(node.file);
+    if (copy != copies_.end() && (copy->second.holders > 0 || copy->second.is_kept)) return true;
+  }
+  return false;
+}
 
 std::optional<int> PosixModel::KernelsAnswer(TextView from, TextView to, bool replace) const {
   for (const TextView path : {from, to}) {
@@ -144,6 +161,7 @@ int PosixModel::Rename(TextView from, TextView to, bool replace) {
     return ErrnoOf(error);
   }
   if (IsDrive() && !StayUnique(from, to)) return ENOTUNIQ;
+  if (IsFolder(from) && (HasBystanders(from) || HasBystanders(to))) return ENOTUNIQ;
   if (IsDrive() && target_exists && !IsFolder(to) && IsHeld(to)) Hide(to);
   Move(from, to);
   return 0;

@@ -73,6 +73,9 @@ class PosixModel {
   // count.
   bool IsUnique(TextView path, TextView but, TextView nor) const;
   bool StayUnique(TextView from, TextView to) const;
+  // Whether a file elsewhere that is held, or that the server does not have, has a name in the
+  // cache as if it lay in the folder.
+  bool HasBystanders(TextView folder) const;
   // Answers of the kernel, who does not even ask the drive.
   std::optional<int> KernelsAnswer(TextView from, TextView to, bool replace) const;
   void Move(TextView from, TextView to);

@@ -6,8 +6,17 @@
 
 namespace zv {
 
+namespace {
+
+// What the names of a path in the cache have in common; empty for the root.
+Text Folded(TextView path) {
+  return path == kDriveRoot ? Text() : ToLower(ReplaceAll(path, u'\\', u'#'));
+}
+
+}  // namespace
+
 std::vector<Text> NameGuard::NamesOf(TextView path, bool is_folder) {
-  const Text folded = path == kDriveRoot ? Text() : ToLower(ReplaceAll(path, u'\\', u'#'));
+  const Text folded = Folded(path);
   // Files and folders share this one: what is renamed or deleted loses all that is cached under its
   // name, of either kind.
   const Text any = u"any" + folded;
@@ -60,6 +69,21 @@ void NameGuard::Move(TextView from, TextView to) {
   for (const Owner& owner : moved) {
     Claim(Text(to).append(TextView(owner.path).substr(from.size())), owner.is_folder);
   }
+}
+
+bool NameGuard::IsAffected(TextView path, TextView folder) {
+  const Text folded = Folded(path);
+  const Text stem = Folded(folder);
+  return folded == stem || folded.starts_with(stem + u'#');
+}
+
+std::vector<Text> NameGuard::Bystanders(TextView folder) const {
+  std::vector<Text> result;
+  for (const auto& [name, owner] : owners_) {
+    const bool is_elsewhere = !owner.is_folder && !IsWithin(owner.path, folder);
+    if (is_elsewhere && IsAffected(owner.path, folder)) result.push_back(owner.path);
+  }
+  return result;
 }
 
 }  // namespace zv

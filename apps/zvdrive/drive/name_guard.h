@@ -26,6 +26,12 @@ class NameGuard {
   // Takes the names along; those under the new path are given up first.
   void Move(TextView from, TextView to);
 
+  // Files elsewhere whose names in the cache are as if they lay in the folder ("\C#\a.txt" and
+  // "\C#.txt" beside "\C"): when it is renamed or deleted, what is cached of them goes, too.
+  std::vector<Text> Bystanders(TextView folder) const;
+  // Whether the path lies in the folder or is such a bystander.
+  static bool IsAffected(TextView path, TextView folder);
+
  private:
   struct Owner {
     Text path;

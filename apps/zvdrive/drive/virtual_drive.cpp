@@ -132,8 +132,8 @@ void VirtualDrive::Remember(const OpenFile& file) {
 uint64_t VirtualDrive::AwaitNames(TextView path) {
   std::unique_lock lock(mutex_);
   names_changed_.wait(lock, [&] {
-    return std::ranges::none_of(changing_names_,
-                                [&](const Text& name) { return IsWithin(path, name); });
+    return std::ranges::none_of(
+        changing_names_, [&](const Text& name) { return NameGuard::IsAffected(path, name); });
   });
   return name_changes_;
 }

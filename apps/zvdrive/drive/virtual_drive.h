@@ -107,6 +107,9 @@ class VirtualDrive {
   // kNone when nothing stands there, but its folder does.
   DriveError CheckAbsent(TextView path);
   DriveError CheckEmpty(TextView folder);
+  // kNotUnique while content that a program or the server still needs is cached as if it lay in the
+  // folder.
+  DriveError CheckBystanders(TextView folder);
   std::optional<NodeInfo> QueryInfo(TextView path);
   // Asks anew; kIo when the server does not list it, or does not answer.
   DriveError CheckListed(TextView path);

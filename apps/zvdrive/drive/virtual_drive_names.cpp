@@ -1,4 +1,6 @@
 // Names: making folders, removing, renaming.
+#include <algorithm>
+
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
 
@@ -59,6 +61,18 @@ DriveError VirtualDrive::CheckEmpty(TextView folder) {
   return nodes.value.empty() ? DriveError::kNone : DriveError::kNotEmpty;
 }
 
+DriveError VirtualDrive::CheckBystanders(TextView folder) {
+  std::vector<Text> files;
+  {
+    const std::lock_guard lock(mutex_);
+    files = names_.Bystanders(folder);
+    const auto is_open = [this](const Text& path) { return open_files_.contains(path); };
+    if (std::ranges::any_of(files, is_open)) return DriveError::kNotUnique;
+  }
+  const auto is_unsent = [this](const Text& path) { return host_.IsUnsent(path); };
+  return std::ranges::any_of(files, is_unsent) ? DriveError::kNotUnique : DriveError::kNone;
+}
+
 DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
   const NameChange change(*this, {Text(path)});
   const auto info = Look(path);
@@ -74,6 +88,7 @@ DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
   if (!info) return info.error;
   if (!info.value.is_folder) return DriveError::kNotFolder;
   if (const DriveError error = CheckEmpty(path); error != DriveError::kNone) return error;
+  if (const DriveError error = CheckBystanders(path); error != DriveError::kNone) return error;
   return Remove(path, true, process);
 }
 
@@ -132,6 +147,12 @@ DriveError VirtualDrive::Rename(TextView from, TextView to, bool replace, TextVi
   {
     const std::lock_guard lock(mutex_);
     if (!names_.CanMove(from, to, source.value.is_folder)) return DriveError::kNotUnique;
+  }
+  if (source.value.is_folder) {
+    for (const TextView folder : {from, to}) {
+      if (const DriveError error = CheckBystanders(folder); error != DriveError::kNone)
+        return error;
+    }
   }
   const OnTarget target = !replace              ? OnTarget::kFail
                           : target_exists.value ? OnTarget::kReplace
