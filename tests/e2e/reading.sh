@@ -35,7 +35,7 @@ for reader in "${readers[@]}"; do wait "$reader" || fail "a reader: $(cat "$root
 step "a file that was changed on the server is read anew"
 before=$(md5sum <"$drive/51201.bin")
 random_file "$files/51201.bin" 51300
-touch -d '1 hour' "$files/51201.bin"
+touch -d '1 hour ago' "$files/51201.bin"  # of times to come the server says that they are now
 cmp "$files/51201.bin" "$drive/51201.bin" || fail "old content"
 [ "$(md5sum <"$drive/51201.bin")" != "$before" ] || fail "nothing changed"
 

@@ -45,7 +45,7 @@ settle_log
 
 step "a file that was changed on the server is read anew"
 random_file "$files/51201.bin" 51300
-touch -d '1 hour' "$files/51201.bin"
+touch -d '1 hour ago' "$files/51201.bin"  # of times to come the server says that they are now
 cmp "$files/51201.bin" "$drive/51201.bin" || fail "old content"
 
 step "written files are the server's, byte for byte"

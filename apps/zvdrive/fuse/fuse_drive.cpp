@@ -191,8 +191,12 @@ int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offse
 
 int OpenFileAt(const char* path, fuse_file_info* info) {
   return Answer([&] {
-    const auto opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
+    const bool empty_it = (info->flags & O_TRUNC) != 0;
+    const auto opened = Drive().Open(DrivePath(path), empty_it);
     if (opened) KeepOpen(info, opened.value);
+    // The kernel may know the size that the file had a moment ago, and would read no further.
+    const bool may_differ = opened && !opened.value.is_unchanged && !empty_it;
+    if (may_differ) fuse_invalidate_path(fuse_get_context()->fuse, path);
     return Result(opened.error);
   });
 }
