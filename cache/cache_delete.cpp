@@ -82,7 +82,7 @@ void CCache::CleanAfterDelete(TextView path) {
   const TextView stem = WithoutTrailingSlash(server_path);
   if (is_sync()) {
     const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
-    ForgetResource(stem, StagingFolder(user_name) + u"\\");
+    ForgetResource(stem, StagingPrefix(user_name));
   } else {
     ForgetResource(stem, {});
   }

@@ -1,5 +1,8 @@
 #include "cache/cache_names.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "config/folders.h"
 #include "config/settings.h"
 #include "platform/format.h"
@@ -7,7 +10,13 @@
 namespace zv {
 namespace {
 
-constexpr TextView kReserved = u"\"*/:<>?\\|";
+struct ReservedUnit {
+  char16_t unit;
+  TextView encoded;
+};
+constexpr ReservedUnit kReserved[] = {{u'\x22', u"%22"}, {u'*', u"%2A"},  {u'/', u"%2F"},
+                                      {u':', u"%3A"}, {u'<', u"%3C"},  {u'>', u"%3E"},
+                                      {u'?', u"%3F"}, {u'\\', u"%5C"}, {u'|', u"%7C"}};
 
 // Installed under Program Files, the cache lives outside it, in a product folder at the drive's
 // root.
@@ -25,10 +34,11 @@ Text EncodeCacheName(TextView text) {
   Text encoded;
   encoded.reserve(text.size());
   for (const char16_t unit : text) {
-    if (kReserved.find(unit) == TextView::npos) {
+    const auto* reserved = std::ranges::find(kReserved, unit, &ReservedUnit::unit);
+    if (reserved == std::end(kReserved)) {
       encoded += unit;
     } else {
-      encoded += Format(u"%%%02X", static_cast<uint32_t>(unit));
+      encoded += reserved->encoded;
     }
   }
   return encoded;

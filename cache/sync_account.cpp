@@ -50,6 +50,10 @@ Text StagingFolder(TextView user_name) {
   return Format(u"%s\\cache@%s", GetSyncFolderRoot(), user_name);
 }
 
+Text StagingPrefix(TextView user_name) {
+  return Format(u"%s\\cache@%s\\", GetSyncFolderRoot(), user_name);
+}
+
 Text JournalPath(TextView journal) { return Format(u"%s\\%s", GetSyncFolderRoot(), journal); }
 
 bool WriteJournal(TextView journal, TextView line) {

@@ -28,6 +28,8 @@ int32_t CallUtilityList(UtilityListCall entry, const SyncAccount& account, void*
 
 // Folder of the copies that the utility library sends; no trailing backslash.
 Text StagingFolder(TextView user_name);
+// The same with the backslash that a file's name follows.
+Text StagingPrefix(TextView user_name);
 
 // Journals are one-line files in the sync data folder, which the utility library reads during the
 // call that follows.

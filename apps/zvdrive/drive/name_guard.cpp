@@ -5,7 +5,6 @@
 #include "apps/zvdrive/drive/drive_path.h"
 
 namespace zv {
-
 namespace {
 
 // What the names of a path in the cache have in common; empty for the root.

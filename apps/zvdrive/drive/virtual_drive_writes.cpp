@@ -82,7 +82,8 @@ DriveError VirtualDrive::BeginStoring(OpenFile& file) {
   const auto store = [this, path = file.path, &block = file.stored] {
     return requests_.Write(path, block.offset, block.bytes, block.begins_anew);
   };
-  file.storing = std::async(std::launch::async, store);
+  // Without memory for a thread it is done when it is waited for.
+  file.storing = std::async(std::launch::async | std::launch::deferred, store);
   return DriveError::kNone;
 }
 
