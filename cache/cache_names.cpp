@@ -15,8 +15,8 @@ struct ReservedUnit {
   TextView encoded;
 };
 constexpr ReservedUnit kReserved[] = {{u'\x22', u"%22"}, {u'*', u"%2A"},  {u'/', u"%2F"},
-                                      {u':', u"%3A"}, {u'<', u"%3C"},  {u'>', u"%3E"},
-                                      {u'?', u"%3F"}, {u'\\', u"%5C"}, {u'|', u"%7C"}};
+                                      {u':', u"%3A"},    {u'<', u"%3C"},  {u'>', u"%3E"},
+                                      {u'?', u"%3F"},    {u'\\', u"%5C"}, {u'|', u"%7C"}};
 
 // Installed under Program Files, the cache lives outside it, in a product folder at the drive's
 // root.
