@@ -2,6 +2,7 @@
 // every line, emptied when they reach 204,800 bytes. Level lines carry a level and the local time.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/error.h"
@@ -44,7 +45,7 @@ class CLogEvent {
  private:
   void AppendLine(TextView line) noexcept;
 
-  bool opened_ = false;
+  std::atomic<bool> opened_ = false;  // several threads may share one object
   Text path_;
 };
 
