@@ -169,11 +169,12 @@ void HandOverInARow(benchmark::State& state) {
   RequestQueues queues;
   const Worker worker(queues);
   for (auto _ : state) {
-    const bool replied = queues.SubmitRow(DriveQueue::kInfo, WalkRequest(),
-                                          [](const ChannelReply&, RequestRecord& record) {
-                                            return ++record.length_or_index <= kEntries;
-                                          });
-    if (!replied) state.SkipWithError("no reply");
+    const auto next = [](const ChannelReply&, RequestRecord& record) {
+      return ++record.length_or_index <= kEntries;
+    };
+    const auto row =
+        queues.BeginRow(DriveQueue::kInfo, WalkRequest(), {}, next, RowOrder::kAmongOthers);
+    if (!row->Wait()) state.SkipWithError("no reply");
   }
   state.SetItemsProcessed(state.iterations() * kEntries);
 }

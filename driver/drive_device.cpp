@@ -90,8 +90,8 @@ void SendVolumeReply(const Device& drive, const VolumeReply& reply) {
   Send(drive, IOCTL_VOLUME_REPLY, reply);
 }
 
-void ExchangeBackupReply(const Device& drive, TransferReply& reply) {
-  drive.Control(IOCTL_BACKUP_REPLY, &reply, sizeof reply, &reply, sizeof reply);
+bool ExchangeBackupReply(const Device& drive, TransferReply& reply) {
+  return drive.Control(IOCTL_BACKUP_REPLY, &reply, sizeof reply, &reply, sizeof reply);
 }
 
 }  // namespace zv

@@ -44,7 +44,7 @@ void SendTransferStatusReply(const Device& drive, StatusWord status);
 void SendRestoreReply(const Device& drive, const TransferReply& reply);
 void SendVolumeReply(const Device& drive, const VolumeReply& reply);
 // Sends, and takes the driver's answer into the same record: the driver fills the buffer that the
-// record points to and writes back how many bytes it supplied.
-void ExchangeBackupReply(const Device& drive, TransferReply& reply);
+// record points to and writes back how many bytes it supplied. False: it took no reply.
+bool ExchangeBackupReply(const Device& drive, TransferReply& reply);
 
 }  // namespace zv

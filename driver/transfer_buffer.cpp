@@ -20,9 +20,11 @@ bool TakeFailure() {
 
 }  // namespace
 
-TransferBuffer::TransferBuffer(uint32_t size) {
+TransferBuffer::TransferBuffer(uint32_t size, Content content) {
   if (TakeFailure()) return;
-  bytes_.reset(static_cast<std::byte*>(std::calloc(std::max<size_t>(size, 1), 1)));
+  const size_t count = std::max<size_t>(size, 1);
+  void* const memory = content == Content::kZeros ? std::calloc(count, 1) : std::malloc(count);
+  bytes_.reset(static_cast<std::byte*>(memory));
 }
 
 namespace testing {

@@ -10,8 +10,13 @@ namespace zv {
 
 class TransferBuffer {
  public:
-  // Zeroed. Lack of memory is no failure: the buffer is then absent.
-  explicit TransferBuffer(uint32_t size);
+  enum class Content {
+    kZeros,
+    kAny,  // whoever reads it has been told how much was filled in
+  };
+
+  // Lack of memory is no failure: the buffer is then absent.
+  TransferBuffer(uint32_t size, Content content);
 
   explicit operator bool() const { return bytes_ != nullptr; }
   std::byte* data() const { return bytes_.get(); }
@@ -22,7 +27,8 @@ class TransferBuffer {
   struct Free {
     void operator()(std::byte* bytes) const { std::free(bytes); }
   };
-  // The system's zeroed pages: a step that asks for much and gets little touches only what it gets.
+  // Zeros are the system's own pages: a step that asks for much and gets little touches only what
+  // it gets.
   std::unique_ptr<std::byte, Free> bytes_;
 };
 

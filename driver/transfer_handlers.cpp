@@ -37,16 +37,17 @@ void ReadStep(CCache& cache, TransferRequest& step, TransferReply& reply) {
   reply.length = past_the_end ? 0 : step.length;
 }
 
-// Asks the driver for the block. False when the block is to be dropped.
+// Asks the driver for the block. False when there is none to store: it was refused, or the driver
+// took no reply and supplied nothing.
 bool ReceiveBlock(CEventPolling& polling, TransferReply& reply) {
   const bool refuse = g_backup_failed != 0;
   if (refuse) {
     reply.status = kTransferFailure;
     reply.length = 0;
   }
-  ExchangeBackupReply(polling.drive(), reply);
+  const bool supplied = ExchangeBackupReply(polling.drive(), reply);
   if (refuse) g_backup_failed = 0;
-  return !refuse;
+  return supplied && !refuse;
 }
 
 void StoreBlock(CEventPolling& polling, const TransferRequest& block) {
@@ -84,7 +85,7 @@ void RestoreRequest(CEventPolling& polling, const RequestRecord& request) {
     CLogEvent& log = polling.poll_log();
     log.WriteTrace(u"Restore of = %s\noff-set = %ld", request.Path(), request.offset);
     log.WriteTrace(u"Buf Len = %ld", request.length_or_index);
-    const TransferBuffer buffer(request.length_or_index);
+    const TransferBuffer buffer(request.length_or_index, TransferBuffer::Content::kZeros);
     TransferReply reply{request.length_or_index, kTransferSuccess, buffer.address()};
     if (buffer) {
       TransferRequest step = StepOf(request);
@@ -114,7 +115,7 @@ void CacheBackupRequest(CEventPolling& polling, const RequestRecord& request) {
     log.WriteTrace(u"%ld", request.length_or_index);
     TransferRequest block = StepOf(request);
     block.force_store = request.force_store == 1;
-    const TransferBuffer buffer(block.length);
+    const TransferBuffer buffer(block.length, TransferBuffer::Content::kAny);
     if (!buffer) {
       log.WriteTraceText(u"Error allocating memory for backup buffer");
       g_backup_failed = 1;

@@ -28,14 +28,15 @@ void PutName(TextView name) {
   Put(Record().name[count], u'\0');
 }
 
-Text GetName() {
-  Text name;
-  while (name.size() < kNameUnits - 1) {
-    const char16_t unit = Get(Record().name[name.size()]);
-    if (unit == u'\0') break;
-    name += unit;
+// Into room for kNameUnits, the terminator included.
+void CopyName(char16_t* name) {
+  const ProgressRecord& record = Record();
+  char16_t* const last = name + kNameUnits - 1;
+  for (const char16_t* unit = record.name; name < last; ++unit, ++name) {
+    *name = Get(*unit);
+    if (*name == u'\0') return;
   }
-  return name;
+  *last = u'\0';
 }
 
 }  // namespace
@@ -59,17 +60,16 @@ int32_t ReadProgressDetails(char16_t* name, uint32_t* first_count, uint32_t* sec
                             uint32_t* elapsed_seconds, uint16_t mode) {
   constexpr uint16_t kCancelMode = 1;
   ProgressRecord& record = Record();
-  if (name && mode != kCancelMode) {
-    const Text current = GetName();
-    *std::copy(current.begin(), current.end(), name) = u'\0';
-  }
+  if (name && mode != kCancelMode) CopyName(name);
   if (first_count) *first_count = Get(record.first_count);
   if (second_count) *second_count = Get(record.second_count);
   if (elapsed_seconds) *elapsed_seconds = Get(record.elapsed_seconds);
   if (name && mode == kCancelMode) {
     try {
       const TextView wanted(name, std::find(name, name + kNameUnits, u'\0'));
-      if (EqualsNoCase(wanted, GetName())) Put(record.cancel_request, uint8_t{1});
+      char16_t current[kNameUnits];
+      CopyName(current);
+      if (EqualsNoCase(wanted, current)) Put(record.cancel_request, uint8_t{1});
     } catch (...) {
       return 0;  // no memory to compare the names
     }

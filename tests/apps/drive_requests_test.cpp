@@ -2,6 +2,7 @@
 #include "apps/zvdrive/drive/drive_requests.h"
 
 #include "tests/apps/drive_fixture.h"
+#include "tests/apps/plain_channel.h"
 
 namespace zv::testing {
 namespace {
@@ -163,7 +164,7 @@ TEST_F(DriveRequestsTest, RefusalsAndMissingRepliesAreErrors) {
 
 TEST_F(DriveRequestsTest, AnAnswerOfAnotherKindIsNoAnswer) {
   // Plays a driver that mixes its replies up.
-  class Mixed final : public RequestChannel {
+  class Mixed final : public PlainChannel {
    public:
     std::optional<ChannelReply> Submit(DriveQueue, const RequestRecord&, std::span<const std::byte>,
                                        std::span<std::byte>,

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "apps/zvdrive/drive/drive_host.h"
-#include "apps/zvdrive/drive/request_channel.h"
 #include "driver/protocol.h"
+#include "tests/apps/plain_channel.h"
 
 namespace zv::testing {
 
@@ -39,7 +39,7 @@ RequestTest OfMajor(MajorCode major);
 RequestTest OfMinor(MinorCode minor);
 
 // Any thread. Paths as on the drive; contents are byte strings.
-class FakeWorker final : public RequestChannel, public DriveHost {
+class FakeWorker final : public PlainChannel, public DriveHost {
  public:
   FakeWorker();
 

@@ -120,9 +120,9 @@ TEST(RequestChannelTest, CallsBackWhileItWaitsAndEndsWithTheQueues) {
 }
 
 // The worker's side, by hand.
-class RequestRow : public ::testing::Test {
+class RequestRowTest : public ::testing::Test {
  protected:
-  RequestRow() { queues_.OpenHandle(1); }
+  RequestRowTest() { queues_.OpenHandle(1); }
 
   RequestRecord Fetch() {
     RequestRecord record;
@@ -137,14 +137,17 @@ class RequestRow : public ::testing::Test {
   }
   std::future<bool> SubmitRow(RequestChannel::NextRequest next) {
     return std::async(std::launch::async, [this, next] {
-      return queues_.SubmitRow(DriveQueue::kInfo, Request(MajorCode::kDelete, 1), next);
+      return queues_
+          .BeginRow(DriveQueue::kInfo, Request(MajorCode::kDelete, 1), {}, next,
+                    RowOrder::kAmongOthers)
+          ->Wait();
     });
   }
 
   RequestQueues queues_;
 };
 
-TEST_F(RequestRow, EachRequestIsMadeFromTheReplyBeforeIt) {
+TEST_F(RequestRowTest, EachRequestIsMadeFromTheReplyBeforeIt) {
   std::vector<uint32_t> statuses;
   auto row = SubmitRow([&](const ChannelReply& reply, RequestRecord& record) {
     uint32_t status = 0;
@@ -163,7 +166,7 @@ TEST_F(RequestRow, EachRequestIsMadeFromTheReplyBeforeIt) {
   EXPECT_EQ(statuses, (std::vector<uint32_t>{7, 8, 9}));
 }
 
-TEST_F(RequestRow, RequestsOfOthersComeInBetween) {
+TEST_F(RequestRowTest, RequestsOfOthersComeInBetween) {
   auto row = SubmitRow(
       [](const ChannelReply&, RequestRecord& record) { return ++record.length_or_index < 3; });
   EXPECT_EQ(Fetch().length_or_index, 1u);
@@ -183,7 +186,7 @@ TEST_F(RequestRow, RequestsOfOthersComeInBetween) {
                                  static_cast<uint32_t>(MajorCode::kRename)}));
 }
 
-TEST_F(RequestRow, EndsWhenAReplyDoesNotCome) {
+TEST_F(RequestRowTest, EndsWhenAReplyDoesNotCome) {
   int replies = 0;
   auto row = SubmitRow([&](const ChannelReply&, RequestRecord&) { return ++replies < 9; });
   Fetch();
@@ -194,11 +197,82 @@ TEST_F(RequestRow, EndsWhenAReplyDoesNotCome) {
   EXPECT_EQ(replies, 1);
 }
 
-TEST_F(RequestRow, EndsWhenTheNextRequestCannotBeMade) {
+TEST_F(RequestRowTest, EndsWhenTheNextRequestCannotBeMade) {
   auto row = SubmitRow([](const ChannelReply&, RequestRecord&) -> bool { throw std::bad_alloc(); });
   Fetch();
   Reply(0);
   EXPECT_FALSE(row.get());
+}
+
+TEST_F(RequestRowTest, AnUnbrokenOneLetsNobodyIn) {
+  const auto next = [](const ChannelReply&, RequestRecord& record) {
+    return ++record.length_or_index < 3;
+  };
+  const auto row = queues_.BeginRow(DriveQueue::kInfo, Request(MajorCode::kDelete, 1), {}, next,
+                                    RowOrder::kUnbroken);
+  const auto other = queues_.BeginRow(
+      DriveQueue::kInfo, Request(MajorCode::kRename), {},
+      [](const ChannelReply&, RequestRecord&) { return false; }, RowOrder::kUnbroken);
+  for (uint32_t step = 1; step < 3; ++step) {
+    const RequestRecord record = Fetch();
+    EXPECT_EQ(record.major, static_cast<uint32_t>(MajorCode::kDelete));
+    EXPECT_EQ(record.length_or_index, step);
+    Reply(0);
+  }
+  EXPECT_TRUE(row->Wait());
+  EXPECT_EQ(Fetch().major, static_cast<uint32_t>(MajorCode::kRename));
+  Reply(0);
+  EXPECT_TRUE(other->Wait());
+}
+
+TEST_F(RequestRowTest, OneThatIsLetGoIsWithdrawn) {
+  const auto next = [](const ChannelReply&, RequestRecord&) { return true; };
+  queues_.BeginRow(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, next, RowOrder::kUnbroken);
+  queues_.EndPolling(DriveQueue::kInfo);
+  EXPECT_EQ(Fetch().major, 0xFFFFFFFFu);
+}
+
+TEST_F(RequestRowTest, OneThatIsLetGoWhileItIsServedGoesNoFurther) {
+  int replies = 0;
+  const auto next = [&](const ChannelReply&, RequestRecord&) { return ++replies < 9; };
+  auto row = queues_.BeginRow(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, next,
+                              RowOrder::kUnbroken);
+  EXPECT_EQ(Fetch().major, static_cast<uint32_t>(MajorCode::kDelete));
+  row.reset();
+  Reply(0);
+  queues_.EndPolling(DriveQueue::kInfo);
+  EXPECT_EQ(Fetch().major, 0xFFFFFFFFu);
+  EXPECT_EQ(replies, 0);
+}
+
+TEST(RequestChannelTest, SuppliesNoBlockForARowThatIsLetGo) {
+  RequestQueues queues;
+  queues.OpenHandle(1);
+  const std::array<std::byte, 4> block{};
+  const auto next = [](const ChannelReply&, RequestRecord&) { return false; };
+  auto row = queues.BeginRow(DriveQueue::kTransfer, Request(MajorCode::kBackup, 4), block, next,
+                             RowOrder::kUnbroken);
+  RequestRecord record;
+  uint32_t returned = 0;
+  ASSERT_EQ(queues.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record,
+                           sizeof record, &returned),
+            0u);
+  row.reset();
+  std::array<char, 4> buffer{"abc"};
+  TransferReply reply{4, 0, reinterpret_cast<uintptr_t>(buffer.data())};
+  EXPECT_NE(
+      queues.Control(1, IOCTL_BACKUP_REPLY, &reply, sizeof reply, &reply, sizeof reply, &returned),
+      0u);
+  EXPECT_EQ(std::string_view(buffer.data()), "abc");
+}
+
+TEST(RequestChannelTest, EndsARowThatBeginsAfterTheShutdown) {
+  RequestQueues queues;
+  queues.Shutdown();
+  const auto next = [](const ChannelReply&, RequestRecord&) { return true; };
+  const auto row = queues.BeginRow(DriveQueue::kTransfer, Request(MajorCode::kBackup), {}, next,
+                                   RowOrder::kUnbroken);
+  EXPECT_FALSE(row->Wait());
 }
 
 TEST(RequestChannelTest, PutsNoMoreIntoTheAskersBufferThanItHolds) {

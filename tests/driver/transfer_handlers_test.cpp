@@ -145,6 +145,21 @@ TEST_F(TransferTest, StoresAnEmptyBlockOnlyWhenForced) {
   EXPECT_EQ(ReadContent(u"/c.txt"), std::nullopt);
 }
 
+TEST_F(TransferTest, StoresNothingWhenTheDriverSuppliedNothing) {
+  StartWorker();
+  WriteContent(u"/a.txt", "0123456789");
+  bench_->RefuseReplies(2);
+  for (const bool force : {false, true}) {
+    RequestRecord request = MakeBackup(MinorCode::kCacheBackup, u"\\a.txt", 5);
+    request.force_store = force ? 1 : 0;
+    EXPECT_EQ(AskTransfer(request, "lost!").outcome, Outcome::kNoReply);
+  }
+  EXPECT_EQ(AskBlock(u"\\b.txt", "stored").status, kTransferSuccess);
+  StopWorker();
+  EXPECT_EQ(ReadContent(u"/a.txt"), "0123456789");
+  EXPECT_EQ(ReadContent(u"/b.txt"), "stored");
+}
+
 TEST_F(TransferTest, RefusesOneBlockAfterABlockThatCouldNotBeStored) {
   StartWorker();
   BlockContent(u"/bad.txt");

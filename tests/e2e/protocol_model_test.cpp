@@ -9,6 +9,7 @@
 #include "apps/zvdrive/drive/virtual_drive.h"
 #include "apps/zvdrive/worker_host.h"
 #include "tests/apps/drive_model.h"
+#include "tests/apps/plain_channel.h"
 #include "tests/e2e/protocol_fixture.h"
 
 namespace zv::testing {
@@ -18,7 +19,7 @@ constexpr TextView kProcess = u"editor";
 constexpr unsigned kSteps = ZV_MODEL_STEPS / 2;  // operations of each of the two games
 
 // The drive's requests, asked through the playing driver.
-class BenchChannel final : public RequestChannel {
+class BenchChannel final : public PlainChannel {
  public:
   explicit BenchChannel(DriverBench& bench) : bench_(bench) {}
 

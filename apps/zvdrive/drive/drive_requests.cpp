@@ -70,8 +70,8 @@ DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder, const N
     return true;
   };
   const auto turn = TakeTurn();
-  const bool replied = channel_.SubmitRow(DriveQueue::kInfo, first, next);
-  if (!replied || !is_whole || !saw_itself) return DriveError::kIo;
+  const auto row = channel_.BeginRow(DriveQueue::kInfo, first, {}, next, RowOrder::kAmongOthers);
+  if (!row->Wait() || !is_whole || !saw_itself) return DriveError::kIo;
   return nodes;
 }
 
@@ -101,31 +101,73 @@ DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span
   return answer->data_size;
 }
 
-std::optional<TransferReply> DriveRequests::SubmitBlock(TextView path, int64_t offset,
-                                                        std::span<const std::byte> block,
-                                                        bool begin) {
-  RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kCacheBackup, path);
-  record.length_or_index = static_cast<uint32_t>(block.size());
-  record.offset = offset;
-  record.force_store = begin ? 1 : 0;
-  return ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, block, {}, {}),
-                                IOCTL_BACKUP_REPLY);
+// A block is acknowledged before it is stored; an empty block right after it brings the truth,
+// since the worker refuses the step that follows a failure, of whatever file. The block itself may
+// also meet the failure of an earlier one, which nobody waits for any more.
+class DriveRequests::Block final : public BlockWrite {
+ public:
+  Block(DriveRequests& requests, TextView path, int64_t offset, std::span<const std::byte> bytes,
+        bool begin)
+      : requests_(requests), record_(BlockRecord(path)), bytes_(bytes) {
+    record_.length_or_index = static_cast<uint32_t>(bytes.size());
+    record_.offset = offset;
+    record_.force_store = begin ? 1 : 0;
+  }
+
+  void Begin() {
+    has_acknowledged_ = false;
+    is_stored_ = false;
+    const auto next = [this](const ChannelReply& reply, RequestRecord& record) {
+      return TakeReply(reply, record);
+    };
+    const auto turn = requests_.TakeTurn();
+    row_ = requests_.channel_.BeginRow(DriveQueue::kTransfer, record_, bytes_, next,
+                                       RowOrder::kUnbroken);
+    if (turn) row_->Wait();
+  }
+
+  DriveError Wait() override {
+    for (int attempt = 1; row_->Wait() && !is_stored_ && attempt < kBlockAttempts; ++attempt) {
+      Begin();
+    }
+    return is_stored_ ? DriveError::kNone : DriveError::kIo;
+  }
+
+ private:
+  static RequestRecord BlockRecord(TextView path) {
+    return MakeRecord(MajorCode::kBackup, MinorCode::kCacheBackup, path);
+  }
+
+  bool TakeReply(const ChannelReply& answer, RequestRecord& record) {
+    const auto reply = ReplyOf<TransferReply>(answer, IOCTL_BACKUP_REPLY);
+    if (!reply || reply->status != kTransferSuccess) return false;
+    is_stored_ = has_acknowledged_;
+    if (has_acknowledged_) return false;
+    has_acknowledged_ = true;
+    record = BlockRecord(record.Path());
+    return true;
+  }
+
+  DriveRequests& requests_;
+  RequestRecord record_;
+  const std::span<const std::byte> bytes_;
+  // What the replies told; the row's until it has ended.
+  bool has_acknowledged_ = false;
+  bool is_stored_ = false;
+  std::unique_ptr<RequestRow> row_;  // goes first: it works on the others
+};
+
+std::unique_ptr<BlockWrite> DriveRequests::BeginWrite(TextView path, int64_t offset,
+                                                      std::span<const std::byte> block,
+                                                      bool begin) {
+  auto write = std::make_unique<Block>(*this, path, offset, block, begin);
+  write->Begin();
+  return write;
 }
 
-// A block is acknowledged before it is stored; an empty block after it brings the truth. Either of
-// the two may also meet the failure of an earlier block, which nobody waits for any more.
 DriveError DriveRequests::Write(TextView path, int64_t offset, std::span<const std::byte> block,
                                 bool begin) {
-  const std::lock_guard lock(block_mutex_);
-  for (int attempt = 0; attempt < kBlockAttempts; ++attempt) {
-    const auto stored = SubmitBlock(path, offset, block, begin);
-    if (!stored) return DriveError::kIo;
-    if (stored->status != kTransferSuccess) continue;
-    const auto confirmed = SubmitBlock(path, 0, {}, false);
-    if (!confirmed) return DriveError::kIo;
-    if (confirmed->status == kTransferSuccess) return DriveError::kNone;
-  }
-  return DriveError::kIo;
+  return BeginWrite(path, offset, block, begin)->Wait();
 }
 
 DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -35,6 +36,14 @@ struct VolumeSize {
   int64_t used_mib = 0;
 };
 
+// A block on its way into the cache. The bytes are there until it is waited for or destroyed.
+class BlockWrite {
+ public:
+  virtual ~BlockWrite() = default;
+  // Waits until it is stored, or cannot be.
+  virtual DriveError Wait() = 0;
+};
+
 // Any thread.
 class DriveRequests {
  public:
@@ -58,8 +67,10 @@ class DriveRequests {
 
   // Bytes read. The caller keeps the range within the file.
   DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into);
-  // Stores one block and makes sure that it was stored. begin: the file begins anew with this block
-  // (offset 0 only).
+  // Begins to store one block. begin: the file begins anew with this block (offset 0 only).
+  std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset,
+                                         std::span<const std::byte> block, bool begin);
+  // Stores one block and makes sure that it was stored.
   DriveError Write(TextView path, int64_t offset, std::span<const std::byte> block, bool begin);
   // A file without data.
   DriveError WriteEmptyFile(TextView path, TextView process);
@@ -78,14 +89,11 @@ class DriveRequests {
                                      std::span<const std::byte> block, std::span<std::byte> into,
                                      const std::function<void()>& while_waiting);
   std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
-  std::optional<TransferReply> SubmitBlock(TextView path, int64_t offset,
-                                           std::span<const std::byte> block, bool begin);
+  class Block;
 
   RequestChannel& channel_;
   const bool one_at_a_time_;
   std::mutex turn_mutex_;
-  // The worker reports a block that failed by refusing the next one, of whatever file.
-  std::mutex block_mutex_;
 };
 
 }  // namespace zv

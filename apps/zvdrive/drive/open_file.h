@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <future>
 #include <mutex>
 #include <vector>
 
@@ -44,9 +43,9 @@ struct OpenFile {
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
   GatheredWrites gathered;
-  // The block before it while it is being stored, and what became of that.
+  // The block before it while it is being stored.
   GatheredWrites stored;
-  std::future<DriveError> storing;
+  std::unique_ptr<BlockWrite> storing;  // works on `stored`
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another

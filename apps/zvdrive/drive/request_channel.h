@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 
@@ -19,6 +20,19 @@ struct ChannelReply {
   std::array<std::byte, 1112> record{};  // the reply record, from its first byte
   size_t record_size = 0;                // bytes of it
   size_t data_size = 0;                  // bytes that a restore put into `into`
+};
+
+// Requests of which each is made from the reply to the one before it.
+class RequestRow {
+ public:
+  virtual ~RequestRow() = default;
+  // Waits for the row's end. False: a reply did not come.
+  virtual bool Wait() = 0;
+};
+
+enum class RowOrder {
+  kAmongOthers,  // each request waits in line, others may come in between
+  kUnbroken,     // nothing of the queue comes between the first request and the last
 };
 
 class RequestChannel {
@@ -36,17 +50,13 @@ class RequestChannel {
 
   // Takes a reply and fills the record of the request that follows it; false: none does.
   using NextRequest = std::function<bool(const ChannelReply&, RequestRecord&)>;
-  // A row of requests without data, each made from the reply to the one before it; returns at its
-  // end. next may be called on the worker's thread, so that nobody has to be woken between two of
-  // them; it must be quick. Requests of others may come in between. False: a reply did not come.
-  virtual bool SubmitRow(DriveQueue queue, const RequestRecord& first, const NextRequest& next) {
-    RequestRecord record = first;
-    for (;;) {
-      const auto reply = Submit(queue, record, {}, {}, {});
-      if (!reply) return false;
-      if (!next(*reply, record)) return true;
-    }
-  }
+  // Queues the first request of a row; block is what it hands over, those that follow have none.
+  // next may be called on the worker's thread, so that nobody has to be woken between two requests;
+  // it must be quick. The block and what next refers to are there until the row has ended or is
+  // destroyed, which withdraws what of it nobody has fetched yet.
+  virtual std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
+                                               std::span<const std::byte> block, NextRequest next,
+                                               RowOrder order) = 0;
 };
 
 }  // namespace zv

@@ -79,20 +79,22 @@ DriveError VirtualDrive::BeginStoring(OpenFile& file) {
   std::swap(file.stored, file.gathered);
   file.gathered.bytes.clear();
   file.stored.begins_anew = std::exchange(file.begins_anew, false);
-  const auto store = [this, path = file.path, &block = file.stored] {
-    return requests_.Write(path, block.offset, block.bytes, block.begins_anew);
-  };
-  // Without memory for a thread it is done when it is waited for.
-  file.storing = std::async(std::launch::async | std::launch::deferred, store);
+  const GatheredWrites& block = file.stored;
+  try {
+    file.storing = requests_.BeginWrite(file.path, block.offset, block.bytes, block.begins_anew);
+  } catch (const std::exception&) {
+    GiveUpBlock(file, block);
+    return DriveError::kIo;
+  }
   return DriveError::kNone;
 }
 
 // What could not be stored counts no longer, nor does what was to follow it.
 DriveError VirtualDrive::SettleStoring(OpenFile& file) {
-  if (!file.storing.valid()) return DriveError::kNone;
+  if (!file.storing) return DriveError::kNone;
   DriveError error = DriveError::kIo;
   try {
-    error = file.storing.get();
+    error = std::exchange(file.storing, nullptr)->Wait();
   } catch (const std::exception&) {
   }
   if (error != DriveError::kNone) GiveUpBlock(file, file.stored);

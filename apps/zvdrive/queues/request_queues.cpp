@@ -103,18 +103,30 @@ void RequestQueues::EndInFlight(Queue& queue, uint64_t file, RequestEnd end) {
   queue.in_flight.erase(found);
 }
 
-RequestEnd RequestQueues::Ask(Question question, ChannelReply* reply) {
-  Queue& queue = QueueOf(question.queue);
+RequestQueues::PendingPtr RequestQueues::Begin(Queue& queue, Question question) {
   const auto pending = std::make_shared<Pending>(std::move(question));
-  {
-    const std::lock_guard lock(queue.mutex);
-    if (queue.shut_down) return RequestEnd::kWorkerGone;
+  const std::lock_guard lock(queue.mutex);
+  if (queue.shut_down) {
+    Finish(*pending, RequestEnd::kWorkerGone);
+  } else {
     queue.requests.push_back(pending);
     Wake(queue);
   }
+  return pending;
+}
+
+RequestEnd RequestQueues::Ask(Question question, ChannelReply* reply) {
+  Queue& queue = QueueOf(question.queue);
+  const PendingPtr pending = Begin(queue, std::move(question));
   const RequestEnd end = Wait(queue, pending);
   if (end == RequestEnd::kReplied) *reply = pending->reply;
   return end;
+}
+
+// With the queue's mutex held.
+void RequestQueues::Abandon(Queue& queue, const PendingPtr& pending) {
+  pending->abandoned = true;
+  std::erase(queue.requests, pending);
 }
 
 RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
@@ -136,10 +148,7 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
       pending->finished.wait(lock, is_done);
     }
   }
-  if (!is_done()) {
-    pending->abandoned = true;
-    std::erase(queue.requests, pending);
-  }
+  if (!is_done()) Abandon(queue, pending);
   return pending->end;
 }
 
@@ -154,16 +163,33 @@ std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const Reques
   };
   ChannelReply reply;
   const RequestEnd end =
-      Ask({queue, record, block, take_data, while_waiting, {}, std::nullopt}, &reply);
+      Ask({queue, record, block, take_data, while_waiting, {}, {}, std::nullopt}, &reply);
   if (end != RequestEnd::kReplied) return std::nullopt;
   reply.data_size = received;
   return reply;
 }
 
-bool RequestQueues::SubmitRow(DriveQueue queue, const RequestRecord& first,
-                              const NextRequest& next) {
-  ChannelReply last;
-  return Ask({queue, first, {}, {}, {}, next, std::nullopt}, &last) == RequestEnd::kReplied;
+class RequestQueues::Row final : public RequestRow {
+ public:
+  explicit Row(Queue& queue) : queue_(queue) {}
+  ~Row() override {
+    const std::lock_guard lock(queue_.mutex);
+    if (pending_) Abandon(queue_, pending_);
+  }
+  void Begin(Question question) { pending_ = RequestQueues::Begin(queue_, std::move(question)); }
+  bool Wait() override { return RequestQueues::Wait(queue_, pending_) == RequestEnd::kReplied; }
+
+ private:
+  Queue& queue_;
+  PendingPtr pending_;
+};
+
+std::unique_ptr<RequestRow> RequestQueues::BeginRow(DriveQueue queue, const RequestRecord& first,
+                                                    std::span<const std::byte> block,
+                                                    NextRequest next, RowOrder order) {
+  auto row = std::make_unique<Row>(QueueOf(queue));
+  row->Begin({queue, first, block, {}, {}, std::move(next), order, std::nullopt});
+  return row;
 }
 
 void RequestQueues::EndPolling(DriveQueue which) {
@@ -267,15 +293,14 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
   }
 }
 
-// Copies between the worker's buffer and who asked, unless they have left.
+// Copies between the worker's buffer and who asked.
 void RequestQueues::CopyData(Pending& pending, void* out) {
   TransferReply transfer;
   std::memcpy(&transfer, pending.reply.record.data(), sizeof transfer);
   if (pending.reply.code == IOCTL_BACKUP_REPLY) {
     if (transfer.buffer && transfer.status == kTransferSuccess) {
-      const auto block = pending.abandoned ? std::span<const std::byte>() : pending.question.block;
-      const size_t size = std::min<size_t>(transfer.length, block.size());
-      std::copy_n(block.begin(), size, WorkerBuffer(transfer));
+      const size_t size = std::min<size_t>(transfer.length, pending.question.block.size());
+      std::copy_n(pending.question.block.begin(), size, WorkerBuffer(transfer));
       transfer.length = static_cast<uint32_t>(size);
     }
     std::memcpy(out, &transfer, sizeof transfer);
@@ -302,7 +327,11 @@ void RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
     EndInFlight(queue, file, RequestEnd::kReplied);
     return;
   }
-  queue.requests.push_back(pending);
+  if (question.order == RowOrder::kUnbroken) {
+    queue.requests.push_front(pending);
+  } else {
+    queue.requests.push_back(pending);
+  }
   queue.in_flight.erase(file);
   Wake(queue);
 }
@@ -320,6 +349,11 @@ uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint
     TransferReply transfer;
     std::memcpy(&transfer, in, sizeof transfer);
     if (transfer.length > pending.question.record.length_or_index) return kRefused;
+  }
+  // Its block is gone, and an empty one in its place could empty the file.
+  if (code == IOCTL_BACKUP_REPLY && pending.abandoned) {
+    EndInFlight(queue, file, RequestEnd::kNoReply);
+    return kRefused;
   }
   // Before the copying: a backup's answer may go into the same buffer.
   pending.reply.code = code;

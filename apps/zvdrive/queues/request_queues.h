@@ -43,9 +43,10 @@ class RequestQueues final : public RequestChannel {
     // Gets the bytes of a restore, on the worker's thread; may be empty.
     std::function<void(std::span<const std::byte>)> take_data;
     std::function<void()> while_waiting;  // called every now and then; may be empty
-    // Makes the request that follows a reply, on the worker's thread; it waits in line like any
-    // other one. The question ends when there is none, and without a reply when it throws.
+    // Makes the request that follows a reply, on the worker's thread. The question ends when there
+    // is none, and without a reply when it throws.
     NextRequest next;
+    RowOrder order = RowOrder::kAmongOthers;
     std::optional<std::chrono::milliseconds> patience;  // without limit when missing
   };
 
@@ -54,7 +55,9 @@ class RequestQueues final : public RequestChannel {
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
                                      const std::function<void()>& while_waiting) override;
-  bool SubmitRow(DriveQueue queue, const RequestRecord& first, const NextRequest& next) override;
+  std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
+                                       std::span<const std::byte> block, NextRequest next,
+                                       RowOrder order) override;
 
   // --- who owns the drive
   // From now on a fetch that finds no request, one that waits included, gets the end code.
@@ -83,6 +86,7 @@ class RequestQueues final : public RequestChannel {
  private:
   struct Pending;
   using PendingPtr = std::shared_ptr<Pending>;
+  class Row;
 
   struct Queue {
     std::mutex mutex;
@@ -103,7 +107,9 @@ class RequestQueues final : public RequestChannel {
   static void Wake(Queue& queue);
   static void Finish(Pending& pending, RequestEnd end);
   static void EndInFlight(Queue& queue, uint64_t file, RequestEnd end);
+  static PendingPtr Begin(Queue& queue, Question question);
   static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
+  static void Abandon(Queue& queue, const PendingPtr& pending);
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
   static void CopyData(Pending& pending, void* out);
