@@ -4,7 +4,8 @@
 -- place and keeps what came. So a plain PUT of more than one piece gets the range of the whole file
 -- here, and the file's former version waits beside the account's files meanwhile:
 --
---   kept/KEY.record   who writes (a token), how long the file will be, and its path below Files
+--   kept/KEY.record   who writes (a token), how long the file will be, whether it replaces a former
+--                     version, and its path below Files
 --   kept/KEY.former   the version before the upload
 --   kept/KEY.part     the bytes of an upload that broke; the former version is back in its place
 --
@@ -18,6 +19,7 @@ local PIECE = 51200                -- a PUT of one piece needs no resuming and s
 local KEPT_FOR = 15 * 60 * 1000000 -- microseconds
 local BREAK_NOTICED_IN = 2         -- seconds until httpd must have seen that a connection is gone
 local FILE = 1                     -- httpd's file type
+local REPLACES, NEW = "replaces", "new"
 local INSUFFICIENT_STORAGE = 507
 
 local function size_of(r, path)
@@ -36,29 +38,35 @@ local function places(r)
   local base = account .. "/kept/" .. r:md5(below)
   return {
     target = target, below = below, folder = target:match("^(.*)/"), kept = account .. "/kept",
-    record = base .. ".record", former = base .. ".former", part = base .. ".part",
+    base = base, record = base .. ".record", former = base .. ".former", part = base .. ".part",
   }
 end
 
 local function read_record(at)
   local file = io.open(at.record)
   if not file then return nil end
-  local token, total = file:read("l", "l")
+  local token, total, kind = file:read("l", "l", "l")
   file:close()
-  return { token = token, total = tonumber(total) }
+  return { token = token, total = tonumber(total), replaces = kind == REPLACES }
 end
 
-local function write_record(r, at, total)
-  local file = io.open(at.record, "w")
+-- Makes the record, whole or not at all: nobody reads one half written, nor does a full disk leave
+-- one. nil when it cannot be made.
+local function write_record(r, at, total, replaces)
+  local token = ("%d-%s"):format(r:clock(), (tostring({}):gsub("%W", "")))
+  local path = at.base .. ".new-" .. token
+  local file = io.open(path, "w")
   if not file then
     r:mkdir(at.kept)
-    file = io.open(at.record, "w")
+    file = io.open(path, "w")
     if not file then return nil end
   end
-  local token = ("%d-%s"):format(r:clock(), tostring(file))
-  file:write(token, "\n", total, "\n", at.below, "\n")
-  file:close()
-  return token
+  local lines = { token, ("%d"):format(total), replaces and REPLACES or NEW, at.below, "" }
+  local written = file:write(table.concat(lines, "\n"))
+  local closed = file:close()
+  if written and closed and os.rename(path, at.record) then return token end
+  os.remove(path)
+  return nil
 end
 
 local function forget(at)
@@ -68,11 +76,12 @@ local function forget(at)
 end
 
 -- Undoes an upload that a newer one overtakes, and forgets it. An upload that has all its bytes
--- only lacks its last step: its file stays.
+-- only lacks its last step: its file stays. So does a former version that was not set aside yet.
 local function overtake(r, at)
   local record = read_record(at)
   if record and not size_of(r, at.part) and size_of(r, at.target) ~= record.total then
-    if not os.rename(at.former, at.target) then os.remove(at.target) end
+    local is_back = os.rename(at.former, at.target)
+    if not is_back and not record.replaces then os.remove(at.target) end
   end
   forget(at)
 end
@@ -85,9 +94,10 @@ end
 
 -- Makes this request the one that writes the file in place. `part` is what it continues, or nil.
 local function take_over(r, at, total, part)
-  local token = write_record(r, at, total)
+  local replaces = size_of(r, at.target) ~= nil
+  local token = write_record(r, at, total, replaces)
   if not token then return false end
-  local ready = not size_of(r, at.target) or os.rename(at.target, at.former)
+  local ready = not replaces or os.rename(at.target, at.former)
   if ready and part then ready = os.rename(part, at.target) end
   if ready and not part then ready = make_empty(at.target) end
   if not ready then

@@ -23,6 +23,7 @@ readonly LISTING='<?xml version="1.0"?><propfind xmlns="DAV:"><prop><getcontentl
 cleanup() {
   local folder
   for folder in "$work"/*/; do "$server" stop --data "$folder" >/dev/null; done
+  ! mountpoint -q "$data/users" || umount "$data/users"
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -57,6 +58,7 @@ wait_until() { # wait_until COMMAND...: for at most ten seconds
   done
 }
 
+keeps_nothing() { [[ -z $(ls -A "$kept") ]]; }
 is_kept() { compgen -G "$kept/*.part" >/dev/null; }
 has_size() { [[ $(stat -c %s "$1" 2>/dev/null) == "$2" ]]; }
 
@@ -203,7 +205,7 @@ continues_a_broken_upload_byte_for_byte() {
   expect 204 "$(continue_upload f "$work/newer" 102399)"
   expect_same "$work/newer" "$files/f"
   expect 400 "$(continue_upload f "$work/newer" 102399)"
-  wait_until expect '' "$(ls -A "$kept")"
+  wait_until keeps_nothing
 }
 
 continues_a_broken_upload_of_a_new_file() {
@@ -286,6 +288,74 @@ brings_the_former_version_back_after_a_kill() {
   expect_same "$work/older" "$files/f"
   expect 204 "$(continue_upload f "$work/newer" 99999)"
   expect_same "$work/newer" "$files/f"
+}
+
+kill_within_upload() { # kill_within_upload NAME FILE BYTES: when BYTES of FILE are through
+  exec 4<>"/dev/tcp/$address/$port"
+  put_head "$1" "$(stat -c %s "$2")" >&4
+  head -c "$3" "$2" >&4
+  wait_until has_size "$files/$1" "$3"
+  kill -KILL -- "-$(cat "$data/server/run/httpd.pid")"
+  exec 4>&-
+}
+
+leaves_a_file_alone_whose_upload_was_killed_before_it_was_set_aside() {
+  start
+  random_file "$work/older" 300000
+  random_file "$work/newer" 200000
+  expect 201 "$(status -T "$work/older" "$root/f")"
+  kill_within_upload f "$work/newer" 100000
+  mv "$kept"/*.former "$files/f"
+  start
+  expect_same "$work/older" "$files/f"
+  expect '' "$(ls -A "$kept")"
+}
+
+puts_the_former_version_back_when_a_continuing_upload_was_killed_at_its_start() {
+  start
+  random_file "$work/older" 300000
+  random_file "$work/newer" 200000
+  expect 201 "$(status -T "$work/older" "$root/f")"
+  break_upload f "$work/newer" 100000
+  "$server" stop --data "$data" >/dev/null
+  local part
+  part=$(compgen -G "$kept/*.part")
+  mv "$files/f" "${part%part}former"
+  start
+  expect_same "$work/older" "$files/f"
+  expect 204 "$(continue_upload f "$work/newer" 99999)"
+  expect_same "$work/newer" "$files/f"
+}
+
+drops_a_record_that_was_cut_short() {
+  start
+  expect 201 "$(status -T "$0" "$root/f")"
+  "$server" stop --data "$data" >/dev/null
+  mkdir -p "$kept"
+  : >"$kept/0123456789abcdef.record"
+  : >"$kept/0123456789abcdef.new-1-table"
+  start
+  expect_same "$0" "$files/f"
+  expect '' "$(ls -A "$kept")"
+}
+
+# Needs root for a disk of its own.
+brings_the_former_version_back_when_the_disk_is_full() {
+  mkdir -p "$data/users"
+  mount -t tmpfs -o size=1m none "$data/users" || fail "no disk of its own: root is needed"
+  start
+  random_file "$work/older" 100000
+  random_file "$work/newer" 204800
+  expect 201 "$(status -T "$work/older" "$root/f")"
+  head -c 860160 /dev/zero >"$files/filler" # room for a record and a piece, not for the file
+  expect 507 "$(status -T "$work/newer" "$root/f")"
+  wait_until keeps_nothing
+  expect_same "$work/older" "$files/f"
+  ! head -c 1048576 /dev/zero >>"$files/filler" 2>/dev/null || fail "the disk is not full"
+  expect 507 "$(status -T "$work/newer" "$root/f")"
+  expect_same "$work/older" "$files/f"
+  expect 'f filler ' "$(ls -A "$files" | tr '\n' ' ')"
+  expect '' "$(ls -A "$kept")"
 }
 
 answers_every_size_of_upload() {
