@@ -91,7 +91,7 @@ class CCache {
   bool ClearCacheForPath(TextView path, ClearKind kind);
   // Path with a drive letter and backslashes. 1, or 0 after an exception.
   uint32_t CheckFileModified(TextView drive_path);
-  // 1 when the pending-delete journal was processed.
+  // 1 when the pending-delete journal was processed. What waits to be sent stays.
   uint32_t ApplyPendingDeletes();
 
   // --- times
@@ -167,6 +167,7 @@ class CCache {
   void ForgetContentTime(TextView path);
   bool SendContent(TextView path, const Text& content_file);
   bool SyncUpload(TextView path, const Text& content_file);
+  bool StageContent(TextView path, const Text& content_file, const Text& staged);
   bool IsListedFolder(TextView path);
   bool RecordContent(TextView path, const Text& content_file);
   bool SendEmptyFile(TransferRequest& request);
@@ -188,6 +189,9 @@ class CCache {
   bool SyncDelete(TextView path);
   void CleanAfterDelete(TextView path);
   void ForgetResource(TextView path, TextView staging_prefix);
+  void ForgetJournalled(TextView path, TextView staging_prefix);
+  // Contents of a folder and beneath it.
+  void ClearFolder(TextView path, bool with_listings);
   void ClearWholeCache();
   // Content files that hold the only copy of a file.
   std::vector<Text> KeptContents();

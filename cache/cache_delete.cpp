@@ -15,12 +15,13 @@ constexpr uint32_t kStatusNotFound = 404;
 constexpr TextView kDeleteJournal = u"Delete_src.txt";
 constexpr size_t kJournalLineUnits = 256;
 
-// The next line of at most 256 units, without its line end; a longer one comes in pieces.
+// The next line, without its line end; of a longer one than the journal allows, its beginning
+// alone.
 TextView TakeJournalLine(TextView* rest) {
   const size_t feed = rest->find(u'\n');
   const size_t whole = feed == TextView::npos ? rest->size() : feed + 1;
   TextView line = rest->substr(0, std::min(whole, kJournalLineUnits));
-  rest->remove_prefix(line.size());
+  rest->remove_prefix(whole);
   while (line.ends_with(u'\n') || line.ends_with(u'\r')) line.remove_suffix(1);
   return line;
 }
@@ -57,7 +58,13 @@ bool CCache::DeleteCachedResource(TextView path, bool send) {
 }
 
 bool CCache::DeleteOnServer(TextView path, bool send) {
-  if (is_sync()) return !send || SyncDelete(path);
+  if (is_sync()) {
+    if (path.find_first_not_of(u"/\\") == TextView::npos) {
+      trace_log_.WriteTraceText(u"We cannot delete root");
+      return false;
+    }
+    return !send || SyncDelete(path);
+  }
   if (server_->DeleteResource(path)) return true;
   // A file whose upload never succeeded is not there to be deleted.
   return server_->status_code() == kStatusNotFound && IsPending(WithoutTrailingSlash(path));
@@ -80,6 +87,10 @@ bool CCache::SyncDelete(TextView path) {
 void CCache::CleanAfterDelete(TextView path) {
   const Text server_path = ReplaceAll(path, u'\\', u'/');
   const TextView stem = WithoutTrailingSlash(server_path);
+  if (!pending_.RemoveTree(stem)) {
+    trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", stem,
+                          GetLastErrorText());
+  }
   if (is_sync()) {
     const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
     ForgetResource(stem, StagingPrefix(user_name));
@@ -92,14 +103,26 @@ void CCache::CleanAfterDelete(TextView path) {
 void CCache::ForgetResource(TextView path, TextView staging_prefix) {
   DirectoryEntry entry;
   GetCachedResourceDetails(path, &entry);
-  if (!pending_.RemoveTree(path)) {
-    trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", path,
-                          GetLastErrorText());
-  }
   ClearCacheForPath(path, entry.directory_flag != 0 ? ClearKind::kFolder : ClearKind::kFile);
   const TextView leaf = PathLeaf(path);
   if (!staging_prefix.empty() && !leaf.empty()) RemoveFile(Text(staging_prefix) + Text(leaf));
   ParseDirContentsFromFile(names_.GetDirRecordName(PathParent(path)), leaf, u"");
+}
+
+// The journal may be older than what lies in the cache: a file that was written since then, and
+// waits to be sent, stays with all that shows it.
+void CCache::ForgetJournalled(TextView path, TextView staging_prefix) {
+  const TextView stem = WithoutTrailingSlash(path);
+  if (stem.empty() || IsPending(stem)) return;
+  const std::vector<PendingUpload> waiting = pending_.List();
+  const Text folder = Text(stem) + u"/";
+  if (std::any_of(waiting.begin(), waiting.end(),
+                  [&](const PendingUpload& upload) { return upload.path.starts_with(folder); })) {
+    ClearFolder(stem, false);
+    return;
+  }
+  // A folder's path has no name after its last "/", and so no staged copy.
+  ForgetResource(stem, path.ends_with(u'/') ? TextView() : staging_prefix);
 }
 
 uint32_t CCache::ApplyPendingDeletes() {
@@ -115,7 +138,7 @@ uint32_t CCache::ApplyPendingDeletes() {
           const Text line = FromAnsi(ToAnsi(TakeJournalLine(&rest)));
           const size_t slash = line.find(u'/');
           // The copy's name follows the folder's without a backslash between.
-          if (slash != Text::npos) ForgetResource(line.substr(slash), StagingFolder(user_name));
+          if (slash != Text::npos) ForgetJournalled(line.substr(slash), StagingFolder(user_name));
         }
         file.Close();
         RemoveFile(journal);
@@ -176,20 +199,23 @@ bool CCache::ClearCacheForPath(TextView path, ClearKind kind) {
       [&] {
         const Text server_path = ReplaceAll(path, u'\\', u'/');
         const TextView stem = WithoutTrailingSlash(server_path);
-        const Text content_prefix = names_.GetFileRecordName(stem);
-        const Text listing_prefix = names_.GetDirRecordName(stem);
-        if (kind == ClearKind::kFile) ClearCache(content_prefix);
-        if (kind != ClearKind::kFolder && kind != ClearKind::kFolderTree) return true;
-        for (const FileInfo& info : ListFolder(names_.folder())) {
-          const Text file = names_.folder() + info.name;
-          if (info.is_folder) continue;
-          if (file.starts_with(listing_prefix) || file.starts_with(content_prefix)) {
-            ClearCache(file);
-          }
-        }
+        if (kind == ClearKind::kFile) ClearCache(names_.GetFileRecordName(stem));
+        if (kind == ClearKind::kFolder || kind == ClearKind::kFolderTree) ClearFolder(stem, true);
         return true;
       },
       TraceFileFailure(u"%s", u"Exception while clearing cache for a path!"));
+}
+
+void CCache::ClearFolder(TextView path, bool with_listings) {
+  const Text content_prefix = names_.GetFileRecordName(path);
+  const Text listing_prefix = names_.GetDirRecordName(path);
+  for (const FileInfo& info : ListFolder(names_.folder())) {
+    const Text file = names_.folder() + info.name;
+    if (info.is_folder) continue;
+    if (file.starts_with(content_prefix) || (with_listings && file.starts_with(listing_prefix))) {
+      ClearCache(file);
+    }
+  }
 }
 
 }  // namespace zv

@@ -73,7 +73,7 @@ bool CCache::SyncUpload(TextView path, const Text& content_file) {
   const Text staging = StagingFolder(account.user_name);
   const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
   MakeFolders(staging);
-  CopyOver(content_file, staged);
+  if (!StageContent(path, content_file, staged)) return false;
   if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return false;
   if (CallEntry(&UtilityLibrary::upload, kUtilityUpload, account)) {
     SetStored(path);
@@ -82,6 +82,19 @@ bool CCache::SyncUpload(TextView path, const Text& content_file) {
   if (IsPending(path)) {
     SetPending(path, PendingKind::kContent, u"The utility library did not take the file.");
   }
+  return false;
+}
+
+// False when there is something to be sent that could not be copied. What lies under the copy's
+// name from before is never sent in its place: it may be another folder's file.
+bool CCache::StageContent(TextView path, const Text& content_file, const Text& staged) {
+  if (CopyOver(content_file, staged)) return true;
+  const uint32_t code = LastError();
+  const Text reason = GetLastErrorText();
+  trace_log_.WriteLog(LogLevel::kError, u"Error copying file %s to %s. ErrorCode: %d", content_file,
+                      staged, code);
+  if (!FileExists(content_file)) return RemoveFile(staged) || !FileExists(staged);
+  SetPending(path, PendingKind::kContent, reason);
   return false;
 }
 

@@ -213,6 +213,7 @@ TEST_F(FileCheck, AFileOfAnotherTimeTakesTheServersLengthAndLosesItsContent) {
 
 TEST_F(FileCheck, AFileWithoutATimeIsTakenAsChanged) {
   EXPECT_EQ(cache().CheckFileModified(u"Z:\\d\\f.txt"), 1U);
+  EXPECT_EQ(account_.server().lines(), std::vector<std::string>{"HEAD /users/u/Files/d/f%2Etxt"});
   EXPECT_EQ(Content(u"/d/f.txt"), std::nullopt);
   EXPECT_EQ(ListingText(u"/d"), u"g?0?0?0?0?0\r\nf.txt?0?5?32?100?200\r\n");
 }

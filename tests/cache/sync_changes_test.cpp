@@ -129,6 +129,21 @@ TEST_F(SyncChanges, ADeletionWhoseJournalCannotBeMadeChangesNothing) {
   EXPECT_EQ(ListingText(u"/a"), u"c.txt?0?1?0?0?0\r\n");
 }
 
+TEST_F(SyncChanges, TheRootIsNeverDeleted) {
+  WriteListing(u"/", u"a.tmp?0?1?0?0?0\r\n");
+  WriteContent(u"/a.tmp", "1");
+  cache().pending().Add(u"/a.tmp", PendingKind::kCacheOnly, u"");
+  for (const TextView root : {u"/", u"", u"\\"}) {
+    for (const bool send : {true, false}) EXPECT_FALSE(cache().DeleteCachedResource(root, send));
+  }
+  EXPECT_TRUE(recorder_.calls.empty());
+  EXPECT_FALSE(FileExists(Journal(u"Delete_src.txt")));
+  EXPECT_EQ(ListingText(u"/"), u"a.tmp?0?1?0?0?0\r\n");
+  EXPECT_EQ(Content(u"/a.tmp"), "1");
+  EXPECT_EQ(PendingPaths(), List{u"/a.tmp"});
+  EXPECT_TRUE(home_.LogHasLine(u"CacheDebug.txt", u"We cannot delete root"));
+}
+
 class SyncWriteBack : public SyncTest {
  protected:
   static constexpr TextView kStaged = u"C:\\Stratel Drive\\cache@u\\a.txt";
@@ -200,6 +215,36 @@ TEST_F(SyncWriteBack, TheFilesJournalThatCannotBeMadeStopsIt) {
   EXPECT_TRUE(JournalTold(u"Upload_src.txt"));
   EXPECT_TRUE(recorder_.calls.empty());
   EXPECT_EQ(PendingPaths(), List{u"/Docs/a.txt"});
+}
+
+TEST_F(SyncWriteBack, AFileThatCannotBeStagedIsNotHandedOverAndStaysPending) {
+  MakeFolders(kStaged);
+  Store(u"/Docs/a.txt", "contents");
+  EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
+  EXPECT_TRUE(recorder_.calls.empty());
+  EXPECT_TRUE(Logged(u"Error copying file " + Names().GetFileRecordName(u"/Docs/a.txt") + u" to " +
+                     Text(kStaged) + u". ErrorCode: "));
+  ASSERT_EQ(PendingPaths(), List{u"/Docs/a.txt"});
+  EXPECT_NE(cache().pending().List()[0].reason, u"");
+  EXPECT_EQ(Content(u"/Docs/a.txt"), "contents");
+}
+
+// Copies of files of several folders have one name.
+TEST_F(SyncWriteBack, WithoutContentACopyOfAnotherFileIsNotSentInItsPlace) {
+  WriteFileBytes(kStaged, "another file");
+  bool staged = true;
+  recorder_.effect = [&staged] { staged = FileExists(kStaged); };
+  EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
+  EXPECT_EQ(Ordinals(), Calls{712});
+  EXPECT_FALSE(staged);
+  EXPECT_TRUE(
+      Logged(u"Unable to find file " + Names().GetFileRecordName(u"/Docs/a.txt") + u", Reason: "));
+}
+
+TEST_F(SyncWriteBack, WithoutContentACopyThatCannotGoStopsIt) {
+  MakeFolders(kStaged);
+  EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
+  EXPECT_TRUE(recorder_.calls.empty());
 }
 
 TEST_F(SyncWriteBack, AnEmptyFileIsStagedEmptyAndCountsAsSent) {
@@ -280,6 +325,91 @@ TEST_F(PendingDeletes, OfSeveralLinesAllHappen) {
   WriteJournalText(u"F_/a/b\r\nno path\r\nF_/a/c\r\n");
   EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
   EXPECT_EQ(ListingText(u"/a"), u"");
+}
+
+TEST_F(PendingDeletes, OfAFolderMayEndInASlash) {
+  WriteListing(u"/a", u"b?1?0?0?0?0\r\nz?0?0?0?0?0\r\n");
+  WriteListing(u"/a/b", u"c?0?0?0?0?0\r\n");
+  WriteContent(u"/a/b/c", "1");
+  WriteFileBytes(u"C:\\Stratel Drive\\cache@ub", "no name follows the slash");
+  WriteJournalText(u"D_/a/b/\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_FALSE(HasListing(u"/a/b"));
+  EXPECT_EQ(Content(u"/a/b/c"), std::nullopt);
+  EXPECT_EQ(ListingText(u"/a"), u"z?0?0?0?0?0\r\n");
+  EXPECT_TRUE(FileExists(u"C:\\Stratel Drive\\cache@ub"));
+}
+
+TEST_F(PendingDeletes, OfTheRootDoNothing) {
+  WriteListing(u"/", u"c?0?1?0?0?0\r\n");
+  WriteContent(u"/c", "1");
+  cache().pending().Add(u"/p", PendingKind::kContent, u"");
+  WriteJournalText(u"D_/\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(ListingText(u"/"), u"c?0?1?0?0?0\r\n");
+  EXPECT_EQ(Content(u"/c"), "1");
+  EXPECT_EQ(PendingPaths(), List{u"/p"});
+}
+
+// The journal of a deletion stays after it.
+TEST_F(PendingDeletes, LeaveAFileThatWasWrittenAnewSinceAndIsKeptHereAlone) {
+  Store(u"/a/b.tmp", "first");
+  cache().TransferCachedFile(u"/a/b.tmp", false);
+  EXPECT_TRUE(cache().DeleteCachedResource(u"/a/b.tmp", true));
+  Store(u"/a/b.tmp", "only copy");
+  cache().TransferCachedFile(u"/a/b.tmp", false);
+  const Text listed = ListingText(u"/a");
+  ASSERT_TRUE(listed.starts_with(u"b.tmp?0?9?"));
+  ASSERT_TRUE(FileExists(Journal(u"Delete_src.txt")));
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(Content(u"/a/b.tmp"), "only copy");
+  EXPECT_EQ(ListingText(u"/a"), listed);
+  EXPECT_EQ(PendingPaths(), List{u"/a/b.tmp"});
+  EXPECT_FALSE(FileExists(Journal(u"Delete_src.txt")));
+}
+
+TEST_F(PendingDeletes, OfAFolderLeaveTheFilesInItThatWaitToBeSentAndWhatShowsThem) {
+  WriteListing(u"/a", u"b?1?0?0?0?0\r\n");
+  WriteListing(u"/a/b", u"c?0?1?0?0?0\r\np?0?9?0?0?0\r\n");
+  WriteContent(u"/a/b/c", "1");
+  WriteContent(u"/a/b/p", "only copy");
+  cache().pending().Add(u"/a/b/p", PendingKind::kContent, u"No line");
+  WriteJournalText(u"D_/a/b\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(Content(u"/a/b/p"), "only copy");
+  EXPECT_EQ(PendingPaths(), List{u"/a/b/p"});
+  EXPECT_EQ(ListingText(u"/a"), u"b?1?0?0?0?0\r\n");
+  EXPECT_EQ(ListingText(u"/a/b"), u"c?0?1?0?0?0\r\np?0?9?0?0?0\r\n");
+  EXPECT_EQ(Content(u"/a/b/c"), std::nullopt);
+}
+
+TEST_F(PendingDeletes, OfAFolderHappenThoughAFileBesideItWaitsToBeSent) {
+  WriteListing(u"/a", u"b?1?0?0?0?0\r\n");
+  WriteContent(u"/a/b/c", "1");
+  WriteContent(u"/a/bc", "only copy");
+  cache().pending().Add(u"/a/bc", PendingKind::kContent, u"No line");
+  WriteJournalText(u"D_/a/b\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(ListingText(u"/a"), u"");
+  EXPECT_EQ(Content(u"/a/b/c"), std::nullopt);
+  EXPECT_EQ(Content(u"/a/bc"), "only copy");
+}
+
+TEST_F(PendingDeletes, TakeALineThatIsTooLongForOnePathAlone) {
+  WriteListing(u"/a", u"c?0?1?0?0?0\r\nd?0?1?0?0?0\r\n");
+  const Text line = u"F_/" + Text(253, u'x') + u"/a/c\r\n";  // 256 units up to the second path
+  WriteJournalText(line + u"F_/a/d\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(ListingText(u"/a"), u"c?0?1?0?0?0\r\n");
+}
+
+// With its line end that is one unit more than the journal's lines have.
+TEST_F(PendingDeletes, TakeTheLongestPathThatADriveHolds) {
+  const Text name(250, u'x');
+  WriteListing(u"/a", name + u"?0?1?0?0?0\r\nz?0?0?0?0?0\r\n");
+  WriteJournalText(u"F_/a/" + name + u"\r\n");
+  EXPECT_EQ(cache().ApplyPendingDeletes(), 1U);
+  EXPECT_EQ(ListingText(u"/a"), u"z?0?0?0?0?0\r\n");
 }
 
 TEST_F(PendingDeletes, CharactersOutsideTheSystemsCodePageAreLost) {

@@ -68,6 +68,16 @@ TEST_F(SyncTest, EachWalkFetchesAnewAndComparesNoTimes) {
   EXPECT_FALSE(HasTime(u"/Docs/"));
 }
 
+// The first element's mark does not end the array.
+TEST_F(SyncTest, AnArrayWithoutANameGivesAnEmptyListing) {
+  WriteListing(u"/Docs", u"f?0?1?0?0?0\r\n");
+  recorder_.listing = {Entry(u"", true, 0), Entry(u"", false, 1)};
+  for (DirectoryEntry& entry : recorder_.listing) entry.last_entry = 1;
+  EXPECT_TRUE(cache().CacheFolderContents(u"/Docs"));
+  EXPECT_EQ(ReadFileBytes(Names().GetDirRecordName(u"/Docs")), "");
+  EXPECT_EQ(Walk(u"/Docs/"), List());
+}
+
 TEST_F(SyncTest, AFailedListingEmptiesTheListingFile) {
   WriteListing(u"/Docs", u"f?0?1?0?0?0\r\n");
   SetListing({Entry(u"f", false, 1)});
