@@ -6,16 +6,18 @@
  * (every argument is a pointer or a whole number).
  *
  * Common rules
- *  - Texts are zero-terminated UTF-16. A null text counts as an empty one.
- *  - Paths on the server are relative to the account's root and begin with "/".
- *  - Every function may be called from any thread, also several at once. None keeps anything
- * between calls but the drive's connection to the driver and the block that all processes with this
- * library share (progress and used space). On Windows a calling thread need not have initialised
- * COM.
- *  - No function throws or sets the last error; failure is in the result only. What went wrong is
- * in the log files below <local application data>\Orvelan\Cirrux\Log ("UserLog.txt" for the user).
- *  - Settings (server, user, password, ...) are read from the current user's registry in every
- * call.
+ *
+ * - Texts are zero-terminated UTF-16. A null text counts as an empty one.
+ * - Paths on the server are relative to the account's root and begin with "/".
+ * - Every function may be called from any thread, also several at once. None keeps anything between
+ *   calls but the drive's connection to the driver and the block that all processes with this
+ *   library share (progress and used space). On Windows a calling thread need not have initialised
+ *   COM.
+ * - No function throws. The system's last error means nothing after a call: what failed is in the
+ *   result only, and what went wrong is in the log files below
+ *   <local application data>\Orvelan\Cirrux\Log ("UserLog.txt" for the user).
+ * - Settings (server, user, password, ...) are read from the current user's registry in every call;
+ *   of StartPolling see there.
  */
 #ifndef ZVWORKER_ZVWORKER_H_
 #define ZVWORKER_ZVWORKER_H_
@@ -89,9 +91,9 @@ typedef struct ZvFindData {
  * Logs in to the server, stores user name, password and drive letter in the settings, and asks the
  * driver for the drive. The shell is told of the new drive.
  *
- * net_resource  local_name and remote_name are used; null: ZV_BAD_NET_NAME.
- * password      in clear; it is stored in a hidden form.
- * user_name     empty, or "(null)" in any case: ZV_BAD_NET_NAME.
+ * - net_resource: local_name and remote_name are used; null: ZV_BAD_NET_NAME.
+ * - password: in clear; it is stored in a hidden form.
+ * - user_name: empty, or "(null)" in any case: ZV_BAD_NET_NAME.
  *
  * ZV_SUCCESS. ZV_BAD_NET_NAME: another remote name, no user name, no answer from the server,
  * settings that cannot be written, or the driver refuses - tested in this order. An HTTP status
@@ -110,9 +112,14 @@ ZVWORKER_API uint32_t ZVWORKER_CALL DeleteNewDrive(const ZvChar* local_name);
 
 /*
  * Serves the driver's requests on two threads of its own until the driver ends both queues
- * (DeleteNewDrive brings that about), and blocks the caller for as long. The drive may be created
- * before or afterwards: while it does not exist, the loops look for it once a second. Call it once,
+ * (DeleteNewDrive brings that about), and blocks the caller for as long. Call it once for a drive,
  * on a thread that can be spared.
+ *
+ * Create the drive first. The loops wait for one that does not exist, looking for it once a second,
+ * but they read the account's settings only once, when they start: user, password, server, proxy,
+ * the folder of the cache and whether listings are compared. A change of these counts from the next
+ * StartPolling on. The comparisons with the server read them each time; the account's type, the
+ * local name and the UNC names are read at each use.
  *
  * Always 0.
  */
@@ -121,9 +128,9 @@ ZVWORKER_API uint32_t ZVWORKER_CALL StartPolling(void);
 /*
  * Whether the local name ("Y:", case-blind) is the connected drive, and under which network name.
  *
- * remote_name  null, or receives "\\server\share" of the settings, cut to the length, terminated.
- * length       in: units of the buffer with the terminator; null or 0: nothing is written. out:
- * what would have been needed when the name was cut, otherwise unchanged.
+ * - remote_name: null, or receives "\\server\share" of the settings, cut to the length, terminated.
+ * - length: in: units of the buffer with the terminator; null or 0: nothing is written. Out: what
+ *   would have been needed when the name was cut, otherwise unchanged.
  *
  * ZV_SUCCESS; ZV_NO_NETWORK when it is not connected.
  */
@@ -133,13 +140,17 @@ ZVWORKER_API uint32_t ZVWORKER_CALL GetDriveConnection(const ZvChar* local_name,
 /*
  * The current transfer, of whichever process; or a request to cancel it.
  *
- * name             null, or a buffer of 260 units. Mode 0: receives the name of the resource, empty
- * when idle. Mode 1: an input, never written; the transfer of exactly this name (case-blind) is
- * asked to stop. first_count      null, or receives: of a download the bytes so far, of an upload
- * the size of the file. second_count     null, or receives: of a download the size of the file, of
- * an upload the bytes so far. Both counts are bytes modulo 2^32. elapsed_seconds  null, or receives
- * the seconds since the transfer began; without meaning when idle. mode ZV_READ_PROGRESS or
- * ZV_CANCEL_TRANSFER.
+ * - name: null, or a buffer of 260 units. Mode 0: receives the name of the resource, empty when
+ *   idle. Mode 1: an input, never written; the transfer of exactly this name (case-blind) is asked
+ *   to stop. Between two attempts of an upload the record is idle; the empty name then stops the
+ *   next one.
+ * - first_count: null, or receives: of a download the bytes so far, of an upload the size of the
+ *   file.
+ * - second_count: null, or receives: of a download the size of the file, of an upload the bytes so
+ *   far. Both counts are bytes modulo 2^32.
+ * - elapsed_seconds: null, or receives the seconds since the transfer began; without meaning when
+ *   idle.
+ * - mode: ZV_READ_PROGRESS or ZV_CANCEL_TRANSFER.
  *
  * ZV_IDLE, ZV_UPLOAD or ZV_DOWNLOAD; 0 also when the names could not be compared. Name and counts
  * may be of two updates in a row: nothing is locked.
@@ -152,11 +163,11 @@ ZVWORKER_API int32_t ZVWORKER_CALL GetInternetDetails(ZvChar* name, uint32_t* fi
  * Enters a file or folder into the cached listing of its parent folder, replacing what stands
  * there. The server is not asked.
  *
- * path         server path; cut at 259 units.
- * information  attributes (folder or not), last write time and the low half of the size are used;
- * null: 0.
+ * - path: server path; cut at 259 units.
+ * - information: attributes (folder or not), last write time and the low half of the size are used.
  *
- * 1; 0 when the parent folder was never listed or its listing cannot be written.
+ * 1; 0 without information, or when the parent folder was never listed or its listing cannot be
+ * written.
  */
 ZVWORKER_API uint32_t ZVWORKER_CALL WrapperUpdate(const ZvChar* path,
                                                   const ZvFindData* information);
@@ -202,7 +213,7 @@ ZVWORKER_API void ZVWORKER_CALL ResetProgressDetails(void);
  * that the next read fetches it anew. Not for a file that was written and is not yet on the server:
  * its content would go.
  *
- * path  on the drive, with its letter: "Y:\Docs\a.txt"; cut at 259 units.
+ * - path: on the drive, with its letter: "Y:\Docs\a.txt"; cut at 259 units.
  *
  * 1; 0 when the check broke off.
  */
