@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "cache/cache.h"
+#include "cache/listing_file.h"
 #include "cache/work_file.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -17,6 +18,13 @@ std::optional<Text> ExtensionOf(TextView name) {
   const size_t dot = name.rfind(u'.');
   if (dot == TextView::npos || dot == 0) return std::nullopt;
   return ToLower(name.substr(dot + 1));
+}
+
+// Whether the content file waits to be sent: nothing may take its place. Under a ListingLock this
+// stays as it is in the face of renames, which take the lock while a waiting file gets its new
+// name.
+bool HoldsOnlyCopy(const PendingUploads& pending, TextView path, TextView content_file) {
+  return pending.Contains(ReplaceAll(path, u'\\', u'/')) && FileExists(content_file);
 }
 
 }  // namespace
@@ -61,7 +69,7 @@ bool CCache::ReadFromContent(TransferRequest& request, File& file, const Text& c
   const int64_t length = static_cast<uint32_t>(file.Size());
   if (request.offset > length) {
     file.Close();
-    if (!IsPending(request.path)) RemoveFile(content_file);
+    if (!HoldsOnlyCopy(pending_, request.path, content_file)) RemoveFile(content_file);
     trace_log_.WriteLog(LogLevel::kError, u"Invalid request, Offset > file length");
     request.file_size = -1;
     return false;
@@ -90,6 +98,8 @@ bool CCache::DownloadContent(TextView path, const Text& content_file) {
   PartialFile partial(names_, content_file);
   FileTime last_modified;
   if (!server_->RestoreFile(path, partial.path(), &last_modified)) return false;
+  const ListingLock lock;
+  if (HoldsOnlyCopy(pending_, path, content_file)) return true;
   if (!partial.MoveIntoPlace()) {
     trace_log_.WriteLog(LogLevel::kError, u"Error moving file %s to %s. ErrorCode: %d",
                         partial.path(), content_file, LastError());
@@ -111,7 +121,13 @@ bool CCache::SyncDownload(TextView path, const Text& content_file) {
   // The library leaves the file under its own name.
   const Text downloaded = names_.folder() + Text(PathLeaf(server_path));
   PartialFile partial(names_, content_file);
-  if (CopyOver(downloaded, partial.path()) && partial.MoveIntoPlace()) RemoveFile(downloaded);
+  const bool copied = CopyOver(downloaded, partial.path());
+  const ListingLock lock;
+  if (HoldsOnlyCopy(pending_, server_path, content_file)) {
+    RemoveFile(downloaded);
+    return true;
+  }
+  if (copied && partial.MoveIntoPlace()) RemoveFile(downloaded);
   unsent_path_.clear();
   return true;
 }

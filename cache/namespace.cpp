@@ -1,4 +1,6 @@
 // Folders made and entries renamed, on the server and in the cache.
+#include <algorithm>
+
 #include "cache/cache.h"
 #include "cache/cache_rename.h"
 #include "cache/entry_record.h"
@@ -29,6 +31,13 @@ bool TurnsTemporaryIntoReal(TextView old_path, TextView new_path) {
 Text FolderPart(TextView path) {
   const size_t slash = path.rfind(u'/');
   return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
+}
+
+bool AnyWaits(const std::vector<PendingUpload>& list, TextView path) {
+  const Text folder = Text(path) + u"/";
+  return std::any_of(list.begin(), list.end(), [&](const PendingUpload& upload) {
+    return upload.path == path || upload.path.starts_with(folder);
+  });
 }
 
 void MoveTimeFile(TextView from, TextView to) {
@@ -87,10 +96,20 @@ uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool
         Rename rename{.old_path = old_path, .new_path = new_path, .tell_server = tell_server};
         rename.result = ReadIsSync() ? SyncRename(rename) : RenameOnServer(rename);
         if (rename.ended) return rename.result;
+        // What was not renamed keeps out of the way of a file that only this machine has.
+        if (rename.result != kRenameDone && AnyWaits(pending_.List(), new_path)) {
+          return rename.result;
+        }
         RenameRecord(rename);
-        ClearStaleTarget(rename);
-        MoveContents(rename);
-        if (!pending_.Rename(old_path, new_path)) {
+        bool noted = false;
+        {
+          // A download of the new path that ends meanwhile takes its place before or after this.
+          const ListingLock lock;
+          if (rename.result == kRenameDone) ClearStaleTarget(rename);
+          noted = pending_.AddRenamed(old_path, new_path);
+          if (noted) MoveContents(rename);
+        }
+        if (!noted || !pending_.Rename(old_path, new_path)) {
           trace_log_.WriteTrace(u"Unable to rename the pending upload of %s, Reason: %s", old_path,
                                 GetLastErrorText());
         }
@@ -143,6 +162,7 @@ void CCache::RenameRecord(Rename& rename) {
 
 // A move never replaces anything on the server, so what is cached under the new name is stale.
 void CCache::ClearStaleTarget(const Rename& rename) {
+  pending_.RemoveTree(rename.new_path, rename.old_path);
   const Text content = names_.GetFileRecordName(rename.new_path);
   // Two names that differ in case only, or "/a#b" and "/a/b", are one in the cache.
   if (EqualsNoCase(names_.GetFileRecordName(rename.old_path), content)) return;

@@ -90,13 +90,20 @@ bool IsAtOrBeneath(TextView path, TextView top) {
   return path.size() == top.size() || path[top.size()] == u'/';
 }
 
+Text PathAfterRename(TextView path, TextView old_top, TextView new_top) {
+  return Text(new_top) + Text(path.substr(old_top.size()));
+}
+
 }  // namespace
 
 Text PendingUploads::FileName() const { return names_.work_folder() + u"pending.txt"; }
 
 Text PendingUploads::ReadText() const {
   File file = File::Open(FileName(), Access::kRead, Disposition::kOpenExisting);
-  return file ? FromUtf16LeBytes(file.ReadAll()) : Text();
+  if (file) return FromUtf16LeBytes(file.ReadAll());
+  const uint32_t code = LastError();
+  if (code != kErrorFileNotFound && code != kErrorPathNotFound) ThrowLastError(ErrorKind::kFile);
+  return {};
 }
 
 // An empty file stays: the next upload needs it again, and files that come and go are dear.
@@ -140,12 +147,8 @@ bool PendingUploads::Update(Change&& change) noexcept {
 }
 
 std::vector<PendingUpload> PendingUploads::List() const {
-  try {
-    const std::lock_guard lock(ListMutex());
-    return ParseList(ReadText());
-  } catch (const std::exception&) {
-    return {};
-  }
+  const std::lock_guard lock(ListMutex());
+  return ParseList(ReadText());
 }
 
 std::optional<PendingUpload> PendingUploads::Find(TextView path) const {
@@ -153,6 +156,14 @@ std::optional<PendingUpload> PendingUploads::Find(TextView path) const {
     if (upload.path == path) return std::move(upload);
   }
   return std::nullopt;
+}
+
+bool PendingUploads::Contains(TextView path) const noexcept {
+  try {
+    return Find(path).has_value();
+  } catch (...) {
+    return true;
+  }
 }
 
 bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {
@@ -177,11 +188,38 @@ bool PendingUploads::Remove(TextView path) {
   });
 }
 
-bool PendingUploads::RemoveTree(TextView path) {
+bool PendingUploads::RemoveTree(TextView path, TextView except) {
   return Update([&](std::vector<PendingUpload>& list) {
     return LinesIf(std::erase_if(list, [&](const PendingUpload& each) {
-                     return IsAtOrBeneath(each.path, path);
+                     return IsAtOrBeneath(each.path, path) &&
+                            (except.empty() || !IsAtOrBeneath(each.path, except));
                    }) > 0);
+  });
+}
+
+// Whether a content file stands under the path that is not also the other path's.
+bool PendingUploads::HasOwnContent(TextView path, TextView other_path) const {
+  const Text content = names_.GetFileRecordName(path);
+  return !EqualsNoCase(content, names_.GetFileRecordName(other_path)) && FileExists(content);
+}
+
+bool PendingUploads::AddRenamed(TextView old_path, TextView new_path) {
+  if (old_path == new_path) return true;
+  return Update([&](std::vector<PendingUpload>& list) {
+    std::vector<PendingUpload> added;
+    for (const PendingUpload& each : list) {
+      // An empty file has no content that could be lost on its way.
+      if (each.kind == PendingKind::kEmpty || !IsAtOrBeneath(each.path, old_path)) continue;
+      PendingUpload renamed = each;
+      renamed.path = PathAfterRename(each.path, old_path, new_path);
+      if (!HasOwnContent(renamed.path, each.path)) added.push_back(std::move(renamed));
+    }
+    std::erase_if(list, [&](const PendingUpload& each) {
+      return std::any_of(added.begin(), added.end(),
+                         [&](const PendingUpload& renamed) { return renamed.path == each.path; });
+    });
+    list.insert(list.end(), added.begin(), added.end());
+    return LinesIf(!added.empty());
   });
 }
 
@@ -194,7 +232,9 @@ bool PendingUploads::Rename(TextView old_path, TextView new_path) {
         }) > 0;
     for (PendingUpload& each : list) {
       if (!IsAtOrBeneath(each.path, old_path)) continue;
-      each.path = Text(new_path) + each.path.substr(old_path.size());
+      Text renamed = PathAfterRename(each.path, old_path, new_path);
+      if (each.kind != PendingKind::kEmpty && HasOwnContent(each.path, renamed)) continue;
+      each.path = std::move(renamed);
       changed = true;
     }
     return LinesIf(changed);

@@ -30,27 +30,36 @@ struct PendingUpload {
                 // crash
 };
 
-// Any thread; objects are cheap and hold no state but the list's place. Nothing throws. Where a
-// change cannot be written, false is returned with LastError() set and the list is as it was.
+// Any thread; objects are cheap and hold no state but the list's place. Where a change cannot be
+// written, false is returned with LastError() set and the list is as it was. A list that is there
+// and cannot be read may hold anything: what it would tell is never taken for "nothing waits".
 class PendingUploads {
  public:
   explicit PendingUploads(const CacheNames& names) : names_(names) {}
 
-  // In the order in which they were added. Empty when there is no list.
+  // In the order in which they were added. Empty when there is no list; throws Error(kFile) when
+  // it cannot be read.
   std::vector<PendingUpload> List() const;
   std::optional<PendingUpload> Find(TextView path) const;
-  bool Contains(TextView path) const { return Find(path).has_value(); }
+  // True, too, when the list cannot be read. Does not throw.
+  bool Contains(TextView path) const noexcept;
   // Adds a path, or gives one that is there another kind and reason.
   bool Add(TextView path, PendingKind kind, TextView reason);
   bool Remove(TextView path);
-  // A path and everything beneath it.
-  bool RemoveTree(TextView path);
-  // Of a path and everything beneath it; what was listed under the new name is gone.
+  // A path and everything beneath it, but nothing at or beneath the other one.
+  bool RemoveTree(TextView path, TextView except = {});
+  // A rename of a path and everything beneath it takes two steps, so that each content file is
+  // listed under the name that it has, wherever the process ends. Before contents are moved: what
+  // will be moved is listed under its new name, too.
+  bool AddRenamed(TextView old_path, TextView new_path);
+  // Afterwards: the old names go, with what else was listed under the new name. What could not be
+  // moved keeps its old name.
   bool Rename(TextView old_path, TextView new_path);
 
  private:
   Text FileName() const;
   Text ReadText() const;
+  bool HasOwnContent(TextView path, TextView other_path) const;
   bool Write(const std::vector<PendingUpload>& list) const;
   bool Append(const PendingUpload& upload) const;
   template <typename Change>

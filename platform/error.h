@@ -39,6 +39,7 @@ void SetLastError(uint32_t code);
 
 // Codes that the logic above compares or sets, in the system's own numbers.
 extern const uint32_t kErrorFileNotFound;
+extern const uint32_t kErrorPathNotFound;  // a folder on the way to the file is missing, or none
 extern const uint32_t kErrorAlreadyExists;
 extern const uint32_t kErrorDiskFull;
 

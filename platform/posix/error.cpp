@@ -68,6 +68,7 @@ Text InternetErrorText(uint32_t code) {
 }  // namespace
 
 const uint32_t kErrorFileNotFound = ENOENT;
+const uint32_t kErrorPathNotFound = ENOTDIR;
 const uint32_t kErrorAlreadyExists = EEXIST;
 const uint32_t kErrorDiskFull = ENOSPC;
 

@@ -16,6 +16,7 @@ constexpr DWORD kTableFlags =
 }  // namespace
 
 const uint32_t kErrorFileNotFound = ERROR_FILE_NOT_FOUND;
+const uint32_t kErrorPathNotFound = ERROR_PATH_NOT_FOUND;
 const uint32_t kErrorAlreadyExists = ERROR_ALREADY_EXISTS;
 const uint32_t kErrorDiskFull = ERROR_DISK_FULL;
 

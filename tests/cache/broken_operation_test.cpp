@@ -92,6 +92,28 @@ TEST_F(BrokenCache, APendingListThatCannotBeRenamedIsToldInTheLog) {
             None());
 }
 
+TEST_F(BrokenCache, ARenameLeavesTheOnlyCopyListedUnderTheNameThatItHas) {
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    const Text source = u"/a long file name " + FromUtf8(std::to_string(number));
+    const Text target = u"/another long file name " + FromUtf8(std::to_string(number));
+    WriteContent(source, "new");
+    cache().pending().Add(source, PendingKind::kContent, u"");
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      cache().RenameCachedResource(source, target, false);
+      happened = failing.happened();
+    }
+    const Text holder = Content(source) ? source : target;
+    ASSERT_EQ(Content(holder), "new") << number;
+    ASSERT_TRUE(cache().pending().Contains(holder)) << number;
+    if (!happened) EXPECT_EQ(PendingPaths(), std::vector<Text>{target});
+    cache().pending().RemoveTree(source);
+    cache().pending().RemoveTree(target);
+    RemoveFile(Names().GetFileRecordName(holder));
+  }
+}
+
 TEST_F(BrokenCache, ClearingGoesOnPastAFileThatCannotBeRemovedAndTellsOfIt) {
   for (const TextView path : {u"/a", u"/b", u"/c"}) WriteContent(path, "content");
   MakeFolders(Names().GetTimeFileName(u"/b"));  // no file: it cannot be removed like one

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/clock_testing.h"
+#include "platform/error.h"
 #include "platform/file.h"
 #include "tests/support/test_home.h"
 
@@ -92,6 +93,52 @@ TEST_F(PendingUploadsTest, ReadsRandomBytesAsNoPaths) {
   EXPECT_TRUE(pending_.List().empty());
   EXPECT_TRUE(pending_.Add(u"/a", PendingKind::kContent, u""));
   EXPECT_EQ(Paths(), (std::vector<Text>{u"/a"}));
+}
+
+TEST_F(PendingUploadsTest, AListThatCannotBeReadIsNeverTakenForAnEmptyOne) {
+  MakeFolders(file_);  // no file: it cannot be opened as one
+  EXPECT_TRUE(pending_.Contains(u"/a"));
+  EXPECT_THROW(pending_.List(), Error);
+  EXPECT_THROW(pending_.Find(u"/a"), Error);
+  EXPECT_FALSE(pending_.Add(u"/a", PendingKind::kContent, u""));
+  EXPECT_FALSE(pending_.Remove(u"/a"));
+  EXPECT_FALSE(pending_.AddRenamed(u"/a", u"/b"));
+  EXPECT_NE(LastError(), 0U);
+}
+
+TEST_F(PendingUploadsTest, RemovesATreeWithoutTheOneThatIsExcepted) {
+  for (const TextView path : {u"/a", u"/a/b", u"/a/b/c", u"/a/bc"}) {
+    pending_.Add(path, PendingKind::kContent, u"");
+  }
+  EXPECT_TRUE(pending_.RemoveTree(u"/a", u"/a/b"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a/b", u"/a/b/c"}));
+}
+
+TEST_F(PendingUploadsTest, BeforeARenameListsWhatWillBeMovedUnderBothNames) {
+  pending_.Add(u"/a/x", PendingKind::kContent, u"No line");
+  pending_.Add(u"/a/empty", PendingKind::kEmpty, u"");
+  pending_.Add(u"/n/x", PendingKind::kEmpty, u"");
+  EXPECT_TRUE(pending_.AddRenamed(u"/a", u"/n"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a/x", u"/a/empty", u"/n/x"}));
+  EXPECT_EQ(pending_.List()[2].kind, PendingKind::kContent);
+  EXPECT_EQ(pending_.List()[2].reason, u"No line");
+}
+
+TEST_F(PendingUploadsTest, WhatARenameCouldNotMoveKeepsItsOldNameAlone) {
+  pending_.Add(u"/a", PendingKind::kContent, u"");
+  for (const TextView path : {u"/a", u"/n"}) WriteFileBytes(names_.GetFileRecordName(path), "x");
+  EXPECT_TRUE(pending_.AddRenamed(u"/a", u"/n"));
+  EXPECT_EQ(Paths(), std::vector<Text>{u"/a"});
+  EXPECT_TRUE(pending_.Rename(u"/a", u"/n"));
+  EXPECT_EQ(Paths(), std::vector<Text>{u"/a"});
+}
+
+TEST_F(PendingUploadsTest, ARenameToAnotherSpellingTakesTheOneContentAlong) {
+  pending_.Add(u"/a", PendingKind::kContent, u"");
+  WriteFileBytes(names_.GetFileRecordName(u"/a"), "x");
+  EXPECT_TRUE(pending_.AddRenamed(u"/a", u"/A"));
+  EXPECT_TRUE(pending_.Rename(u"/a", u"/A"));
+  EXPECT_EQ(Paths(), std::vector<Text>{u"/A"});
 }
 
 TEST_F(PendingUploadsTest, AChangeThatCannotBeWrittenIsToldAndChangesNothing) {

@@ -30,6 +30,21 @@ TEST_F(FileTest, OpenExistingRefusesAMissingFile) {
   EXPECT_FALSE(FileExists(folder_ / u"none"));
 }
 
+TEST_F(FileTest, OpenExistingTellsAFileWhoseFolderIsMissingApartFromOneItCannotOpen) {
+  const auto is_absent = [] {
+    return LastError() == kErrorFileNotFound || LastError() == kErrorPathNotFound;
+  };
+  Put(u"file", "");
+  for (const TextView leaf : {u"none\\deeper", u"file\\deeper"}) {
+    SetLastError(0);
+    EXPECT_FALSE(Open(leaf, Access::kRead, Disposition::kOpenExisting));
+    EXPECT_TRUE(is_absent()) << LastError();
+  }
+  ASSERT_TRUE(MakeFolders(folder_ / u"folder"));
+  EXPECT_FALSE(Open(u"folder", Access::kRead, Disposition::kOpenExisting));
+  EXPECT_FALSE(is_absent()) << LastError();
+}
+
 TEST_F(FileTest, OpenAlwaysMakesAMissingFileAndKeepsContents) {
   EXPECT_TRUE(Open(u"a", Access::kReadWrite, Disposition::kOpenAlways));
   EXPECT_EQ(Get(u"a"), "");
