@@ -81,10 +81,6 @@ bool CCache::UpdateCacheFileList(TextView path, const FindData& information) {
         if (parent != u"/" && !FileExists(listing_file)) return false;
 
         const bool is_folder = (information.attributes & kAttributeDirectory) != 0;
-        if (is_folder) {
-          const Text own_listing = names_.GetDirRecordName(path);
-          if (!FileExists(own_listing)) WriteRootLines(own_listing);
-        }
         const uint64_t low = information.last_write_time[0];
         const uint64_t high = information.last_write_time[1];
         const int64_t seconds = ToSeconds(FileTime{high << 32 | low}).value;
@@ -95,8 +91,14 @@ bool CCache::UpdateCacheFileList(TextView path, const FindData& information) {
                                                     .attributes = 0,
                                                     .creation_time = seconds,
                                                     .change_time = seconds});
-        return EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = record})
-            .has_value();
+        // Held until the folder's own listing stands: what a fetch stores is not cut to root lines.
+        const ListingLock lock;
+        if (!EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = record})) {
+          return false;
+        }
+        const Text own_listing = names_.GetDirRecordName(path);
+        if (is_folder && !FileExists(own_listing)) WriteRootLines(own_listing);
+        return true;
       },
       TraceFileFailure(u"%s", u"Exception while updating cache file list!"));
 }
@@ -116,8 +118,7 @@ bool CCache::AddFileEntryToCacheFile(TextView path) {
       true,
       [&] {
         const Text listing_file = names_.GetDirRecordName(PathParent(path));
-        if (AppendToListing(listing_file, CurrentEntryRecord(), Disposition::kOpenAlways))
-          return true;
+        if (AppendRecord(listing_file, current_entry_.name, CurrentEntryRecord())) return true;
         trace_log_.WriteTrace(
             u"Unable to open file in AddFileEntryToCacheFile %s for writing cache details, "
             u"Reason: %s",

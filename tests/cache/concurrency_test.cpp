@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "cache/listing_file.h"
 #include "cache/record_list.h"
 #include "tests/cache/cache_fixture.h"
 
@@ -61,6 +62,42 @@ TEST_F(Concurrency, AFileRenamedWhileItsFolderIsFetchedKeepsItsNewName) {
   });
   EXPECT_TRUE(cache().CacheFolderContents(u"/d/"));
   EXPECT_EQ(ListedFiles(), (List{u"young", u"other"}));
+}
+
+TEST_F(Concurrency, AFileMovedIntoAFolderThatIsBeingFetchedStaysListed) {
+  account_.AddFolder("/e", kEarly);
+  account_.AddFile("/e/from", "1", kEarly);
+  WriteListing(u"/e", u"from?0?1?0?0?0\r\n");
+  DuringListing([](CCache& other) {
+    EXPECT_EQ(other.RenameCachedResource(u"/e/from", u"/d/to", true), kRenameDone);
+  });
+  EXPECT_TRUE(cache().CacheFolderContents(u"/d/"));
+  EXPECT_EQ(ListedFiles(), (List{u"old", u"other", u"to"}));
+}
+
+TEST_F(Concurrency, AListingStoredWhileItsFolderIsNotedInItsParentIsNotCutToTheRootLines) {
+  WriteListing(u"/", u"");
+  const Text listing = Names().GetDirRecordName(u"/new");
+  FindData information;
+  information.attributes = kAttributeDirectory;
+  for (int round = 0; round < 20; ++round) {
+    RemoveFile(listing);
+    std::atomic<bool> held = false;
+    std::jthread updater([&] {
+      CCache other;
+      while (!held) std::this_thread::yield();
+      EXPECT_TRUE(other.UpdateCacheFileList(u"/new", information));
+    });
+    {
+      // As the fetch that stores the listing holds it; long enough for the other one to look.
+      const ListingLock lock;
+      held = true;
+      for (int look = 0; look < 500; ++look) EXPECT_FALSE(FileExists(listing));
+      WriteListing(u"/new", u"fetched?0?1?0?0?0\r\n");
+    }
+    updater.join();
+    ASSERT_EQ(ListingText(u"/new"), u"fetched?0?1?0?0?0\r\n") << round;
+  }
 }
 
 TEST_F(Concurrency, AFolderMadeWhileItsParentIsFetchedStaysListed) {

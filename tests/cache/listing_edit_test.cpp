@@ -127,6 +127,12 @@ TEST_F(ListingEdit, AnUpdateOfANewFolderMakesItsListingWithTheRootLines) {
   EXPECT_EQ(ReadFileBytes(Names().GetDirRecordName(u"/a/new")), RootLineBytes());
 }
 
+TEST_F(ListingEdit, AnUpdateThatItsParentsListingDoesNotTakeMakesNoListing) {
+  MakeFolders(Names().GetDirRecordName(u"/n"));
+  EXPECT_FALSE(cache().UpdateCacheFileList(u"/n/new", Information(kAttributeDirectory, 0)));
+  EXPECT_FALSE(HasListing(u"/n/new"));
+}
+
 TEST_F(ListingEdit, AnUpdateLeavesTheListingOfAKnownFolderAlone) {
   WriteListing(u"/a/z", kX);
   EXPECT_TRUE(cache().UpdateCacheFileList(u"/a/z", Information(kAttributeDirectory, 0)));
