@@ -13,9 +13,11 @@
 namespace zv {
 namespace {
 
-// A download writes or gives up within seconds, so what lay still for this long belongs to no one.
+// Whoever makes a file here writes or gives up within seconds, so what lay still for this long
+// belongs to no one.
 constexpr int64_t kLeftoverSeconds = 600;
 constexpr TextView kPartialPrefix = u"partial-";
+constexpr TextView kScratchPrefix = u"writing-";
 
 // Tells the files of this process from those of others.
 uint32_t ProcessMark() {
@@ -63,7 +65,8 @@ ActivePartials& Active() {
 void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {
   const Seconds1601 oldest{ToSeconds(SystemTime()).value - kLeftoverSeconds};
   for (const FileInfo& info : ListFolder(folder)) {
-    if (info.is_folder || !info.name.starts_with(kPartialPrefix)) continue;
+    if (info.is_folder) continue;
+    if (!info.name.starts_with(kPartialPrefix) && !info.name.starts_with(kScratchPrefix)) continue;
     const bool left =
         info.name.starts_with(same_file_prefix) || ToSeconds(info.last_write) < oldest;
     if (left && !Active().Contains(folder + info.name)) RemoveFile(folder + info.name);
@@ -74,7 +77,7 @@ void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {
 
 bool ReplaceFileWhole(const CacheNames& names, TextView path, std::string_view bytes) {
   const Text folder = names.work_folder();
-  const Text scratch = Format(u"%swriting-%s", folder, NextUniqueMark());
+  const Text scratch = Format(u"%s%s%s", folder, kScratchPrefix, NextUniqueMark());
   File file = File::Open(scratch, Access::kWrite, Disposition::kCreateAlways);
   if (!file) {
     if (!MakeFolders(folder)) return false;

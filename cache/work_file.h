@@ -15,8 +15,8 @@ namespace zv {
 bool ReplaceFileWhole(const CacheNames& names, TextView path, std::string_view bytes);
 
 // The name of a partial copy of one cache file, for as long as the copy is being made. Removes the
-// leftovers of earlier crashes: of this file, and of other ones that were not written to for a
-// while. The partial copy itself is removed at the end, unless it was moved into place.
+// leftovers of earlier crashes: of this file, and whatever else was not written to for a while. The
+// partial copy itself is removed at the end, unless it was moved into place.
 class PartialFile {
  public:
   PartialFile(const CacheNames& names, TextView cache_file);

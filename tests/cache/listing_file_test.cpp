@@ -185,6 +185,19 @@ TEST_F(PartialFileTest, KeepsTheCopyOfAnotherFileUntilItLayStillForLong) {
   EXPECT_FALSE(FileExists(left));
 }
 
+TEST_F(PartialFileTest, RemovesTheScratchFileOfAWriterThatWasKilledWhenItLayStillForLong) {
+  const Text left = names_.work_folder() + u"writing-0000ABCD-1";
+  const Text other = names_.work_folder() + u"pending.txt";
+  for (const Text& file : {left, other}) WriteFileBytes(file, "left");
+  { const PartialFile partial(names_, content_); }
+  EXPECT_TRUE(FileExists(left));
+  testing::VirtualClock clock;
+  clock.Advance(601'000);
+  { const PartialFile partial(names_, content_); }
+  EXPECT_FALSE(FileExists(left));
+  EXPECT_TRUE(FileExists(other));
+}
+
 TEST_F(PartialFileTest, KeepsACopyThatIsBeingMade) {
   PartialFile first(names_, content_);
   WriteFileBytes(first.path(), "going");

@@ -181,6 +181,13 @@ TEST_F(SingleResource, NamesAreComparedWholeAndInTheirCase) {
   EXPECT_FALSE(Find(u"/a/bcd"));
 }
 
+TEST_F(SingleResource, IsSearchedPastLinesThatAreNoRecords) {
+  WriteListing(u"/a", u"b\r\nno record\r\nb?0?7?0?0?0\r\n");
+  ASSERT_TRUE(Find(u"/a/b"));
+  EXPECT_EQ(entry_.size, 7);
+  EXPECT_FALSE(Find(u"/a/no record"));
+}
+
 TEST_F(SingleResource, InAMissingListingIsToldInTheLog) {
   EXPECT_FALSE(Find(u"/a/b"));
   EXPECT_FALSE(HasListing(u"/a"));
