@@ -14,6 +14,9 @@ void OnStopSignal(int) { stop_asked = 1; }
 void CatchStopSignals() {
   std::signal(SIGINT, OnStopSignal);
   std::signal(SIGTERM, OnStopSignal);
+#ifdef SIGHUP  // a terminal that is closed
+  std::signal(SIGHUP, OnStopSignal);
+#endif
 }
 
 bool StopWasAsked() { return stop_asked != 0; }

@@ -22,11 +22,11 @@ for _ in $(seq 60); do
     fail "at $skip, $count bytes"
 done
 
-step "eight readers at once"
+step "twenty-four readers at once"
 unmount
 rm -rf "$ZVWORKER_HOME/drives/C/ZVWorker"
 mount_drive --listing-seconds 0
-for reader in 1 2 3 4 5 6 7 8; do
+for reader in $(seq 24); do
   cmp "$files/10485760.bin" "$drive/10485760.bin" >"$root/reader$reader" 2>&1 &
   readers+=($!)
 done

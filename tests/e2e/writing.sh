@@ -55,6 +55,20 @@ for target in "$root/old.bin" "$drive/old.bin"; do
 done
 cmp "$root/old.bin" "$files/old.bin" || fail "old.bin"
 
+step "an append goes behind what another client appended"
+printf 'first\n' >"$files/log.txt"
+touch -d '10 seconds' "$files"  # folders are compared to the second
+tries=0
+until [ "$(stat -c %s "$drive/log.txt" 2>/dev/null)" = 6 ]; do
+  tries=$((tries + 1))
+  [ $tries -lt 600 ] || fail "log.txt does not appear"
+  sleep 0.05
+done
+printf 'first\nsecond\n' >"$files/log.txt"
+touch -d '1 hour ago' "$files/log.txt"
+echo third >>"$drive/log.txt"
+printf 'first\nsecond\nthird\n' | cmp - "$files/log.txt" || fail "$(cat "$files/log.txt")"
+
 step "verified writes in sequence and at random"
 cd "$root"  # where the program leaves its state
 fio --name=v --directory="$drive" --size=4M --bs=64k --rw=write --verify=crc32c --do_verify=1 \

@@ -71,6 +71,8 @@ class VirtualDrive {
   DriveResult<OpenedFile> Create(TextView path);
   DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  // Writes at the end as the drive knows it.
+  DriveError Append(OpenFile& file, std::span<const std::byte> data);
   DriveError Resize(OpenFile& file, int64_t size);
   DriveError ResizePath(TextView path, int64_t size, TextView process);
   // Sends what was written. kNotStored: it stays in the cache and is tried again later.

@@ -36,6 +36,11 @@ DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, std::span<const s
   return WriteLocked(file, offset, data);
 }
 
+DriveError VirtualDrive::Append(OpenFile& file, std::span<const std::byte> data) {
+  const std::lock_guard lock(file.mutex);
+  return WriteLocked(file, file.size, data);
+}
+
 DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
                                      std::span<const std::byte> data) {
   if (file.is_gone) return DriveError::kNotFound;

@@ -1,4 +1,4 @@
-#define FUSE_USE_VERSION 35
+#define FUSE_USE_VERSION 312
 
 #include "apps/zvdrive/fuse/fuse_drive.h"
 
@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include <stdexcept>
 
 #include "apps/zvdrive/drive/drive_path.h"
+#include "apps/zvdrive/drive/told_sizes.h"
 #include "apps/zvdrive/fuse/open_handles.h"
 #include "platform/console.h"
 #include "platform/thread.h"
@@ -23,7 +25,10 @@
 namespace zv {
 namespace {
 
-constexpr double kAttributeSeconds = 1.0;
+constexpr std::chrono::seconds kAttributeLifetime{1};
+// Each call that waits for a transfer holds one: ten would be one copying program.
+constexpr unsigned kMostThreads = 200;
+constexpr unsigned kIdleThreads = 10;
 // What programs should read and write at once: each of their calls is a request of its own.
 constexpr uint32_t kBlockSize = kLargestBlock;
 
@@ -68,7 +73,10 @@ struct OpenFolder {
 
 // What the callbacks work on.
 struct Mounted {
+  explicit Mounted(VirtualDrive& shown) : drive(shown) {}
+
   VirtualDrive& drive;
+  ToldSizes told{kAttributeLifetime};
   OpenHandles<FileHandle> files;
   OpenHandles<OpenFolder> folders;
 };
@@ -109,10 +117,20 @@ int Answer(Body&& body) noexcept {
 }
 
 OpenFile& FileOf(const fuse_file_info* info) { return *OpenHandles<FileHandle>::Of(info->fh); }
-void KeepOpen(fuse_file_info* info, const OpenedFile& opened) {
-  info->fh = TheMount().files.Keep(std::make_unique<FileHandle>(opened.file));
+bool Appends(const fuse_file_info* info) { return (info->flags & O_APPEND) != 0; }
+
+// The kernel reads and appends by the size that it knows. Where that may be an old one it is left
+// out of it: to make it forget a size means to wait for its reads, which other serving threads may
+// have to answer.
+void KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
+  Mounted& mount = TheMount();
+  const bool knows_another_size =
+      !opened.is_unchanged &&
+      mount.told.MayDiffer(path, opened.file->size, std::chrono::steady_clock::now());
+  const bool writes_only = (info->flags & O_ACCMODE) == O_WRONLY;
+  info->fh = mount.files.Keep(std::make_unique<FileHandle>(opened.file));
   info->keep_cache = opened.is_unchanged;
-  info->direct_io = (info->flags & O_ACCMODE) == O_WRONLY;
+  info->direct_io = writes_only || Appends(info) || knows_another_size;
 }
 
 void FillStat(const NodeInfo& info, struct stat* out) {
@@ -134,7 +152,10 @@ void FillStat(const NodeInfo& info, struct stat* out) {
 int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
   return Answer([&] {
     const auto info = Drive().Look(DrivePath(path));
-    if (info) FillStat(info.value, out);
+    if (info) {
+      FillStat(info.value, out);
+      TheMount().told.Note(path, info.value.size, std::chrono::steady_clock::now());
+    }
     return Result(info.error);
   });
 }
@@ -155,8 +176,10 @@ constexpr const char* kOwnEntries[] = {".", ".."};
 
 // One reply's worth of entries, from the offset on: as many as fit and are known. An entry's offset
 // is where the next one begins.
-int FillFolder(FolderListing& listing, void* buffer, fuse_fill_dir_t fill, off_t offset,
-               fuse_fill_dir_flags flags) {
+int FillFolder(FolderListing& listing, std::string path, void* buffer, fuse_fill_dir_t fill,
+               off_t offset, fuse_fill_dir_flags flags) {
+  if (!path.ends_with('/')) path += '/';
+  const size_t folder_length = path.size();
   size_t next = static_cast<size_t>(offset);
   for (; next < std::size(kOwnEntries); ++next) {
     if (fill(buffer, kOwnEntries[next], nullptr, static_cast<off_t>(next + 1), {})) return 0;
@@ -167,8 +190,10 @@ int FillFolder(FolderListing& listing, void* buffer, fuse_fill_dir_t fill, off_t
     if (!node) return holds_some ? 0 : Result(listing.error());
     struct stat attributes;
     FillStat(node->info, &attributes);
+    path.replace(folder_length, path.size(), ToUtf8(node->name));
     const off_t after = static_cast<off_t>(index + std::size(kOwnEntries) + 1);
-    if (fill(buffer, ToUtf8(node->name).c_str(), &attributes, after, flags)) return 0;
+    TheMount().told.Note(path, node->info.size, std::chrono::steady_clock::now());
+    if (fill(buffer, path.c_str() + folder_length, &attributes, after, flags)) return 0;
     holds_some = true;
   }
 }
@@ -185,7 +210,7 @@ int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offse
     }
     const auto fill_flags =
         static_cast<fuse_fill_dir_flags>((flags & FUSE_READDIR_PLUS) ? FUSE_FILL_DIR_PLUS : 0);
-    return FillFolder(*listing, buffer, fill, offset, fill_flags);
+    return FillFolder(*listing, path, buffer, fill, offset, fill_flags);
   });
 }
 
@@ -193,10 +218,7 @@ int OpenFileAt(const char* path, fuse_file_info* info) {
   return Answer([&] {
     const bool empty_it = (info->flags & O_TRUNC) != 0;
     const auto opened = Drive().Open(DrivePath(path), empty_it);
-    if (opened) KeepOpen(info, opened.value);
-    // The kernel may know the size that the file had a moment ago, and would read no further.
-    const bool may_differ = opened && !opened.value.is_unchanged && !empty_it;
-    if (may_differ) fuse_invalidate_path(fuse_get_context()->fuse, path);
+    if (opened) KeepOpen(info, opened.value, path);
     return Result(opened.error);
   });
 }
@@ -208,7 +230,7 @@ int CreateFileAt(const char* path, mode_t, fuse_file_info* info) {
     if (opened.error == DriveError::kExists && !(info->flags & O_EXCL)) {
       opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
     }
-    if (opened) KeepOpen(info, opened.value);
+    if (opened) KeepOpen(info, opened.value, path);
     return Result(opened.error);
   });
 }
@@ -230,8 +252,9 @@ int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
 
 int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
   return Answer([&] {
-    const DriveError error =
-        Drive().Write(FileOf(info), offset, std::as_bytes(std::span(data, size)));
+    const auto bytes = std::as_bytes(std::span(data, size));
+    const DriveError error = Appends(info) ? Drive().Append(FileOf(info), bytes)
+                                           : Drive().Write(FileOf(info), offset, bytes);
     return error == DriveError::kNone ? static_cast<int>(size) : Result(error);
   });
 }
@@ -307,8 +330,8 @@ void* Initialise(fuse_conn_info* connection, fuse_config* config) {
   connection->want |= connection->capable & (FUSE_CAP_READDIRPLUS | FUSE_CAP_ASYNC_READ);
   connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO);
   config->use_ino = 0;
-  config->entry_timeout = kAttributeSeconds;
-  config->attr_timeout = kAttributeSeconds;
+  config->entry_timeout = static_cast<double>(kAttributeLifetime.count());
+  config->attr_timeout = static_cast<double>(kAttributeLifetime.count());
   config->negative_timeout = 0;
   return fuse_get_context()->private_data;
 }
@@ -357,7 +380,7 @@ void ReadFurtherAhead(const std::string& mount_point) {
 }  // namespace
 
 struct FuseMount::Impl {
-  explicit Impl(VirtualDrive& drive) : mounted{drive, {}, {}} {}
+  explicit Impl(VirtualDrive& drive) : mounted(drive) {}
 
   Mounted mounted;
   fuse_operations operations = Operations();
@@ -408,10 +431,11 @@ FuseMount::~FuseMount() {
 }
 
 void FuseMount::Serve() {
-  fuse_loop_config config{};
-  config.clone_fd = 0;
-  config.max_idle_threads = 10;
-  fuse_loop_mt(impl_->fuse, &config);
+  const std::unique_ptr<fuse_loop_config, decltype(&fuse_loop_cfg_destroy)> config(
+      fuse_loop_cfg_create(), &fuse_loop_cfg_destroy);
+  fuse_loop_cfg_set_max_threads(config.get(), kMostThreads);
+  fuse_loop_cfg_set_idle_threads(config.get(), kIdleThreads);
+  fuse_loop_mt(impl_->fuse, config.get());
   impl_->stops = true;
   // Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
   fuse_unmount(impl_->fuse);
