@@ -20,11 +20,15 @@ On Windows that is a key of `HKEY_CURRENT_USER`. On Linux it is a store of the s
 ZVWorker's folder: `$ZVWORKER_HOME`, or `$XDG_DATA_HOME/zvworker`, or `~/.local/share/zvworker`. `zvdrive account set`
 writes the settings on both systems, `zvdrive account show` prints them without their secrets.
 
-Every call reads what it needs anew: a change counts from the next call on, and for a drive that is served from the
-next session with the server. The keys `\Connection Parameters` and `\Settings` must both exist.
+Every call reads what it needs anew: a change counts from the next call on. For a drive that is served, user, server,
+proxy, `Intelligent Cache` and the cache's folder are read once, when serving begins (`StartPolling`); a change of them
+counts when it begins again. What compares a file or a folder with the server has a connection of its own and reads them
+each time; `Account_Type`, `Local Name`, `UNC Server`, `UNC Share`, the quotas and what only sync accounts have are read
+at each use. The keys `\Connection Parameters` and `\Settings` must both exist.
 
 A value counts when it is of the type `REG_SZ` or `REG_EXPAND_SZ` (not expanded) and holds at most 509 characters and
-its terminator. Any other value, and a missing one, reads as empty: where a number is meant, as 0.
+its terminator (`Quota` 49, `CurrentUser` 519, `OLdUsedQuota` 999). Any other value, and a missing one, reads as empty:
+where a number is meant, as 0.
 )";
 
 constexpr char kEnd[] = R"(
