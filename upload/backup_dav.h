@@ -31,7 +31,9 @@ class CBackupDAV : public CWebDAV {
   // Sends a local file whole, with resumption, retries and verification. True also after a cancel,
   // a 409 or a second failed verification; see last_transfer_stored().
   bool LocalFileTransfer(TextView local_path, TextView resource_path);
-  // Whether the last LocalFileTransfer ended with the server's copy verified, and if not, why.
+  // Whether the server acknowledged the last LocalFileTransfer's file and its copy has the right
+  // length, and if not, why. Equal lengths alone prove nothing: an older version, or no file for an
+  // empty one, has them as well.
   bool last_transfer_stored() const { return last_transfer_stored_; }
   const Text& last_transfer_failure() const { return last_transfer_failure_; }
 
@@ -66,6 +68,7 @@ class CBackupDAV : public CWebDAV {
 
   int64_t upload_start_ = 0;  // seconds since 1970, of the upload's first attempt
   float percent_ = 0;
+  bool accepted_ = false;  // the server acknowledged the last attempt
   bool last_transfer_stored_ = false;
   Text last_transfer_failure_;
 };

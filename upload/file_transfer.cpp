@@ -48,8 +48,9 @@ bool CBackupDAV::JudgeAttempt(TextView resource_path, int64_t size, uint32_t& of
     return false;
   }
   if (VerifyBkpFile(resource_path, size)) {
-    last_transfer_stored_ = true;
-    last_transfer_failure_.clear();
+    // Without the server's word the reason of the attempt stands: what is there may be older.
+    last_transfer_stored_ = accepted_;
+    if (accepted_) last_transfer_failure_.clear();
     user_log_.WriteLog(LogLevel::kInformation, u"%s has been uploaded.", resource_path);
     return true;
   }

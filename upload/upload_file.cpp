@@ -18,6 +18,7 @@ struct CBackupDAV::Attempt {
 
 uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path,
                                      int16_t& retry_count, uint32_t start_offset) {
+  accepted_ = false;
   Attempt attempt{.resource_path = resource_path,
                   .file = File::Open(local_path, Access::kRead, Disposition::kOpenExisting)};
   if (!attempt.file) {
@@ -119,23 +120,33 @@ bool CBackupDAV::SendBody(Attempt& attempt, int16_t& retry_count) {
 }
 
 uint32_t CBackupDAV::FinishAttempt(const Attempt& attempt, int16_t& retry_count) {
-  uint32_t result = EndRequest() ? attempt.start : 0;
+  const bool ended = EndRequest();
   debug_log_.WriteTrace(u"Finished making a Backup call, with response %d", status_code_);
-  if (status_code_ == 409) {
+  uint32_t result = 0;
+  bool goes_on = false;  // there will be another attempt
+  if (status_code_ == 201 || status_code_ == 204) {
+    accepted_ = ended;
+    if (ended) {
+      result = attempt.start;
+    } else {
+      last_transfer_failure_ = GetLastErrorText();
+    }
+  } else if (status_code_ == 409) {
     last_transfer_failure_ = GetErrorMessage();
-    result = 0;
     retry_count = 0;
-  } else if (status_code_ != 201 && status_code_ != 204) {
+  } else {
     last_transfer_failure_ = Format(u"%s (%d)", GetErrorMessage(), status_code_);
     user_log_.WriteLog(
         LogLevel::kInformation,
         u"Resuming cache upload of file %s [retry count %d, %d%% transferred]. Reason: %s (%d)",
         attempt.resource_path, retry_count, static_cast<int>(percent_), GetErrorMessage(),
         status_code_);
-    result = 0;
+    goes_on = true;
   }
-  PublishIdle();
-  return result;
+  // A cancel asked since the last chunk would be lost with this: what the server has taken, or
+  // refused for good, cannot be canceled any more, but an upload that it does not take can.
+  const bool cancel = SetProgressDetails(TransferKind::kIdle, {}, 0, 0, 0);
+  return cancel && goes_on ? CancelAttempt(attempt, retry_count) : result;
 }
 
 void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count,

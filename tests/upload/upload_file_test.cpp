@@ -167,20 +167,6 @@ TEST_F(UploadFileTest, AFileThatCannotBeReadStopsAllAttempts) {
 
 // --- progress and cancel
 
-std::tuple<int32_t, Text, uint32_t, uint32_t> ReadProgress() {
-  char16_t name[260] = {};
-  uint32_t first = 0;
-  uint32_t second = 0;
-  const int32_t kind = ReadProgressDetails(name, &first, &second, nullptr, 0);
-  return {kind, Text(name), first, second};
-}
-
-void AskToCancel(TextView transfer) {
-  char16_t name[260] = {};
-  transfer.copy(name, 259);
-  ReadProgressDetails(name, nullptr, nullptr, nullptr, 1);
-}
-
 TEST_F(UploadFileTest, PublishesTheSizeFirstAndWhatWasSentSecond) {
   MakeSource(PatternBytes(0, 1000));
   std::tuple<int32_t, Text, uint32_t, uint32_t> seen;

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
-
 #include <string>
+#include <tuple>
 
 #include "tests/webdav/account_fixture.h"
 #include "upload/backup_dav.h"
@@ -18,6 +19,20 @@ inline constexpr const char* kGet = "GET /users/anna/Files/big%2Ebin";
 inline constexpr TextView kSource = u"C:\\Apps\\Host\\big.bin";
 inline constexpr const char* kTimeText = "Sun, 06 Nov 1994 08:49:37 GMT";
 inline constexpr FileTime kTime{.value = 124'285'853'770'000'000};
+
+inline std::tuple<int32_t, Text, uint32_t, uint32_t> ReadProgress() {
+  char16_t name[260] = {};
+  uint32_t first = 0;
+  uint32_t second = 0;
+  const int32_t kind = ReadProgressDetails(name, &first, &second, nullptr, 0);
+  return {kind, Text(name), first, second};
+}
+
+inline void AskToCancel(TextView transfer) {
+  char16_t name[260] = {};
+  transfer.copy(name, 259);
+  ReadProgressDetails(name, nullptr, nullptr, nullptr, 1);
+}
 
 class UploadTest : public AccountTest {
  protected:
@@ -48,7 +63,10 @@ class UploadTest : public AccountTest {
     });
   }
 
-  VirtualClock clock_;
+  std::function<void()> on_sleep_;
+  VirtualClock clock_{[this](uint32_t) {
+    if (on_sleep_) on_sleep_();
+  }};
   CBackupDAV client_;
 };
 
