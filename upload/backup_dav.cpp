@@ -37,7 +37,7 @@ bool CBackupDAV::MakeBackupCall(TextView url, uint32_t content_length) {
         if (IsDirectSecure()) {
           request_flags_ |= kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate;
         }
-        request_ = std::make_unique<HttpRequest>(*connection_, u"PUT", EncodeUrlPath(url),
+        request_ = std::make_unique<HttpRequest>(*connection_, u"PUT", EncodeTarget(url),
                                                  TextView(), request_flags_);
         request_->AddHeaders(request_headers_);
         SetTimeouts(kRequestTimeout);

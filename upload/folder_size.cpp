@@ -29,6 +29,11 @@ std::string ReadAnswer(HttpRequest& request) {
   return answer;
 }
 
+// A proxy that asks for no credentials is given none: the system refuses an empty text.
+void SetProxyText(HttpRequest& request, uint32_t option, const Text& text) {
+  if (!text.empty()) request.SetOption(option, text, text.size());
+}
+
 }  // namespace
 
 uint64_t BytesFromKilobyteText(std::string_view text) {
@@ -63,7 +68,7 @@ uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
       [&]() -> uint64_t {
         const Text object =
             Format(u"cgi-bin/compute_size_long.cgi?user=%s&pass=%s&path=%s%%2F",
-                   settings_.user_name, settings_.password, EncodeUrlPath(folder_path));
+                   settings_.user_name, settings_.password, EncodeTarget(folder_path));
         InternetSession session(
             kAgent, settings_.use_proxy ? AccessType::kNamedProxy : AccessType::kDirect,
             settings_.use_proxy ? Format(u"%s:%d", settings_.proxy_host, settings_.proxy_port)
@@ -72,9 +77,8 @@ uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
         HttpRequest request(connection, u"GET", object, u"HTTP/1.0",
                             kFlagReload | kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate);
         if (settings_.use_proxy) {
-          request.SetOption(kOptionProxyUser, settings_.proxy_user, settings_.proxy_user.size());
-          request.SetOption(kOptionProxyPassword, settings_.proxy_password,
-                            settings_.proxy_password.size());
+          SetProxyText(request, kOptionProxyUser, settings_.proxy_user);
+          SetProxyText(request, kOptionProxyPassword, settings_.proxy_password);
         }
         request.SetOption(kOptionSecurityFlags,
                           request.QueryOption(kOptionSecurityFlags) | kIgnoreCertificateFlags);

@@ -55,21 +55,21 @@ Text CWebDAV::EncodeUrlPath(TextView path) {
       });
 }
 
+Text CWebDAV::EncodeTarget(TextView path) {
+  Text encoded = EncodeUrlPath(path);
+  if (encoded.empty() && !path.empty()) ThrowLastError(ErrorKind::kOther);
+  return encoded;
+}
+
 Text CWebDAV::BasicCredentials() const {
   const std::string pair = ToAnsi(settings_.user_name + u":" + settings_.password);
   return FromUtf8(EncodeBase64(pair));
 }
 
 bool CWebDAV::SendDAVRequest(TextView verb, TextView path) {
-  const Text encoded = EncodeUrlPath(path);
   SemaphoreLock lock(request_lock_);
   const bool sent = Guarded(
-      false,
-      [&] {
-        // Without its path a request would go to the server's root.
-        if (encoded.empty() && !path.empty()) ThrowLastError(ErrorKind::kOther);
-        return SendLocked(verb, encoded);
-      },
+      false, [&] { return SendLocked(verb, EncodeTarget(path)); },
       [&](const Failure& failure) {
         if (failure.kind == Failure::Kind::kInternet) {
           status_text_ = failure.text;

@@ -146,7 +146,7 @@ Text CWebDAV::DestinationHeaders(TextView new_path) {
   const bool secure = ReadAccountType() == kSyncAccount || settings_.use_compression;
   return Format(secure ? u"Overwrite:F\nDestination:https://%s%s\n"
                        : u"Overwrite:F\nDestination:http://%s%s\n",
-                settings_.server_host, EncodeUrlPath(account_root_ + Text(new_path)));
+                settings_.server_host, EncodeTarget(account_root_ + Text(new_path)));
 }
 
 bool CWebDAV::GetFileLength(TextView path, Text* length, FileTime* last_modified) {

@@ -120,6 +120,9 @@ class CWebDAV {
   void SetProxyCredentials();
   // Connect, send and receive time-outs of the open request.
   void SetTimeouts(uint32_t milliseconds);
+  // EncodeUrlPath that throws where the path cannot be encoded: without its path a request would go
+  // to the server's root.
+  Text EncodeTarget(TextView path);
   // The header block of a MOVE.
   Text DestinationHeaders(TextView new_path);
 

@@ -5,6 +5,7 @@
 namespace zv::testing {
 namespace {
 
+using ::testing::Each;
 using ::testing::IsEmpty;
 
 class BrokenUpload : public UploadTest {
@@ -78,6 +79,20 @@ TEST_F(BrokenUpload, ASingleRequestThatIsNeverSent) {
   EXPECT_THAT(NotTold(ThrowOtherError,
                       {u"Error initiating upload of /big.bin. Reason: it is broken"}, initiate_),
               IsEmpty());
+}
+
+// Without its path a request would go to the server's root.
+TEST_F(BrokenUpload, AnUploadWhosePathCannotBeEncodedIsNotSentElsewhere) {
+  EXPECT_THAT(NotTraced(ThrowNoMemory, {u"Failed to encode unicode string. Reason:"}, initiate_),
+              IsEmpty());
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    const FailingAllocation failing(number, ThrowNoMemory);
+    initiate_();
+    happened = failing.happened();
+  }
+  ASSERT_GE(server_.request_count(), 1U);
+  EXPECT_THAT(server_.lines(), Each(std::string(kPut)));
 }
 
 TEST_F(BrokenUpload, TheConnection) {

@@ -63,5 +63,17 @@ TEST_F(FolderSizeTest, AProxyIsAskedForTheScriptServersSecurePort) {
   EXPECT_EQ(server_.lines().at(0), "CONNECT srv1.example:443");
 }
 
+TEST_F(FolderSizeTest, AProxyThatAsksForNoCredentialsIsGivenNone) {
+  SetAccount({.proxy_name = server_.host(), .proxy_port = server_.port()});
+  SetServerValue(u"srv1.example;");
+  server_.On([](const Request&) { return Reply::Status(403); });
+  CBackupDAV client;
+  EXPECT_EQ(client.GetFolderSizeInByte(u"/"), 0U);
+  ASSERT_GE(server_.request_count(), 1U);
+  EXPECT_EQ(server_.lines().at(0), "CONNECT srv1.example:443");
+  EXPECT_EQ(server_.requests().at(0).CountHeaders("Proxy-Authorization"), 0U);
+  EXPECT_EQ(CountInTrace(u"Exception in GetFolderSizeInByte"), 0U);
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -144,6 +144,22 @@ TEST_F(BrokenOperation, Changes) {
               IsEmpty());
 }
 
+// The server's root is no destination.
+TEST_F(BrokenOperation, ARenameAlwaysNamesItsWholeDestination) {
+  OpenClient client;
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    const FailingAllocation failing(number, ThrowNoMemory);
+    client.RenameResource(u"/old name", u"/new");
+    happened = failing.happened();
+  }
+  ASSERT_GE(server_.request_count(), 1U);
+  for (const Request& request : server_.requests()) {
+    EXPECT_EQ(request.Header("Destination"),
+              "http://" + server_.address() + "/users/anna/Files/new");
+  }
+}
+
 TEST_F(BrokenOperation, SendingARequest) {
   const Text path = u"/users/anna/Files/a long file name.txt";
   const auto send = [&](OpenClient& client) {
