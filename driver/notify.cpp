@@ -28,11 +28,15 @@ void LogFailure(const Failure& failure) {
 }  // namespace
 
 void NotifyShell(uint32_t event, TextView first_path, TextView second_path) {
-  const auto notification = std::make_shared<NotificationRecord>();
-  notification->event = event;
-  CopyPath(first_path, notification->first_path);
-  CopyPath(second_path, notification->second_path);
-  Thread::Start([notification] { return NotifyThreadProc(*notification); });
+  const auto start = [&] {
+    const auto notification = std::make_shared<NotificationRecord>();
+    notification->event = event;
+    CopyPath(first_path, notification->first_path);
+    CopyPath(second_path, notification->second_path);
+    Thread::Start([notification] { return NotifyThreadProc(*notification); });
+    return true;
+  };
+  Guarded(false, start, LogFailure);
 }
 
 uint32_t NotifyThreadProc(const NotificationRecord& notification) {
