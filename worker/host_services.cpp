@@ -28,6 +28,12 @@ Text UserLogTail() {
   return FromUtf16LeBytes(file.ReadAll());
 }
 
+// Where the line begins to tell of the last attempt of this transfer that is to be followed by
+// another; npos when there is none.
+size_t FindLastRetry(TextView log, TextView name) {
+  return log.rfind(Text(u" of file ").append(name).append(u" [retry count "));
+}
+
 }  // namespace
 
 std::vector<PendingUpload> ListPendingUploads() {
@@ -72,12 +78,29 @@ Text LastTransferTrouble(TextView name) {
   return Quietly(Text(), [&] {
     // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.
     const Text log = UserLogTail();
-    const size_t found = log.rfind(Text(u" of file ").append(name).append(u" [retry count "));
+    const size_t found = FindLastRetry(log, name);
     if (found == Text::npos) return Text();
     const size_t before = log.rfind(u'\n', found);
     const size_t begin = before == Text::npos ? 0 : before + 1;
     const size_t end = log.find(u'\r', found);
     return log.substr(begin, end == Text::npos ? Text::npos : end - begin);
+  });
+}
+
+Text UploadBetweenAttempts() {
+  return Quietly(Text(), [] {
+    const Text log = UserLogTail();
+    Text latest;
+    size_t latest_retry = 0;
+    for (const PendingUpload& upload : ListPendingUploads()) {
+      // An upload that was given up has a reason.
+      if (upload.kind != PendingKind::kContent || !upload.reason.empty()) continue;
+      const size_t retry = FindLastRetry(log, upload.path);
+      if (retry == Text::npos || retry < latest_retry) continue;
+      latest = upload.path;
+      latest_retry = retry;
+    }
+    return latest;
   });
 }
 

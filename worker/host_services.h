@@ -29,4 +29,9 @@ FileTime CachedContentTime(TextView drive_path);
 // there is none. name: as the progress record has it.
 Text LastTransferTrouble(TextView name);
 
+// The file whose upload was refused and waits for its next attempt, as a server path; empty when
+// there is none. Told from the user log and the list of files that are still to come: an upload
+// that a crash cut off looks like one, until it is tried again.
+Text UploadBetweenAttempts();
+
 }  // namespace zv

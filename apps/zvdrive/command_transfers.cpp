@@ -61,17 +61,22 @@ int RunProgress(const ProgressOptions& options) {
 
 int RunCancel(const std::string& name) {
   const TransferState state = ReadTransfer();
-  if (!state.is_active) {
+  Text current = state.is_active ? FromUtf8(state.name) : UploadBetweenAttempts();
+  if (current.empty()) {
     std::cerr << "nothing is being transferred\n";
     return kExitNotFound;
   }
-  Text wanted = FromUtf8(name.empty() ? state.name : name);
-  if (!name.empty() && !EqualsNoCase(wanted, FromUtf8(state.name))) {
-    std::cerr << "the transfer under way is " << state.name << "\n";
+  if (!name.empty() && !EqualsNoCase(FromUtf8(name), current)) {
+    std::cerr << "the transfer under way is " << ToUtf8(current) << "\n";
     return kExitNotFound;
   }
-  GetInternetDetails(wanted.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-  std::cout << "asked to cancel " << state.name << "\n";
+  // Between two attempts the transfer has no name; the next one may begin just now.
+  std::array<ZvChar, 260> no_name{};
+  if (!state.is_active) {
+    GetInternetDetails(no_name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+  }
+  GetInternetDetails(current.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+  std::cout << "asked to cancel " << ToUtf8(current) << "\n";
   return kExitDone;
 }
 

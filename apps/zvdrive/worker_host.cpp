@@ -1,5 +1,7 @@
 #include "apps/zvdrive/worker_host.h"
 
+#include <array>
+
 #include "config/settings.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/format.h"
@@ -21,9 +23,15 @@ std::optional<Seconds1601> WorkerHost::ContentTime(TextView path) {
   return time != FileTime{} ? std::optional(ToSeconds(time)) : std::nullopt;
 }
 
-// A transfer is named by its server path as it is published: cut at 259 units.
+// A transfer is named by its server path as it is published: cut at 259 units. Between two attempts
+// of an upload the record is idle and its name empty; a request by that name meets the next
+// attempt.
 void WorkerHost::CancelTransfer(TextView path) {
   Text name = ReplaceAll(path, u'\\', u'/');
+  if (EqualsNoCase(UploadBetweenAttempts(), name)) {
+    std::array<ZvChar, 260> no_name{};
+    GetInternetDetails(no_name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+  }
   GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
 }
 

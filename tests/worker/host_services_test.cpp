@@ -66,5 +66,19 @@ TEST_F(HostServices, OnlyTheEndOfALongUserLogIsLookedAt) {
   EXPECT_NE(LastTransferTrouble(u"/new"), u"");
 }
 
+TEST_F(HostServices, AnUploadWaitsForItsNextAttemptFromItsRefusalUntilItIsSentOrGivenUp) {
+  MarkUploadPending(u"\\a");
+  MarkUploadPending(u"\\b");
+  EXPECT_EQ(UploadBetweenAttempts(), u"");
+  WriteUserLine(u"Resuming cache upload of file /a [retry count 1, 9% transferred]. Reason: full");
+  EXPECT_EQ(UploadBetweenAttempts(), u"/a");
+  WriteUserLine(u"Resuming cache upload of file /b [retry count 1, 9% transferred]. Reason: full");
+  EXPECT_EQ(UploadBetweenAttempts(), u"/b");
+  cache().pending().Add(u"/b", PendingKind::kContent, u"canceled");
+  EXPECT_EQ(UploadBetweenAttempts(), u"/a");
+  cache().pending().Remove(u"/a");
+  EXPECT_EQ(UploadBetweenAttempts(), u"");
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -1,7 +1,11 @@
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
+#include <optional>
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
@@ -60,11 +64,14 @@ class PendingSender {
   PendingSender(VirtualDrive& drive, uint32_t interval)
       : thread_(Thread::Start([this, &drive, interval] { return Run(drive, interval); })) {}
   ~PendingSender() {
-    stop_ = true;
+    AskToStop();
     thread_.Join();
   }
   PendingSender(const PendingSender&) = delete;
   PendingSender& operator=(const PendingSender&) = delete;
+
+  // The file that is being sent is the last one.
+  void AskToStop() { stop_ = true; }
 
  private:
   uint32_t Run(VirtualDrive& drive, uint32_t interval) {
@@ -86,12 +93,52 @@ class PendingSender {
   Thread thread_;
 };
 
-void CancelCurrentTransfer() {
-  std::array<ZvChar, 260> name{};
-  if (GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS) == ZV_IDLE)
-    return;
-  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-}
+// For as long as it lives, whatever is transferred is asked to stop, again and again: a transfer to
+// a server that always refuses does not end by itself, and after it comes the next that waits.
+class TransferStopper {
+ public:
+  TransferStopper() : thread_(Thread::Start([this] { return Run(); })) {}
+  ~TransferStopper() {
+    {
+      const std::lock_guard lock(mutex_);
+      stop_ = true;
+    }
+    stopped_.notify_all();
+    thread_.Join();
+    DropRequest();
+  }
+  TransferStopper(const TransferStopper&) = delete;
+  TransferStopper& operator=(const TransferStopper&) = delete;
+
+ private:
+  uint32_t Run() {
+    std::unique_lock lock(mutex_);
+    do {
+      CancelCurrentTransfer();
+    } while (!stopped_.wait_for(lock, std::chrono::milliseconds(kPollInterval),
+                                [this] { return stop_; }));
+    return 0;
+  }
+
+  // The name as it was read: between two attempts it is empty, and the request meets the next one.
+  static void CancelCurrentTransfer() {
+    std::array<ZvChar, 260> name{};
+    GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS);
+    GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+  }
+
+  // What nobody took up concerns no later transfer.
+  static void DropRequest() {
+    if (GetInternetDetails(nullptr, nullptr, nullptr, nullptr, ZV_READ_PROGRESS) == ZV_IDLE) {
+      ResetProgressDetails();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable stopped_;
+  bool stop_ = false;
+  Thread thread_;
+};
 
 void TellPending() {
   bool told = false;
@@ -125,13 +172,15 @@ int RunMount(const MountCommandOptions& options) {
       return 0U;
     });
     const NoticeForwarder forwarder(mount, account.drive_letter);
-    const PendingSender sender(session.drive(),
-                               static_cast<uint32_t>(options.retry_minutes) * kMinute);
+    std::optional<PendingSender> sender(std::in_place, session.drive(),
+                                        static_cast<uint32_t>(options.retry_minutes) * kMinute);
     std::cout << "mounted on " << options.folder << "\n" << std::flush;
     while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
-    CancelCurrentTransfer();
+    sender->AskToStop();
+    const TransferStopper stopper;
     mount.Stop();
     serving.Join();
+    sender.reset();
   }
   TellPending();
   return kExitDone;

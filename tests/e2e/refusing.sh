@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# The server refuses every upload: what waits for one can be cancelled all the same, and the drive unmounted.
+address=127.78.1.12
+source "$(dirname "$0")/lib.sh"
+refuser_pid=
+
+# Answers every request with 507 from now on, in the server's place, and notes the uploads.
+refuse_all() {
+  server stop >/dev/null
+  python3 - "$address" "$root/refused" <<'END' &
+import http.server, sys
+class Refuser(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    def refuse(self):
+        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        self.send_response(507)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+        if self.command == "PUT":
+            with open(sys.argv[2], "a") as log:
+                print(self.path, file=log)
+    do_GET = do_HEAD = do_PUT = do_DELETE = do_OPTIONS = do_PROPFIND = refuse
+    def log_message(self, *_):
+        pass
+http.server.ThreadingHTTPServer((sys.argv[1], 80), Refuser).serve_forever()
+END
+  refuser_pid=$!
+}
+
+accept_again() {
+  kill "$refuser_pid"
+  wait "$refuser_pid" || true
+  start_server
+}
+
+wait_for_refusal() {
+  local tries=0
+  until grep -qs "/$1\$" "$root/refused"; do
+    tries=$((tries + 1))
+    [ $tries -lt 600 ] || fail "$1 is not sent"
+    sleep 0.02
+  done
+}
+
+# Two pauses between attempts are ten seconds.
+ends_soon() {
+  local tries=0
+  while kill -0 "$1" 2>/dev/null; do
+    tries=$((tries + 1))
+    [ $tries -lt 400 ] && { sleep 0.05; continue; }
+    kill -KILL "$1"
+    fail "$2 does not end"
+  done
+}
+
+# A program whose close of the file waits for the upload.
+write_file() {
+  rm -f "$root/refused"
+  cp "$root/content" "$drive/$1" 2>/dev/null &
+  writer_pid=$!
+  wait_for_refusal "$1"
+}
+
+shows_pending() { "$zvdrive" pending | grep -q "^/$1 " || fail "pending: $("$zvdrive" pending)"; }
+
+start_server
+set_account
+for name in cancelled interrupted unmounted; do echo old >"$files/$name"; done
+echo content >"$root/content"
+mount_drive
+ls "$drive" >/dev/null
+refuse_all
+
+step "zvdrive cancel ends an upload that is refused again and again"
+write_file cancelled
+[ "$("$zvdrive" cancel /cancelled)" = "asked to cancel /cancelled" ] || fail "cancel knows of no transfer"
+ends_soon "$writer_pid" "the program that was cancelled"
+wait "$writer_pid" && fail "the close says it is done"
+"$zvdrive" pending | grep -q '^/cancelled .*canceled$' || fail "pending: $("$zvdrive" pending)"
+"$zvdrive" cancel 2>/dev/null && fail "something is cancelled although nothing is transferred"
+
+step "so does a signal to the program that waits"
+write_file interrupted
+kill -TERM "$writer_pid"  # a program in the background does not hear SIGINT
+ends_soon "$writer_pid" "the program that was interrupted"
+wait "$writer_pid" && fail "the close says it is done"
+"$zvdrive" pending | grep -q '^/interrupted .*canceled$' || fail "pending: $("$zvdrive" pending)"
+
+step "so does unmounting"
+write_file unmounted
+kill -INT "$mount_pid"
+ends_soon "$mount_pid" "zvdrive mount"
+unmount
+wait "$writer_pid" && fail "the close says it is done"
+for name in cancelled interrupted unmounted; do
+  shows_pending $name
+  grep -q "^  /$name\$" "$root/mount.log" || fail "unmounting says nothing of $name"
+done
+
+step "all is sent at the next mount"
+accept_again
+mount_drive
+wait_until_sent
+for name in cancelled interrupted unmounted; do cmp "$root/content" "$files/$name" || fail "$name"; done
