@@ -34,15 +34,24 @@ bool IsSettingName(TextView user) {
   });
 }
 
+bool IsAscii(TextView text) {
+  return std::all_of(text.begin(), text.end(), [](char16_t c) { return c < 0x80; });
+}
+
 std::string CheckIdentity(const AccountChanges& changes, TextView user, TextView server) {
   if (changes.user && (user.empty() || user.find_first_of(u":/\\?#%; ") != Text::npos)) {
     return "a user name is a word without blanks and without any of : / \\ ? # % ;";
+  }
+  // Signing on gives the name in the system's 8-bit code and the path gives it in UTF-8.
+  if (changes.user && !IsAscii(user)) {
+    return "a user name is of ASCII characters only: servers would read another name";
   }
   if (changes.user && IsSettingName(user)) return "this user name is reserved";
   if (changes.server && (server.empty() || server.find_first_of(u"/;: ") != Text::npos)) {
     return "a server is a host name or an address, without scheme, port or path";
   }
   if (changes.server && user.empty()) return "a server needs a user: give --user as well";
+  if (changes.password && changes.password->empty()) return "an empty password signs nobody on";
   // The stored form ends at the first ":", so that every later request would fail.
   if (changes.password && changes.password->find(u':') != Text::npos) {
     return "a password with \":\" cannot be stored; change it on the server first";
@@ -175,7 +184,7 @@ std::string AddPlaces(const AccountChanges& changes, Writes& writes) {
 
 std::string Row(const char* title, const std::string& value) {
   std::string row = title;
-  row.resize(14, ' ');
+  row.resize(18, ' ');
   return row + (value.empty() ? "-" : value) + "\n";
 }
 
@@ -191,6 +200,9 @@ std::string YesNo(bool yes) { return yes ? "yes" : "no"; }
 }  // namespace
 
 std::string SetAccount(const AccountChanges& changes) {
+  if (changes == AccountChanges{}) {
+    return "nothing to set: give at least one option (zvdrive account set --help lists them)";
+  }
   const Text user = changes.user.value_or(ReadSetting(kConnectionParameters, u"UserName"));
   if (std::string wrong = CheckIdentity(changes, user, changes.server.value_or(u""));
       !wrong.empty()) {
@@ -248,14 +260,14 @@ std::string DescribeAccount() {
   text += Row("password", account.password.empty() ? "not set" : "set");
   text += Row("type", account.is_sync ? "sync" : "ordinary");
   if (account.is_sync) text += Row("served by", DescribeUtilityLibrary());
-  text += Row("TLS", YesNo(ssl));
+  text += Row("ssl", YesNo(ssl));
   text += Row("relay", YesNo(relay));
   text += Row("proxy", proxy.empty() ? "" : proxy + ":" + setting(u"ProxyPort"));
   text += Row("proxy user", setting(u"ProxyUser"));
   text += Row("quota", setting(u"Quota").empty() ? "" : setting(u"Quota") + " bytes");
-  text += Row("fresh cache", YesNo(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"));
+  text += Row("cache", YesNo(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"));
   text += Row("drive", ToUtf8(account.drive_letter));
-  text += Row("application", ToUtf8(GetApplicationPath()));
+  text += Row("application path", ToUtf8(GetApplicationPath()));
   return text;
 }
 

@@ -25,6 +25,8 @@ struct AccountChanges {
   std::optional<bool> sync;
   std::optional<Text> drive_letter;      // "Z:"
   std::optional<Text> application_path;  // folder above the cache
+
+  bool operator==(const AccountChanges&) const = default;
 };
 
 // Writes the changes; empty, or what is wrong with them in words for a person, with nothing

@@ -103,13 +103,4 @@ int RunPending(bool json) {
   return kExitDone;
 }
 
-int RunFolderSize(const std::string& path) {
-  const int64_t bytes = GetFolderSize(FromUtf8(path).c_str());
-  if (bytes == 0) {
-    std::cerr << "the folder is empty, or the server's folder-size script gave no answer\n";
-  }
-  std::cout << bytes << "\n";
-  return kExitDone;
-}
-
 }  // namespace zv

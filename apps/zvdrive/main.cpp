@@ -1,5 +1,7 @@
 // zvdrive: sets up an account, shows it as a drive, watches its transfers.
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -39,6 +41,16 @@ std::optional<Text> AskSecret(const std::string& prompt) {
   return FromUtf8(*line);
 }
 
+// What is wrong with a quota as it was given, for a person; empty when it may be a size.
+std::string CheckSize(const std::string& text) {
+  constexpr size_t kMostDigits = 18;
+  const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  const bool has_suffix = digits < text.size() && std::isalpha(text[digits]);
+  if (digits > 0 && digits <= kMostDigits && (digits == text.size() || has_suffix)) return {};
+  return "a size is a whole number of bytes, 0 or more, or one with a suffix: 500M, 10G; not \"" +
+         text + "\"";
+}
+
 int RunAccountSet(AccountArguments& arguments) {
   AccountChanges& changes = arguments.changes;
   if ((changes.user || changes.server) && !arguments.keep_password) {
@@ -68,10 +80,12 @@ void AddAccountCommands(CLI::App& app, Run& run) {
                 "Ask for the proxy's password, or take it from the next line of standard input");
   AddSwitch(*set, "--relay,!--no-relay", changes.relay,
             "Send everything through the relay on 127.0.0.1:53729");
+  // What is transformed last is transformed first.
   set->add_option_function<std::int64_t>(
          "--quota", [&changes](const std::int64_t& bytes) { changes.quota = bytes; },
          "Size of the account in bytes, or with a suffix: 500M, 10G")
-      ->transform(CLI::AsSizeValue(false));
+      ->transform(CLI::AsSizeValue(false))
+      ->transform(CLI::Validator(CheckSize, ""));
   AddSwitch(*set, "--cache,!--no-cache", changes.cache,
             "Compare listings with the server before they are served (default: on)");
   set->add_option_function<std::string>(

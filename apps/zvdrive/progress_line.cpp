@@ -24,12 +24,43 @@ std::string Figures(const TransferState& state) {
   return text;
 }
 
+bool ContinuesSequence(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+// The first `columns` bytes of a line, cut where a UTF-8 sequence begins.
+std::string HeadOf(const std::string& line, size_t columns) {
+  if (line.size() <= columns) return line;
+  while (columns > 0 && ContinuesSequence(line[columns])) --columns;
+  return line.substr(0, columns);
+}
+
 // The last `columns` bytes of a name, cut where a UTF-8 sequence begins.
 std::string TailOf(const std::string& name, size_t columns) {
   if (name.size() <= columns) return name;
   size_t start = name.size() - columns;
-  while (start < name.size() && (static_cast<unsigned char>(name[start]) & 0xC0) == 0x80) ++start;
+  while (start < name.size() && ContinuesSequence(name[start])) ++start;
   return name.substr(start);
+}
+
+// What the log's line gives as the reason, in brackets; empty when there is no trouble.
+std::string ReasonOf(const std::string& trouble) {
+  if (trouble.empty()) return {};
+  static const std::string kMark = "Reason: ";
+  const size_t mark = trouble.rfind(kMark);
+  const size_t start = mark == std::string::npos ? 0 : mark + kMark.size();
+  return "  [" + PrintableText(trouble.substr(start)) + "]";
+}
+
+// What follows the name: as much as leaves `room` columns enough, the least when nothing does.
+std::string BarAndFigures(const TransferState& state, size_t room) {
+  constexpr size_t kBarColumns = 24;
+  const size_t filled = kBarColumns * static_cast<size_t>(PercentOf(state)) / 100;
+  const std::string bar =
+      "[" + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "] ";
+  const std::string reason = ReasonOf(state.trouble);
+  const std::string all = bar + Figures(state) + reason;
+  if (reason.empty() || all.size() <= room) return all;
+  const std::string figures = Figures(state) + reason;
+  return figures.size() <= room ? figures : std::to_string(PercentOf(state)) + "%" + reason;
 }
 
 }  // namespace
@@ -74,17 +105,16 @@ std::string ProgressLine(const TransferState& state) {
 
 std::string ProgressBar(const TransferState& state, int width) {
   if (!state.is_active) return "idle";
-  constexpr size_t kBarColumns = 24;
+  constexpr size_t kNameColumns = 16;  // what a reason leaves of a name
   const auto columns = static_cast<size_t>(std::max(width, 20));
-  const size_t filled = kBarColumns * static_cast<size_t>(PercentOf(state)) / 100;
-  const std::string bar =
-      "[" + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "] ";
+  const std::string name = PrintableText(state.name);
   const std::string head = state.is_upload ? "up " : "down ";
-  const std::string figures = Figures(state);
-  const size_t used = head.size() + bar.size() + figures.size() + 1;
-  const size_t room = columns > used ? columns - used - 1 : 0;
-  std::string line = head + TailOf(state.name, room) + " " + bar + figures;
-  return line.size() < columns ? line : line.substr(0, columns - 1);
+  const size_t least = head.size() + std::min(name.size(), kNameColumns) + 1;
+  const std::string tail = BarAndFigures(state, columns > least ? columns - least - 1 : 0);
+  const size_t used = head.size() + tail.size() + 1;
+  size_t room = columns > used ? columns - used - 1 : 0;
+  if (!state.trouble.empty()) room = std::max(room, kNameColumns);
+  return HeadOf(head + TailOf(name, room) + " " + tail, columns - 1);
 }
 
 std::string ProgressJson(const TransferState& state) {
@@ -96,6 +126,20 @@ std::string ProgressJson(const TransferState& state) {
          ", \"bytes_per_second\": " + std::to_string(RateOf(state)) +
          ", \"seconds_left\": " + std::to_string(SecondsLeft(state)) +
          ", \"trouble\": " + JsonText(state.trouble) + "}";
+}
+
+std::string PrintableText(const std::string& text) {
+  std::string result;
+  for (size_t at = 0; at < text.size(); ++at) {
+    const auto c = static_cast<unsigned char>(text[at]);
+    // U+0080 to U+009F control a terminal as well; in UTF-8 they are C2 80 to C2 9F.
+    const bool is_upper_control = c == 0xC2 && at + 1 < text.size() &&
+                                  static_cast<unsigned char>(text[at + 1]) >= 0x80 &&
+                                  static_cast<unsigned char>(text[at + 1]) < 0xA0;
+    if (is_upper_control) ++at;
+    result += is_upper_control || c < 0x20 || c == 0x7F ? '?' : text[at];
+  }
+  return result;
 }
 
 std::string JsonText(const std::string& text) {

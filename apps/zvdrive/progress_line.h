@@ -27,10 +27,13 @@ int64_t SecondsLeft(const TransferState& state);
 std::string FormatBytes(uint64_t bytes);
 // One line for people, without its end.
 std::string ProgressLine(const TransferState& state);
-// The same with a bar, at most `width` columns.
+// The same with a bar, fit for a terminal of `width` columns. Where the reason of the last
+// interruption leaves no room for them, first the bar and then all figures but the percents go.
 std::string ProgressBar(const TransferState& state, int width);
 std::string ProgressJson(const TransferState& state);
 
+// UTF-8 text fit for a terminal: a "?" for every control character. Names are a server's to choose.
+std::string PrintableText(const std::string& text);
 // A JSON string (RFC 8259) of UTF-8 text.
 std::string JsonText(const std::string& text);
 

@@ -58,10 +58,18 @@ std::string DescribeError(DriveError error) {
 }
 
 void CreateDriveFor(const Account& account) {
-  if (!account.is_complete() || account.password.empty()) {
+  if (!account.is_complete()) {
     throw CommandError(
         "no account yet; give one with: zvdrive account set --server HOST --user NAME",
         kExitSignOn);
+  }
+  if (account.password.empty()) {
+    const std::string user = ToUtf8(account.user);
+    throw CommandError("the password of " + user +
+                           " is missing; it is asked for, or taken from standard input, by: "
+                           "zvdrive account set --user " +
+                           user,
+                       kExitSignOn);
   }
   Text local = account.drive_letter;
   Text remote = account.remote_name;

@@ -55,10 +55,12 @@ void MakeWithParents(const std::string& folder) {
   }
 }
 
+// The folder under its one true name: processes that spell it otherwise share what is named by it.
 std::string Prepare(const std::string& folder) {
-  std::string absolute = MakeAbsolute(folder);
+  const std::string absolute = MakeAbsolute(folder);
   MakeWithParents(absolute);
-  return absolute;
+  char resolved[PATH_MAX];
+  return ::realpath(absolute.c_str(), resolved) ? resolved : absolute;
 }
 
 }  // namespace

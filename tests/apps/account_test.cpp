@@ -3,13 +3,16 @@
 
 #include <gmock/gmock.h>
 
+#include "apps/zvdrive/commands.h"
 #include "tests/support/test_home.h"
 
 namespace zv::testing {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::Pair;
 
 class AccountTest : public HomeTest {
  protected:
@@ -135,6 +138,25 @@ TEST_F(AccountTest, RefusesUserNamesThatNoPathCanHold) {
   }
 }
 
+TEST_F(AccountTest, RefusesUserNamesThatSignOnWouldSpellOtherwiseThanThePath) {
+  for (const TextView user : {u"j\u00fcrgen", u"\u0430nna", u"\u65e5\u672c"}) {
+    AccountChanges changes = Basic();
+    changes.user = user;
+    ExpectRefused(changes, "ASCII");
+  }
+}
+
+TEST_F(AccountTest, RefusesAnEmptyPassword) {
+  AccountChanges changes = Basic();
+  changes.password = u"";
+  ExpectRefused(changes, "an empty password");
+}
+
+TEST_F(AccountTest, RefusesToSetNothing) {
+  ExpectRefused({}, "nothing to set");
+  EXPECT_EQ(home_.Setting(kSettingsSubKey, u"Intelligent Cache"), std::nullopt);
+}
+
 TEST_F(AccountTest, RefusesServersThatAreMoreThanAHost) {
   for (const TextView server : {u"", u"http://a", u"a/b", u"a:80", u"a;b", u"a b"}) {
     AccountChanges changes = Basic();
@@ -234,6 +256,29 @@ TEST_F(AccountTest, ReadsWhatItWrote) {
   EXPECT_EQ(account.remote_name, u"\\\\cirrux\\drive");
 }
 
+// The code with which signing on ends before anybody is asked, and the text for a person.
+std::pair<int, std::string> SignOnFailure() {
+  try {
+    CreateDriveFor(ReadAccount());
+  } catch (const CommandError& error) {
+    return {error.exit_code(), error.what()};
+  }
+  return {};
+}
+
+TEST_F(AccountTest, SigningOnWithoutAnAccountAsksForOne) {
+  EXPECT_THAT(SignOnFailure(), Pair(kExitSignOn, HasSubstr("--server HOST --user NAME")));
+}
+
+TEST_F(AccountTest, SigningOnWithoutAPasswordAsksForThePasswordOnly) {
+  AccountChanges changes = Basic();
+  changes.password.reset();
+  EXPECT_EQ(SetAccount(changes), "");
+  EXPECT_THAT(SignOnFailure(), Pair(kExitSignOn, AllOf(HasSubstr("the password of ann is missing"),
+                                                       HasSubstr("zvdrive account set --user ann"),
+                                                       Not(HasSubstr("no account")))));
+}
+
 TEST_F(AccountTest, ShowsTheAccountWithoutItsSecrets) {
   AccountChanges changes = Basic();
   changes.proxy = u"proxy.example.org:3128";
@@ -244,26 +289,26 @@ TEST_F(AccountTest, ShowsTheAccountWithoutItsSecrets) {
   EXPECT_EQ(SetAccount(changes), "");
   const std::string shown = DescribeAccount();
   EXPECT_EQ(shown,
-            "server        files.example.org\n"
-            "user          ann\n"
-            "password      set\n"
-            "type          ordinary\n"
-            "TLS           yes\n"
-            "relay         no\n"
-            "proxy         proxy.example.org:3128\n"
-            "proxy user    px\n"
-            "quota         5 bytes\n"
-            "fresh cache   yes\n"
-            "drive         Z:\n"
-            "application   C:\\ZVWorker\n");
+            "server            files.example.org\n"
+            "user              ann\n"
+            "password          set\n"
+            "type              ordinary\n"
+            "ssl               yes\n"
+            "relay             no\n"
+            "proxy             proxy.example.org:3128\n"
+            "proxy user        px\n"
+            "quota             5 bytes\n"
+            "cache             yes\n"
+            "drive             Z:\n"
+            "application path  C:\\ZVWorker\n");
   EXPECT_THAT(shown, Not(HasSubstr("secret")));
   EXPECT_THAT(shown, Not(HasSubstr("hidden")));
 }
 
 TEST_F(AccountTest, ShowsThatNothingIsSet) {
   const std::string shown = DescribeAccount();
-  EXPECT_THAT(shown, HasSubstr("server        -\n"));
-  EXPECT_THAT(shown, HasSubstr("password      not set\n"));
+  EXPECT_THAT(shown, HasSubstr("server            -\n"));
+  EXPECT_THAT(shown, HasSubstr("password          not set\n"));
 }
 
 }  // namespace

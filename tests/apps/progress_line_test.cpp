@@ -82,6 +82,19 @@ TEST(ProgressLineTest, TheBarStaysWithinItsColumnsAndKeepsTheEndOfTheName) {
   }
 }
 
+TEST(ProgressLineTest, TheBarTellsWhyTheTransferWasInterrupted) {
+  TransferState state = Upload(1 << 20, 4 << 20, 2);
+  state.trouble =
+      "Resuming upload of file /Docs/a.txt [retry count 1, 25% transferred]. Reason: the line "
+      "broke";
+  EXPECT_EQ(ProgressBar(state, 120),
+            "up /Docs/a.txt [######..................] 25%  1.0 MiB of 4.0 MiB  512.0 KiB/s  "
+            "0:06 left  [the line broke]");
+  EXPECT_EQ(ProgressBar(state, 90),
+            "up /Docs/a.txt 25%  1.0 MiB of 4.0 MiB  512.0 KiB/s  0:06 left  [the line broke]");
+  EXPECT_EQ(ProgressBar(state, 80), "up /Docs/a.txt 25%  [the line broke]");
+}
+
 TEST(ProgressLineTest, TheBarCutsNoCharacterApart) {
   TransferState state = Upload(50, 100);
   for (int i = 0; i < 40; ++i) state.name += "\xc3\xa4";  // a with dots, two bytes
@@ -89,6 +102,35 @@ TEST(ProgressLineTest, TheBarCutsNoCharacterApart) {
     const std::string bar = ProgressBar(state, width);
     EXPECT_EQ(bar.substr(0, 5), "up \xc3\xa4") << width;
   }
+}
+
+TEST(ProgressLineTest, AReasonLeavesPartOfTheNameAndIsCutItself) {
+  TransferState state = Upload(50, 100);
+  state.name = "/a very long folder name/another one/report.txt";
+  state.trouble = "Reason: " + std::string(200, 'x');
+  for (int width = 30; width < 120; ++width) {
+    const std::string bar = ProgressBar(state, width);
+    EXPECT_EQ(bar.size(), static_cast<size_t>(width) - 1);
+    EXPECT_EQ(bar.substr(0, 26), "up r one/report.txt 50%  [") << width;
+  }
+}
+
+TEST(ProgressLineTest, NothingThatControlsATerminalIsInTheBar) {
+  TransferState state = Upload(50, 100);
+  state.name = "/a\x1b[2Jb.txt";
+  state.trouble = "Reason: no\x07pe";
+  EXPECT_EQ(ProgressBar(state, 100),
+            "up /a?[2Jb.txt [############............] 50%  50 B of 100 B  [no?pe]");
+}
+
+TEST(ProgressLineTest, PrintableTextsShowAQuestionMarkForEachControlCharacter) {
+  EXPECT_EQ(PrintableText(""), "");
+  EXPECT_EQ(PrintableText("a b~"), "a b~");
+  EXPECT_EQ(PrintableText("\x1b]0;x\x07\n\x7f"), "?]0;x???");
+  EXPECT_EQ(PrintableText("\xc2\x9b"
+                          "2J\xc2\x80\xc2\x9f"),
+            "?2J??");
+  EXPECT_EQ(PrintableText("\xc2\xa0\xc3\xa4\xc2"), "\xc2\xa0\xc3\xa4\xc2");
 }
 
 TEST(ProgressLineTest, JsonIsForPrograms) {

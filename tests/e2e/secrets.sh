@@ -46,14 +46,14 @@ fails 4 ls /
 printf '%s\n%s\n' "$password" "$proxy_password" |
   "$zvdrive" account set --user berta --no-ssl --proxy "$address:9" --proxy-user carl --proxy-password
 fails 4 ls /
-"$zvdrive" size /Docs >>"$printed/size" 2>&1
+fails 4 size /Docs
 "$zvdrive" account set --keep-password --proxy ""
 mount_drive
 server stop >/dev/null
 random_file "$drive/late.bin" 100000 2>/dev/null && fail "a write without a server succeeded"
 unmount
 mv "$root/mount.log" "$printed/stopped"
-"$zvdrive" size /Docs >>"$printed/size" 2>&1
+fails 4 size /Docs
 "$zvdrive" account show >"$printed/show"
 "$zvdrive" pending >"$printed/pending"
 grep -q '^password *set$' "$printed/show" || fail "$(cat "$printed/show")"

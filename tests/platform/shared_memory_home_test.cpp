@@ -1,6 +1,8 @@
 // What only the block on Linux promises.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "platform/shared_memory.h"
 #include "platform/shared_memory_testing.h"
 #include "tests/platform/system_fixture.h"
@@ -20,6 +22,25 @@ TEST(SharedMemoryHomeTest, EachHomeHasItsOwnBlockAtTheSameAddress) {
   testing::UseHome(first.name());
   EXPECT_EQ(bytes[7], 1);
   testing::UseHome(second.name());
+}
+
+TEST(SharedMemoryHomeTest, AHomeSpelledOtherwiseHasTheSameBlock) {
+  const testing::TemporaryHome home;
+  const testing::TemporaryHome other;
+  const std::string link = other.name() + "/link";
+  std::filesystem::create_directory_symlink(home.name(), link);
+  testing::UseHome(home.name());
+  Bytes()[7] = 1;
+  for (const std::string& spelling :
+       {link, home.name() + "/./",
+        home.name() + "/../" + home.name().substr(home.name().rfind('/') + 1),
+        std::filesystem::relative(home.name()).string()}) {
+    testing::UseHome(other.name());
+    EXPECT_EQ(Bytes()[7], 0);
+    testing::UseHome(spelling);
+    EXPECT_EQ(Bytes()[7], 1) << spelling;
+  }
+  testing::UseHome(other.name());
 }
 
 TEST(SharedMemoryHomeTest, ARemovedBlockStartsAnew) {

@@ -8,6 +8,8 @@
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/progress_line.h"
 #include "apps/zvdrive/session.h"
+#include "include/zvworker/zvworker.h"
+#include "platform/console.h"
 
 namespace zv {
 namespace {
@@ -30,7 +32,9 @@ std::string FormatTime(Seconds1601 time) {
 }
 
 void PrintNode(const NamedNode& node, const ListOptions& options) {
-  const std::string name = ToUtf8(node.name) + (node.info.is_folder ? "/" : "");
+  const std::string given = ToUtf8(node.name);
+  const std::string name =
+      (OutputIsTerminal() ? PrintableText(given) : given) + (node.info.is_folder ? "/" : "");
   if (!options.long_form) {
     std::cout << name << "\n";
     return;
@@ -53,21 +57,36 @@ void PrintJson(const std::vector<NamedNode>& nodes) {
 
 }  // namespace
 
+NodeInfo LookUp(VirtualDrive& drive, const Text& path, const std::string& given) {
+  const auto info = drive.Look(path);
+  if (!info) {
+    throw CommandError(given + ": " + DescribeError(info.error),
+                       info.error == DriveError::kNotFound ? kExitNotFound : kExitFailed);
+  }
+  return info.value;
+}
+
+// Whether the listings tell of a file with content in the folder or beneath it.
+bool HasContent(VirtualDrive& drive, const Text& folder) {
+  const auto listed = drive.List(folder);
+  if (!listed) throw CommandError(DescribeError(listed.error));
+  return std::any_of(listed.value.begin(), listed.value.end(), [&](const NamedNode& node) {
+    return node.info.is_folder ? HasContent(drive, JoinPath(folder, node.name))
+                               : node.info.size > 0;
+  });
+}
+
 int RunList(const ListOptions& options) {
   DriveSession session(ReadAccount(), {});
   const Text path = DrivePathOf(options.path);
-  const auto info = session.drive().Look(path);
-  if (!info) {
-    throw CommandError(options.path + ": " + DescribeError(info.error),
-                       info.error == DriveError::kNotFound ? kExitNotFound : kExitFailed);
-  }
+  const NodeInfo info = LookUp(session.drive(), path, options.path);
   std::vector<NamedNode> nodes;
-  if (info.value.is_folder) {
+  if (info.is_folder) {
     auto listed = session.drive().List(path);
     if (!listed) throw CommandError(options.path + ": " + DescribeError(listed.error));
     nodes = std::move(listed.value);
   } else {
-    nodes.push_back({LeafOf(path), info.value});
+    nodes.push_back({LeafOf(path), info});
   }
   std::sort(nodes.begin(), nodes.end(),
             [](const NamedNode& a, const NamedNode& b) { return a.name < b.name; });
@@ -89,6 +108,22 @@ int RunSpace() {
   if (!volume) throw CommandError(DescribeError(volume.error));
   std::cout << "quota  " << volume.value.quota_mib << " MiB\nused   " << volume.value.used_mib
             << " MiB\n";
+  return kExitDone;
+}
+
+// The script tells no difference between an empty folder and a failure: both are 0.
+int RunFolderSize(const std::string& path) {
+  DriveSession session(ReadAccount(), {});
+  const Text folder = DrivePathOf(path);
+  if (!LookUp(session.drive(), folder, path).is_folder) {
+    throw CommandError(path + ": " + DescribeError(DriveError::kNotFolder));
+  }
+  const int64_t bytes = GetFolderSize(ReplaceAll(folder, u'\\', u'/').c_str());
+  if (bytes <= 0 && HasContent(session.drive(), folder)) {
+    throw CommandError(path + ": the server's folder-size script, asked over TLS on port 443, " +
+                       "gives no answer");
+  }
+  std::cout << bytes << "\n";
   return kExitDone;
 }
 
