@@ -519,6 +519,17 @@ takes_users_while_it_runs() {
   expect 200 "$(status -u dora:newer -X OPTIONS "$base/users/dora/Files")"
 }
 
+refuses_names_that_clients_would_spell_differently() {
+  start
+  local said
+  said=$("$server" add-user jürgen new --data "$data" 2>&1)
+  expect 2 $?
+  expect "account_server: a user's name is of ASCII characters; 'jürgen' is not" \
+    "$(head -n 1 <<<"$said")"
+  [[ ! -e $data/users/jürgen ]] || fail "a folder was made"
+  expect 0 "$(grep -c rgen "$data/server/passwords")"
+}
+
 starts_stops_and_keeps_everything() {
   start
   "$server" status --data "$data" >/dev/null || fail "not running"
