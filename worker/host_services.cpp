@@ -46,7 +46,8 @@ bool IsUploadPending(TextView drive_path) {
 }
 
 bool IsUploadOverdue(TextView drive_path) {
-  return Quietly(false, [&] {
+  // A list that cannot be read may hold the file.
+  return Quietly(true, [&] {
     const Text path = ServerPath(drive_path);
     const auto pending = PendingUploads(CacheNames()).List();
     return std::any_of(pending.begin(), pending.end(), [&](const PendingUpload& upload) {

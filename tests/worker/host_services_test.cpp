@@ -35,6 +35,13 @@ TEST_F(HostServices, AFileKeptOnPurposeIsPendingAndNotOverdue) {
   EXPECT_FALSE(IsUploadOverdue(u"\\a.tmp"));
 }
 
+TEST_F(HostServices, EveryFileIsPendingAndOverdueWhileTheListCannotBeRead) {
+  MakeFolders(Names().work_folder() + u"pending.txt");  // no file: it cannot be opened as one
+  EXPECT_TRUE(IsUploadPending(u"\\a"));
+  EXPECT_TRUE(IsUploadOverdue(u"\\a"));
+  EXPECT_TRUE(ListPendingUploads().empty());
+}
+
 TEST_F(HostServices, TheVersionFollowsTheContentsTime) {
   EXPECT_EQ(CachedContentVersion(u"\\a"), 0U);
   WriteTime(u"/a", kEarly);
