@@ -71,6 +71,9 @@ class File {
   // do but to tell a closed file: it throws. Nothing is forced out of the system's memory to the
   // disk.
   void Flush();
+  // Marks the file as this object's until it is closed, or its process has ended. False when it is
+  // another's, of any process. Keeps nobody from reading or writing. Needs kWrite or kReadWrite.
+  bool Claim();
   void Close();
 
  private:

@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -170,6 +171,8 @@ int64_t File::Size() const {
 void File::SetSize(int64_t size) { CheckErrno(::ftruncate(static_cast<int>(handle_), size) == 0); }
 
 void File::Flush() { static_cast<void>(Size()); }
+
+bool File::Claim() { return ::flock(static_cast<int>(handle_), LOCK_EX | LOCK_NB) == 0; }
 
 void File::Close() {
   if (is_open()) ::close(static_cast<int>(std::exchange(handle_, kClosed)));

@@ -166,6 +166,14 @@ void File::SetSize(int64_t size) {
 
 void File::Flush() { static_cast<void>(Size()); }
 
+// One byte far behind any content is locked: readers and writers come nowhere near it.
+bool File::Claim() {
+  OVERLAPPED place{};
+  place.OffsetHigh = 0x7FFFFFFF;
+  constexpr DWORD kOrFail = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
+  return ::LockFileEx(ToHandle(handle_), kOrFail, 0, 1, 0, &place) != 0;
+}
+
 void File::Close() {
   if (is_open()) ::CloseHandle(ToHandle(std::exchange(handle_, kClosed)));
 }

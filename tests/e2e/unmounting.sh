@@ -34,8 +34,11 @@ for round in $(seq 10); do
 done
 for i in 1 2 3 4; do [ "$(cat "$files/$i.txt")" = "file $i" ] || fail "$i.txt"; done
 
-step "what was written to an open file is kept, and sent at the next mount"
+step "one mount at a time; what was written to an open file is kept, and sent at the next mount"
 mount_drive
+mkdir "$root/second"
+"$zvdrive" mount "$root/second" 2>"$root/err" && fail "mounted twice"
+grep -q 'mounted already' "$root/err" || fail "$(cat "$root/err")"
 # The shell itself would close a copy of the descriptor, and so send the file.
 coproc writer {
   exec python3 -c 'import os, sys

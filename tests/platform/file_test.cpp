@@ -268,5 +268,21 @@ TEST_F(FileTest, TakesPathsPastTheOldLimit) {
   EXPECT_EQ(ListFolder(deep)[0].name, Text(200, u'f'));
 }
 
+TEST_F(FileTest, IsClaimedByOneAtATime) {
+  Put(u"a", "content");
+  {
+    File first = Open(u"a", Access::kReadWrite, Disposition::kOpenExisting);
+    File second = Open(u"a", Access::kReadWrite, Disposition::kOpenExisting);
+    EXPECT_TRUE(first.Claim());
+    EXPECT_FALSE(second.Claim());
+    EXPECT_EQ(second.ReadAll(), "content");
+    second.Append(" and more");
+    first.Close();
+    EXPECT_TRUE(second.Claim());
+  }
+  EXPECT_EQ(Get(u"a"), "content and more");
+  EXPECT_TRUE(Open(u"a", Access::kWrite, Disposition::kOpenExisting).Claim());
+}
+
 }  // namespace
 }  // namespace zv

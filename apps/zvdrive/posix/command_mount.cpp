@@ -12,8 +12,10 @@
 #include "apps/zvdrive/fuse/fuse_drive.h"
 #include "apps/zvdrive/session.h"
 #include "apps/zvdrive/stop_signal.h"
+#include "config/folders.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "platform/shell_observer.h"
 #include "worker/host_services.h"
 
@@ -26,12 +28,28 @@ constexpr TextView kOwnProcess = u"zvdrive";
 
 void CheckFolder(const std::string& folder) {
   std::error_code error;
-  if (!std::filesystem::is_directory(folder, error)) {
+  const bool is_folder = std::filesystem::is_directory(folder, error);
+  if (error == std::errc::not_connected) {
+    throw CommandError(folder + " holds a mount that has died; fusermount3 -u " + folder);
+  }
+  if (!is_folder) {
     throw CommandError(folder + " is no folder; make it first: mkdir " + folder);
   }
-  if (!std::filesystem::is_empty(folder, error)) {
-    throw CommandError(folder + " is not empty; mount on an empty folder");
+  const bool is_empty = std::filesystem::is_empty(folder, error);
+  if (error) throw CommandError(folder + ": " + error.message());
+  if (!is_empty) throw CommandError(folder + " is not empty; mount on an empty folder");
+}
+
+// What is cached, and the list of what waits to be sent, belong to one mount at a time.
+File ClaimCache() {
+  const Text folder = GetAppDataFolder();
+  MakeFolders(folder);
+  File claim = File::Open(folder + u"\\mount.lock", Access::kReadWrite, Disposition::kOpenAlways);
+  if (!claim) throw CommandError("cannot write below the folder of ZVWORKER_HOME");
+  if (!claim.Claim()) {
+    throw CommandError("the account is mounted already; another one needs its own ZVWORKER_HOME");
   }
+  return claim;
 }
 
 // The worker's change notices, for the kernel: what it keeps of these entries is out of date. The
@@ -158,6 +176,7 @@ int RunMount(const MountCommandOptions& options) {
   }
   CheckFolder(options.folder);
   CatchStopSignals();
+  const File claim = ClaimCache();
   const Account account = ReadAccount();
   DriveSession session(account, IsFuseCallInterrupted,
                        std::chrono::seconds(options.listing_seconds));
@@ -172,11 +191,13 @@ int RunMount(const MountCommandOptions& options) {
       return 0U;
     });
     const NoticeForwarder forwarder(mount, account.drive_letter);
-    std::optional<PendingSender> sender(std::in_place, session.drive(),
-                                        static_cast<uint32_t>(options.retry_minutes) * kMinute);
+    std::optional<PendingSender> sender;
+    if (!options.read_only) {
+      sender.emplace(session.drive(), static_cast<uint32_t>(options.retry_minutes) * kMinute);
+    }
     std::cout << "mounted on " << options.folder << "\n" << std::flush;
     while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
-    sender->AskToStop();
+    if (sender) sender->AskToStop();
     const TransferStopper stopper;
     mount.Stop();
     serving.Join();

@@ -13,7 +13,7 @@ void AddDriveCommands(CLI::App& app, std::function<int()>& run) {
   mount->add_option("folder", mount_options->folder, "An existing, empty folder")->required();
   mount->add_flag("--allow-other", mount_options->allow_other,
                   "Let other users of this machine in");
-  mount->add_flag("--read-only", mount_options->read_only, "Refuse every change");
+  mount->add_flag("--read-only", mount_options->read_only, "Refuse every change, and send nothing");
   mount
       ->add_option("--listing-seconds", mount_options->listing_seconds,
                    "Seconds for which a listing answers the look-ups and listings that follow it")
