@@ -36,12 +36,14 @@ size_t FindLastRetry(TextView log, TextView name) {
 
 }  // namespace
 
-std::vector<PendingUpload> ListPendingUploads() {
-  return Quietly(std::vector<PendingUpload>(), [] { return PendingUploads(CacheNames()).List(); });
+std::optional<std::vector<PendingUpload>> ListPendingUploads() {
+  using List = std::optional<std::vector<PendingUpload>>;
+  return Quietly(List(), [] { return List(PendingUploads(CacheNames()).List()); });
 }
 
 bool IsUploadPending(TextView drive_path) {
-  return Quietly(false,
+  // What cannot be told may be so.
+  return Quietly(true,
                  [&] { return PendingUploads(CacheNames()).Contains(ServerPath(drive_path)); });
 }
 
@@ -93,7 +95,9 @@ Text UploadBetweenAttempts() {
     const Text log = UserLogTail();
     Text latest;
     size_t latest_retry = 0;
-    for (const PendingUpload& upload : ListPendingUploads()) {
+    const auto pending = ListPendingUploads();
+    if (!pending) return latest;
+    for (const PendingUpload& upload : *pending) {
       // An upload that was given up has a reason.
       if (upload.kind != PendingKind::kContent || !upload.reason.empty()) continue;
       const size_t retry = FindLastRetry(log, upload.path);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "cache/pending_uploads.h"
@@ -10,8 +11,9 @@
 
 namespace zv {
 
-// Files whose content the server does not have yet, oldest first; server paths.
-std::vector<PendingUpload> ListPendingUploads();
+// Files whose content the server does not have yet, oldest first; server paths. nullopt when the
+// list is there and cannot be read.
+std::optional<std::vector<PendingUpload>> ListPendingUploads();
 // Whether the cache holds content of this file that the server does not have.
 bool IsUploadPending(TextView drive_path);
 // The same, without the files that are kept in the cache on purpose: sending failed, or is still to

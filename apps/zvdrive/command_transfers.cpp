@@ -81,7 +81,9 @@ int RunCancel(const std::string& name) {
 }
 
 int RunPending(bool json) {
-  const auto pending = ListPendingUploads();
+  const auto list = ListPendingUploads();
+  if (!list) throw CommandError(std::string(kUnreadableList));
+  const std::vector<PendingUpload>& pending = *list;
   if (json) {
     std::cout << "[";
     for (size_t i = 0; i < pending.size(); ++i) {
@@ -95,7 +97,9 @@ int RunPending(bool json) {
   }
   if (pending.empty()) std::cout << "everything is on the server\n";
   for (const PendingUpload& upload : pending) {
-    std::cout << ToUtf8(upload.path) << "  since " << FormatTime(upload.since);
+    const std::string path = ToUtf8(upload.path);
+    std::cout << (OutputIsTerminal() ? PrintableText(path) : path) << "  since "
+              << FormatTime(upload.since);
     if (upload.kind == PendingKind::kCacheOnly) std::cout << "  (kept in the cache on purpose)";
     if (!upload.reason.empty()) std::cout << "  " << ToUtf8(upload.reason);
     std::cout << "\n";

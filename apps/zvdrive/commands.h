@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "apps/zvdrive/account.h"
 #include "apps/zvdrive/drive/drive_error.h"
@@ -28,6 +29,9 @@ class CommandError : public std::runtime_error {
 };
 
 std::string DescribeError(DriveError error);
+
+inline constexpr std::string_view kUnreadableList =
+    "what waits to be sent cannot be told: its list cannot be read";
 
 // Signs on to the account of the settings: creates the drive through the worker.
 void CreateDriveFor(const Account& account);

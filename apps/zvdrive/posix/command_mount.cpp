@@ -25,6 +25,7 @@ namespace {
 constexpr uint32_t kPollInterval = 100;  // ms
 constexpr uint32_t kMinute = 60'000;     // ms
 constexpr TextView kOwnProcess = u"zvdrive";
+using NoUploads = std::vector<PendingUpload>;
 
 void CheckFolder(const std::string& folder) {
   std::error_code error;
@@ -94,7 +95,7 @@ class PendingSender {
  private:
   uint32_t Run(VirtualDrive& drive, uint32_t interval) {
     while (!stop_) {
-      for (const PendingUpload& upload : ListPendingUploads()) {
+      for (const PendingUpload& upload : ListPendingUploads().value_or(NoUploads())) {
         if (stop_) break;
         if (upload.kind == PendingKind::kCacheOnly) continue;
         drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
@@ -159,8 +160,10 @@ class TransferStopper {
 };
 
 void TellPending() {
+  const auto pending = ListPendingUploads();
+  if (!pending) std::cerr << kUnreadableList << "\n";
   bool told = false;
-  for (const PendingUpload& upload : ListPendingUploads()) {
+  for (const PendingUpload& upload : pending.value_or(NoUploads())) {
     if (upload.kind == PendingKind::kCacheOnly) continue;
     if (!told) std::cerr << "not on the server yet, kept for the next mount:\n";
     told = true;
