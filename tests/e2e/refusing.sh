@@ -3,6 +3,8 @@
 address=127.78.1.12
 source "$(dirname "$0")/lib.sh"
 refuser_pid=
+# Whatever fails: a drive that does not end at a request does when nobody answers its uploads any more.
+trap 'status=$?; set +e; [ -z "$refuser_pid" ] || kill "$refuser_pid" 2>/dev/null; (exit $status); finish' EXIT
 
 # Answers every request with 507 from now on, in the server's place, and notes the uploads.
 refuse_all() {
@@ -48,6 +50,8 @@ ends_soon() {
   while kill -0 "$1" 2>/dev/null; do
     tries=$((tries + 1))
     [ $tries -lt 400 ] && { sleep 0.05; continue; }
+    # Who is killed while the drive owes it an answer stays until the drive's connection is cut.
+    umount -f "$drive" 2>/dev/null || true
     kill -KILL "$1"
     fail "$2 does not end"
   done
