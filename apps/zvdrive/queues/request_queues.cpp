@@ -293,14 +293,15 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
   }
 }
 
-// Copies between the worker's buffer and who asked.
+// Copies between the worker's buffer and who asked, unless they have left.
 void RequestQueues::CopyData(Pending& pending, void* out) {
   TransferReply transfer;
   std::memcpy(&transfer, pending.reply.record.data(), sizeof transfer);
   if (pending.reply.code == IOCTL_BACKUP_REPLY) {
     if (transfer.buffer && transfer.status == kTransferSuccess) {
-      const size_t size = std::min<size_t>(transfer.length, pending.question.block.size());
-      std::copy_n(pending.question.block.begin(), size, WorkerBuffer(transfer));
+      const auto block = pending.abandoned ? std::span<const std::byte>() : pending.question.block;
+      const size_t size = std::min<size_t>(transfer.length, block.size());
+      std::copy_n(block.begin(), size, WorkerBuffer(transfer));
       transfer.length = static_cast<uint32_t>(size);
     }
     std::memcpy(out, &transfer, sizeof transfer);
@@ -350,8 +351,8 @@ uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint
     std::memcpy(&transfer, in, sizeof transfer);
     if (transfer.length > pending.question.record.length_or_index) return kRefused;
   }
-  // Its block is gone, and an empty one in its place could empty the file.
-  if (code == IOCTL_BACKUP_REPLY && pending.abandoned) {
+  // A row that was let go: its block is gone, and an empty one in its place could empty the file.
+  if (code == IOCTL_BACKUP_REPLY && pending.abandoned && pending.question.next) {
     EndInFlight(queue, file, RequestEnd::kNoReply);
     return kRefused;
   }
