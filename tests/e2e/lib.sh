@@ -53,6 +53,17 @@ fail() {
 }
 step() { echo "- $*"; }
 
+# Until a command succeeds; fails with the text when it does not.
+await() {  # text, command...
+  local text=$1 tries=0
+  shift
+  until "$@"; do
+    tries=$((tries + 1))
+    [ $tries -lt 600 ] || fail "$text"
+    sleep 0.05
+  done
+}
+
 set_account() { echo secret | "$zvdrive" account set --server "$address" --user anna --quota 4G "$@"; }
 
 mount_drive() {
@@ -82,13 +93,9 @@ wait_until_sent() {
 requests() { grep -cE "$1" "$access_log" || true; }
 # A line is written after its reply went out: waits until a request of this very moment is in the log.
 settle_log() {
-  local mark=/users/anna/Files/mark-$RANDOM$RANDOM tries=0
+  local mark=/users/anna/Files/mark-$RANDOM$RANDOM
   curl -s -o /dev/null -u anna:secret "http://$address$mark"
-  until grep -q "path=$mark" "$access_log"; do
-    tries=$((tries + 1))
-    [ $tries -lt 600 ] || fail "the server logs nothing"
-    sleep 0.02
-  done
+  await "the server logs nothing" grep -q "path=$mark" "$access_log"
 }
 
 # Type, path, size of files and time of everything beneath a folder.

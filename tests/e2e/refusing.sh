@@ -35,14 +35,7 @@ accept_again() {
   start_server
 }
 
-wait_for_refusal() {
-  local tries=0
-  until grep -qs "/$1\$" "$root/refused"; do
-    tries=$((tries + 1))
-    [ $tries -lt 600 ] || fail "$1 is not sent"
-    sleep 0.02
-  done
-}
+wait_for_refusal() { await "$1 is not sent" grep -qs "/$1\$" "$root/refused"; }
 
 # Two pauses between attempts are ten seconds.
 ends_soon() {
