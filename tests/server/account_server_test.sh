@@ -250,27 +250,35 @@ refuses_a_ranged_upload_that_continues_nothing() {
 }
 
 starts_a_broken_upload_over() {
+  local size
   start
-  random_file "$work/newer" 204800
-  break_upload f "$work/newer" 102400
-  expect 201 "$(status -T "$work/newer" "$root/f")"
-  expect_same "$work/newer" "$files/f"
-  expect 400 "$(continue_upload f "$work/newer" 102399)"
+  random_file "$work/older" 204800
+  for size in 10 204800; do
+    random_file "$work/newer" $size
+    break_upload f$size "$work/older" 102400
+    expect 201 "$(status -T "$work/newer" "$root/f$size")"
+    expect_same "$work/newer" "$files/f$size"
+    expect 400 "$(continue_upload f$size "$work/older" 102399)"
+    wait_until keeps_nothing
+  done
 }
 
 lets_no_older_upload_spoil_a_newer_one() {
+  local size
   start
   random_file "$work/older" 300000
-  random_file "$work/newer" 200000
-  exec 4<>"/dev/tcp/$address/$port"
-  put_head f 300000 >&4
-  head -c 100000 "$work/older" >&4
-  wait_until has_size "$files/f" 100000
-  expect 2 "$(status -T "$work/newer" "$root/f" | cut -c1)"
-  tail -c +100001 "$work/older" >&4
-  read -r -t 10 <&4
-  exec 4>&-
-  expect_same "$work/newer" "$files/f"
+  for size in 10 200000; do
+    random_file "$work/newer" $size
+    exec 4<>"/dev/tcp/$address/$port"
+    put_head f$size 300000 >&4
+    head -c 100000 "$work/older" >&4
+    wait_until has_size "$files/f$size" 100000
+    expect 2 "$(status -T "$work/newer" "$root/f$size" | cut -c1)"
+    tail -c +100001 "$work/older" >&4
+    read -r -t 10 <&4
+    exec 4>&-
+    expect_same "$work/newer" "$files/f$size"
+  done
 }
 
 brings_the_former_version_back_after_a_kill() {
@@ -457,6 +465,22 @@ keeps_a_connection_open() {
   start
   printf x >"$files/f"
   expect 10 "$(ask -w '%{num_connects}' -o /dev/null -o /dev/null "$root/f" "$root/f")"
+}
+
+lets_idle_connections_delay_neither_requests_nor_a_stop() {
+  local number connection answer
+  start
+  for ((number = 0; number < 300; number++)); do
+    exec {connection}<>"/dev/tcp/$address/$port"
+    put_head f 1 >&"$connection"
+    printf x >&"$connection"
+    read -r -t 10 answer <&"$connection" || fail "connection $number got no answer"
+    expect 'HTTP/1.1 20' "${answer:0:11}"
+  done
+  expect 200 "$(status "$root/f")"
+  SECONDS=0
+  "$server" stop --data "$data" >/dev/null || fail "did not stop"
+  ((SECONDS < 5)) || fail "the stop took $SECONDS seconds"
 }
 
 logs_what_tests_count() {
