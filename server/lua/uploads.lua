@@ -27,15 +27,19 @@ local function size_of(r, path)
   return entry and entry.filetype == FILE and entry.size or nil
 end
 
+-- Start of the names of all that is kept for the file `target` of the account.
+local function kept_name(r, account, target)
+  local below = target:sub(#account + #"/Files/" + 1)
+  return account .. "/kept/" .. r:md5(below), below
+end
+
 -- Where the request's file and what is kept for it lie; nil where no plain file can be.
 local function places(r)
-  local account = usage.account_folder(r)
-  if not account or r.path_info ~= "" or r.filename:find("%c") then return nil end
-  local target = r.filename
+  local account, target = usage.account_folder(r), r.filename
+  if not account or r.path_info ~= "" or target:find("%c") then return nil end
   local entry = r:stat(target)
   if entry and entry.filetype ~= FILE then return nil end
-  local below = target:sub(#(account .. "/Files/") + 1)
-  local base = account .. "/kept/" .. r:md5(below)
+  local base, below = kept_name(r, account, target)
   return {
     target = target, below = below, folder = target:match("^(.*)/"), kept = account .. "/kept",
     base = base, record = base .. ".record", former = base .. ".former", part = base .. ".part",
@@ -144,8 +148,18 @@ local function continue_part(r, at, range)
   return apache2.DECLINED
 end
 
+-- The most frequent PUT costs one look: of one piece, with no record of another upload of its file.
+local function is_mod_davs_alone(r)
+  local headers = r.headers_in
+  local length = tonumber(headers["Content-Length"] or "")
+  if headers["Content-Range"] or not length or length > PIECE then return false end
+  local account = usage.account_folder(r)
+  return not account or not r:stat(kept_name(r, account, r.filename) .. ".record")
+end
+
 -- Fixups hook of PUT.
 function begin(r)
+  if is_mod_davs_alone(r) then return apache2.DECLINED end
   local at = places(r)
   local range = r.headers_in["Content-Range"]
   if not at then return range and 400 or apache2.DECLINED end
