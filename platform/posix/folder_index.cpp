@@ -55,17 +55,16 @@ struct Folder {
 // folders, by any process, and the reports are worked off before each look-up.
 class WatchedFolders {
  public:
-  // nullopt when the folder cannot be watched.
+  // nullopt when the folder cannot be watched. Where memory runs out in between, reports are lost
+  // or a folder is read in part: all is forgotten then, and read anew by the next look-up.
   std::optional<Folder*> Get(const std::string& path) {
     BeginAfterFork();
-    const auto key = KeyOf(path);
-    if (!key || !reports_) return std::nullopt;
-    WorkOffReports();
-    auto found = folders_.find(*key);
-    if (found == folders_.end()) found = Watch(path);
-    if (found == folders_.end()) return std::nullopt;
-    found->second.last_use = ++uses_;
-    return &found->second;
+    try {
+      return Find(path);
+    } catch (...) {
+      Forget();
+      throw;
+    }
   }
 
  private:
@@ -85,6 +84,17 @@ class WatchedFolders {
     folders_.clear();
     by_watch_.clear();
     reports_ = UniqueFd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  }
+
+  std::optional<Folder*> Find(const std::string& path) {
+    const auto key = KeyOf(path);
+    if (!key || !reports_) return std::nullopt;
+    WorkOffReports();
+    auto found = folders_.find(*key);
+    if (found == folders_.end()) found = Watch(path);
+    if (found == folders_.end()) return std::nullopt;
+    found->second.last_use = ++uses_;
+    return &found->second;
   }
 
   void WorkOffReports() {
