@@ -1,7 +1,10 @@
 // One folder's members, asked of the server.
 #include <algorithm>
+#include <atomic>
 
 #include "config/settings.h"
+#include "platform/error.h"
+#include "webdav/listing_testing.h"
 #include "webdav/multistatus.h"
 #include "webdav/webdav.h"
 #include "worker/progress.h"
@@ -15,6 +18,11 @@ constexpr std::string_view kListingBody =
     "<getlastmodified/><quota/><used/></prop></propfind>";
 constexpr size_t kPieceBytes = 16384;
 constexpr uint32_t kMultistatus = 207;
+// A reply without end must not take all memory; a million members take half as much as this.
+constexpr size_t kMostReplyBytes = size_t{1} << 30;
+constexpr uint32_t kInvalidServerResponse = 12152;
+
+std::atomic<size_t> g_most_reply_bytes{kMostReplyBytes};
 
 }  // namespace
 
@@ -65,6 +73,10 @@ Text CWebDAV::ReadReplyText() {
     const size_t count = request_->Read(bytes.data() + length, kPieceBytes);
     if (count == 0) break;
     length += count;
+    if (length > g_most_reply_bytes) {
+      SetLastError(kInvalidServerResponse);
+      ThrowLastError(ErrorKind::kInternet);
+    }
   }
   bytes.resize(length);
   return FromAnsi(bytes);
@@ -136,5 +148,10 @@ bool CWebDAV::GetUsedQuota(int64_t* quota, int64_t* used) {
   *used = stored.value_or(used_);
   return stored.has_value();
 }
+
+namespace testing {
+ReplyLimit::ReplyLimit(size_t bytes) { g_most_reply_bytes = bytes; }
+ReplyLimit::~ReplyLimit() { g_most_reply_bytes = kMostReplyBytes; }
+}  // namespace testing
 
 }  // namespace zv

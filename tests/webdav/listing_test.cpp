@@ -1,7 +1,9 @@
 // Listings asked of a server.
 #include <gmock/gmock.h>
 
+#include "platform/error.h"
 #include "tests/webdav/replies.h"
+#include "webdav/listing_testing.h"
 
 namespace zv::testing {
 namespace {
@@ -33,6 +35,7 @@ class ListingTest : public ClientTest {
   std::optional<OpenClient> client_;
 };
 
+constexpr uint32_t kInvalidServerResponse = 12152;
 const std::string kReply = Multistatus(Response("/users/anna/Files/Docs/a%20b.txt", Length("3")) +
                                        Response("/users/anna/Files/Docs/", Quota("100", "40")));
 
@@ -133,6 +136,36 @@ TEST_F(ListingTest, ABodyThatBreaksOffIsAnInternetError) {
                                                     client().GetErrorMessage()));
   EXPECT_EQ(UserLog(), "");
   EXPECT_EQ(client().request_, nullptr);
+}
+
+TEST_F(ListingTest, AReplyLongerThanTheLimitIsAnInternetError) {
+  server_.On([](const Request&) { return Reply::Status(207).Body(kReply); });
+  {
+    const ReplyLimit limit(kReply.size());
+    EXPECT_EQ(List(), 3u);
+  }
+  const ReplyLimit limit(kReply.size() - 1);
+  EXPECT_EQ(List(), 0u);
+  EXPECT_TRUE(home_.LogHasLine(u"DavDebug.txt", u"Internet Error from DAV GetContents, Reason: " +
+                                                    SystemErrorText(kInvalidServerResponse)));
+  EXPECT_EQ(client().request_, nullptr);
+}
+
+TEST_F(ListingTest, OfAReplyThatGoesOnAndOnOnlyTheLimitIsRead) {
+  constexpr uint64_t kOnAndOn = 64 << 20;
+  const ReplyLimit limit(100000);
+  for (const Reply& reply : {Reply::Status(207).LongBody(kOnAndOn).SayNoLength(),
+                             Reply::Status(207).LongBody(kOnAndOn).Chunked(5000)}) {
+    server_.Enqueue(reply);
+    EXPECT_EQ(List(), 0u);
+    EXPECT_EQ(client().GetErrorMessage(), SystemErrorText(kInvalidServerResponse));
+  }
+  server_.Enqueue(Reply::Status(207).LongBody(kOnAndOn));
+  Seconds1601 time;
+  EXPECT_EQ(client().GetFolderLastModifiedTime(u"/Docs/", &time), 0u);
+  EXPECT_EQ(client().GetErrorMessage(), SystemErrorText(kInvalidServerResponse));
+  server_.Enqueue(Reply::Status(207).Body(kReply));
+  EXPECT_EQ(List(), 3u);
 }
 
 TEST_F(ListingTest, AFailedListingLeavesTheNextOneAlone) {
