@@ -7,8 +7,6 @@
 -- httpd hands over one bucket at a time through the global `bucket` and ends with nil. The reply is
 -- collected, rewritten once and sent with its length. Whatever fails, the unchanged reply is sent.
 
-local usage = require "usage"
-
 local find, sub, byte = string.find, string.sub, string.byte
 
 local OPEN_TAG, SLASH = 60, 47 -- '<' and '/'
@@ -68,7 +66,8 @@ local function with_space(own, names, r)
   local at = find(own, names, 1, true)
   local first, last = dropped_range(own, at, names)
   own = sub(own, 1, first - 1) .. sub(own, last + 1)
-  local quota, used = usage.quota_and_used(r)
+  -- Each listing has a Lua state of its own, and most do without the space: loaded here only.
+  local quota, used = require("usage").quota_and_used(r)
   local space = ("<D:quota>%d</D:quota>\n<D:used>%d</D:used>\n"):format(quota, used)
   local found = find(own, FOUND, 1, true)
   if found then return sub(own, 1, found - 1) .. space .. sub(own, found) end
