@@ -51,10 +51,11 @@ int OpenFile(const std::string& path, int flags) {
 
 // What is not there exactly, under another case or as a new file.
 int OpenElsewhere(const NativePath& native, int flags, bool create) {
-  if (const auto found = FindOnDisk(native)) return OpenFile(*found, flags);
+  Elsewhere elsewhere = LookElsewhere(native);
+  if (elsewhere.found) return OpenFile(*elsewhere.found, flags);
   errno = ENOENT;
   if (!create) return -1;
-  const auto place = PlaceForNew(native);
+  const auto place = elsewhere.place ? std::move(elsewhere.place) : PlaceForNew(native);
   if (!place) return -1;
   const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(*place)), native.long_name);
   return OpenFile(*place, flags | O_CREAT);
@@ -122,12 +123,16 @@ size_t File::Read(void* buffer, size_t size) {
 }
 
 std::string File::ReadAll() {
+  // A small file comes with one piece, and without a question for its size.
+  char piece[16384];
+  std::string bytes(piece, Read(piece, sizeof piece));
+  if (bytes.size() < sizeof piece) return bytes;
   const off_t position = ::lseek(static_cast<int>(handle_), 0, SEEK_CUR);
   CheckErrno(position >= 0);
-  std::string bytes(static_cast<size_t>(std::max<int64_t>(Size() - position, 0)), '\0');
-  bytes.resize(Read(bytes.data(), bytes.size()));
+  bytes.resize(bytes.size() + static_cast<size_t>(std::max<int64_t>(Size() - position, 0)));
+  const size_t rest = Read(bytes.data() + sizeof piece, bytes.size() - sizeof piece);
+  bytes.resize(sizeof piece + rest);
   // Others may have written meanwhile.
-  char piece[4096];
   while (const size_t got = Read(piece, sizeof piece)) bytes.append(piece, got);
   return bytes;
 }

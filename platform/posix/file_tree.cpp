@@ -56,9 +56,8 @@ std::optional<Found> Find(TextView path) {
   if (!native) return std::nullopt;
   Found found{.path = native->path, .status = {}};
   if (::stat(found.path.c_str(), &found.status) == 0) return found;
-  auto on_disk = FindOnDisk(*native);
-  if (on_disk) {
-    found.path = *std::move(on_disk);
+  if (auto elsewhere = LookElsewhere(*native).found) {
+    found.path = *std::move(elsewhere);
     if (::stat(found.path.c_str(), &found.status) == 0) return found;
   }
   SetLastError(ENOENT);

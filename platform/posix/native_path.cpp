@@ -30,6 +30,19 @@ bool Refuse() {
   return false;
 }
 
+// Nearly every name is ASCII, and every path that is opened has many names.
+void AppendName(TextView name, std::string* path) {
+  const size_t begin = path->size();
+  for (const char16_t unit : name) {
+    if (unit >= 0x80) {
+      path->resize(begin);
+      *path += EncodeFileName(name);
+      return;
+    }
+    path->push_back(static_cast<char>(unit));
+  }
+}
+
 bool AppendElement(TextView element, NativePath* out) {
   if (element == u".") return true;
   if (element == u"..") {
@@ -38,33 +51,40 @@ bool AppendElement(TextView element, NativePath* out) {
     return true;
   }
   if (element.find(u'\0') != TextView::npos) return Refuse();
-  const std::string name = EncodeFileName(element);
   out->path += '/';
-  if (name.size() > kMaxNameBytes) {
+  const size_t begin = out->path.size();
+  AppendName(element, &out->path);
+  out->long_name.clear();
+  if (out->path.size() - begin > kMaxNameBytes) {
+    out->path.resize(begin);
     out->path += EncodeFileName(StoredNameOf(element));
     out->long_name = element;
-  } else {
-    out->path += name;
-    out->long_name.clear();
   }
   return true;
 }
 
+Elsewhere LookElsewhereUnder(std::string_view path, size_t root_size);
+
 std::optional<std::string> FindUnder(const std::string& path, size_t root_size) {
   if (Exists(path)) return path;
-  if (path.size() <= root_size) return std::nullopt;
-  const auto folder = FindUnder(std::string(FolderOf(path)), root_size);
-  if (!folder) return std::nullopt;
+  return LookElsewhereUnder(path, root_size).found;
+}
+
+Elsewhere LookElsewhereUnder(std::string_view path, size_t root_size) {
+  if (path.size() <= root_size) return {};
+  auto folder = FindUnder(std::string(FolderOf(path)), root_size);
+  if (!folder) return {};
+  Elsewhere elsewhere;
   const auto name = FindNameNoCase(*folder, NameOf(path));
-  if (!name) return std::nullopt;
-  return *folder + "/" + *name;
+  if (name) elsewhere.found = *folder + "/" + *name;
+  elsewhere.place = (*std::move(folder)).append("/").append(NameOf(path));
+  return elsewhere;
 }
 
 }  // namespace
 
 std::string EncodeFileName(TextView name) {
   std::string out;
-  out.reserve(name.size());
   size_t begin = 0;
   for (size_t i = 0; i < name.size(); ++i) {
     if (!IsSurrogate(name[i])) continue;
@@ -98,9 +118,12 @@ Text DecodeFileName(std::string_view bytes) {
 }
 
 std::optional<NativePath> ToNativePath(TextView path) {
+  constexpr std::string_view kDrives = "/drives/";
   DrivePath parts = SplitDrive(path);
   NativePath out;
-  out.path = HomeFolder() + "/drives/" + static_cast<char>(parts.drive);
+  const std::string home = HomeFolder();
+  out.path.reserve(home.size() + kDrives.size() + 1 + path.size());
+  out.path.append(home).append(kDrives) += static_cast<char>(parts.drive);
   out.root_size = out.path.size();
   for (TextView element = TakePathElement(&parts.rest); !element.empty();
        element = TakePathElement(&parts.rest)) {
@@ -111,6 +134,10 @@ std::optional<NativePath> ToNativePath(TextView path) {
 
 std::optional<std::string> FindOnDisk(const NativePath& path) {
   return FindUnder(path.path, path.root_size);
+}
+
+Elsewhere LookElsewhere(const NativePath& path) {
+  return LookElsewhereUnder(path.path, path.root_size);
 }
 
 std::optional<std::string> PlaceForNew(const NativePath& path) {

@@ -33,6 +33,13 @@ std::optional<NativePath> ToNativePath(TextView path);
 // is not).
 std::optional<std::string> FindOnDisk(const NativePath& path);
 
+// What the disk has for a path that is not there exactly, as its caller has just seen.
+struct Elsewhere {
+  std::optional<std::string> found;  // the path under another case
+  std::optional<std::string> place;  // for a new file; nullopt when its folder is not there
+};
+Elsewhere LookElsewhere(const NativePath& path);
+
 // Where a new file belongs: the folder as it stands on the disk and the last element as given. The
 // drive's root is made when missing. nullopt, with LastError(), when the folder is not there.
 std::optional<std::string> PlaceForNew(const NativePath& path);
