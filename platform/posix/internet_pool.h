@@ -1,12 +1,11 @@
-// Where connections wait to be used again: each multi handle keeps the connections that its
-// transfers leave open, and a transfer takes the handle that was given back last.
+// Where connections wait to be used again, with the two handles that a transfer drives them by: a
+// multi handle keeps the connections that its transfers leave open. A transfer takes the line that
+// was given back last.
 #pragma once
 
 #include <curl/curl.h>
 
 #include <memory>
-#include <mutex>
-#include <vector>
 
 namespace zv {
 
@@ -20,19 +19,25 @@ struct EasyDeleter {
 };
 using EasyHandle = std::unique_ptr<CURL, EasyDeleter>;
 
-// Process-wide; any thread.
-class MultiPool {
- public:
-  // Whoever holds it keeps it alive, so that objects of static lifetime may end in any order.
-  static std::shared_ptr<MultiPool> Instance();
-  MultiPool();
-
-  MultiHandle Take();
-  void GiveBack(MultiHandle multi) noexcept;
-
- private:
-  std::mutex mutex_;
-  std::vector<MultiHandle> idle_;
+struct Line {
+  MultiHandle multi;
+  EasyHandle easy;          // without options, and not held by the multi handle, while waiting
+  bool ended_well = false;  // said by the transfer: only then its easy handle is used again
 };
+
+class LinePool;
+
+// Ends what the line does and gives it back.
+struct LineReturner {
+  // Whoever holds a line keeps the pool alive, so that objects of static lifetime may end in any
+  // order.
+  std::shared_ptr<LinePool> pool;
+
+  void operator()(Line* line) const noexcept;
+};
+using LeasedLine = std::unique_ptr<Line, LineReturner>;
+
+// Any thread.
+LeasedLine TakeLine();
 
 }  // namespace zv

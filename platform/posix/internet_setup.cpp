@@ -15,9 +15,9 @@ constexpr long kSendBuffer = 2 * 1024 * 1024;
 
 template <typename Value>
 void Transfer::Set(CURLoption option, Value value) {
-  const CURLcode result = curl_easy_setopt(easy_.get(), option, value);
+  const CURLcode result = curl_easy_setopt(line_->easy.get(), option, value);
   if (result != CURLE_OK)
-    ThrowInternetError(InternetErrorCode(easy_.get(), result, plan_.check_authority));
+    ThrowInternetError(InternetErrorCode(line_->easy.get(), result, plan_.check_authority));
 }
 
 void Transfer::SetUp() {
@@ -103,6 +103,8 @@ void Transfer::SetProxy() {
 void Transfer::SetTls() {
   Set(CURLOPT_SSL_VERIFYPEER, plan_.check_authority ? 1L : 0L);
   Set(CURLOPT_SSL_VERIFYHOST, plan_.check_name ? 2L : 0L);
+  // Each connection's certificate is looked at: no session of an earlier one is taken up again.
+  Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
 }
 
 }  // namespace zv

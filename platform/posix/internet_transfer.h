@@ -104,13 +104,10 @@ class Transfer {
   uint64_t ProgressMark() const;
   uint32_t StallLimit() const;
   void DrainRest();
-  void LetGo();
 
   TransferPlan plan_;
-  std::shared_ptr<MultiPool> pool_ = MultiPool::Instance();
-  MultiHandle multi_;  // empty again once the exchange is over
-  EasyHandle easy_;
   std::unique_ptr<curl_slist, ListDeleter> header_list_;
+  LeasedLine line_;  // empty again once the exchange is over
 
   bool connected_ = false;
   bool has_head_ = false;

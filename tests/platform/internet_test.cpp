@@ -255,6 +255,36 @@ TEST_F(InternetTest, ConnectionsAreUsedAgainByTheWholeProcess) {
   EXPECT_EQ(server_.connection_count(), 1u);
 }
 
+TEST_F(InternetTest, NothingOfARequestIsLeftToTheNextOneOnItsConnection) {
+  server_.On([](const Request& request) {
+    return Reply::Status(200).Body(request.verb == "GET" ? "body" : "");
+  });
+  Client upload(server_, u"PUT", u"/a");
+  upload.request.AddHeaders(u"Depth:1\nAuthorization: Basic YTpi\nContent-Type:text/xml");
+  SetTimeouts(upload.request, 1000);
+  upload.request.Begin(4);
+  upload.request.Write("data", 4);
+  upload.request.End();
+  EXPECT_EQ(ReadAll(upload.request), "");
+  for (const TextView verb : {u"HEAD", u"PROPFIND", u"GET"}) {
+    Client client(server_, verb, u"/b");
+    ASSERT_TRUE(client.request.Send(u"", verb == u"PROPFIND" ? "<body/>" : ""));
+    EXPECT_EQ(ReadAll(client.request), verb == u"GET" ? "body" : "");
+  }
+  EXPECT_EQ(server_.connection_count(), 1u);
+  const std::vector<Request> requests = server_.requests();
+  EXPECT_EQ(requests.at(0).body, "data");
+  EXPECT_EQ(requests.at(1).verb, "HEAD");
+  EXPECT_EQ(requests.at(2).body, "<body/>");
+  const Request last = requests.at(3);
+  EXPECT_EQ(last.verb, "GET");
+  EXPECT_EQ(last.body, "");
+  for (const char* name :
+       {"Depth", "Authorization", "Content-Type", "Content-Length", "Transfer-Encoding"}) {
+    EXPECT_EQ(last.CountHeaders(name), 0u) << name;
+  }
+}
+
 TEST_F(InternetTest, AConnectionThatTheServerClosedMeanwhileIsReplaced) {
   server_.On([](const Request&) { return Reply::Status(200).Body("x"); });
   const auto ask = [this] {
