@@ -77,6 +77,13 @@ FileTime CachedContentTime(TextView drive_path) {
   });
 }
 
+Text CachedContentFile(TextView drive_path) {
+  return Quietly(Text(), [&] {
+    const Text file = CacheNames().GetFileRecordName(ServerPath(drive_path));
+    return FileExists(file) ? file : Text();
+  });
+}
+
 Text LastTransferTrouble(TextView name) {
   return Quietly(Text(), [&] {
     // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.

@@ -27,6 +27,9 @@ uint64_t CachedContentVersion(TextView drive_path);
 // The server's time of the cached content; zero while there is none.
 FileTime CachedContentTime(TextView drive_path);
 
+// The content file; empty while the cache holds no content of the file.
+Text CachedContentFile(TextView drive_path);
+
 // The user log's last line about a transfer of this name that failed or is tried again; empty when
 // there is none. name: as the progress record has it.
 Text LastTransferTrouble(TextView name);

@@ -23,6 +23,8 @@ std::optional<Seconds1601> WorkerHost::ContentTime(TextView path) {
   return time != FileTime{} ? std::optional(ToSeconds(time)) : std::nullopt;
 }
 
+Text WorkerHost::ContentFile(TextView path) { return CachedContentFile(path); }
+
 // A transfer is named by its server path as it is published: cut at 259 units. Between two attempts
 // of an upload the record is idle and its name empty; a request by that name meets the next
 // attempt.

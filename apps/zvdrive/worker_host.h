@@ -16,6 +16,7 @@ class WorkerHost final : public DriveHost {
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
+  Text ContentFile(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;
   bool IsUnsent(TextView path) override;

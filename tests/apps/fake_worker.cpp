@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "apps/zvdrive/drive/drive_path.h"
+#include "platform/format.h"
 #include "webdav/directory_entry.h"
 
 namespace zv::testing {
@@ -496,6 +497,11 @@ uint64_t FakeWorker::ContentVersion(TextView path) {
   const std::lock_guard lock(mutex_);
   const auto found = contents_.find(Text(path));
   return found == contents_.end() ? 0 : found->second.version;
+}
+
+Text FakeWorker::ContentFile(TextView path) {
+  const uint64_t version = ContentVersion(path);
+  return version == 0 ? Text() : Format(u"%s#%I64u", path, version);
 }
 
 void FakeWorker::PretendContentTime(Seconds1601 time) {

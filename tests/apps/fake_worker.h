@@ -101,6 +101,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   // DriveHost
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
+  // A name that tells which version it is.
+  Text ContentFile(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;

@@ -53,6 +53,13 @@ TEST_F(HostServices, TheVersionFollowsTheContentsTime) {
   EXPECT_GT(CachedContentVersion(u"\\a"), early);
 }
 
+TEST_F(HostServices, TheContentFileIsNamedWhileItIsThere) {
+  EXPECT_EQ(CachedContentFile(u"\\Docs\\a"), u"");
+  WriteContent(u"/Docs/a", "content");
+  const Text name = CachedContentFile(u"\\Docs\\a");
+  EXPECT_EQ(File::Open(name, Access::kRead, Disposition::kOpenExisting).ReadAll(), "content");
+}
+
 TEST_F(HostServices, TheLastTroubleOfATransferIsItsWholeLine) {
   EXPECT_EQ(LastTransferTrouble(u"/a"), u"");
   WriteUserLine(u"Resuming upload of file /a [retry count 1, 0% transferred]. Reason: first");

@@ -20,6 +20,8 @@ class DriveHost {
   virtual uint64_t ContentVersion(TextView path) = 0;
   // The server's time of the cached content; nullopt while none is cached, or its time not known.
   virtual std::optional<Seconds1601> ContentTime(TextView path) = 0;
+  // Where the cached content lies; empty while none is.
+  virtual Text ContentFile(TextView path) = 0;
   // Asks the transfer of this file to stop.
   virtual void CancelTransfer(TextView path) = 0;
   // Notes that the cache holds content of this file that the server does not have.

@@ -33,6 +33,8 @@ struct OpenFile {
   int open_count = 0;  // guarded by the drive's own lock
   std::atomic<int64_t> size = 0;
   std::atomic<int64_t> modified = 0;  // seconds since 1601
+  // Readers that look at the cached content where it lies (ContentView).
+  std::atomic<int> views = 0;
 
   // ---
   // Made or emptied here, and no block of it was stored since: its next block begins it anew. Its

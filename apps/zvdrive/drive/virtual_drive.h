@@ -15,6 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "apps/zvdrive/drive/content_view.h"
 #include "apps/zvdrive/drive/drive_error.h"
 #include "apps/zvdrive/drive/drive_host.h"
 #include "apps/zvdrive/drive/drive_requests.h"
@@ -69,6 +70,9 @@ class VirtualDrive {
   DriveResult<OpenedFile> Open(TextView path, bool empty_it);
   // kExists when it exists.
   DriveResult<OpenedFile> Create(TextView path);
+  // What a reader may read in place of asking the drive: the content as the last Open found it.
+  // nullopt while none is cached, or while it is not the server's.
+  std::optional<ContentView> ViewContent(const FileHandle& file);
   DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   // Writes at the end as the drive knows it.

@@ -81,6 +81,15 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
   return version != 0 && seen != seen_versions_.end() && seen->second == version;
 }
 
+std::optional<ContentView> VirtualDrive::ViewContent(const FileHandle& file) {
+  const std::lock_guard lock(file->mutex);
+  const bool is_ours = file->begins_anew || file->has_unsent || file->content_is_ours;
+  if (file->is_gone || is_ours || host_.ContentVersion(file->path) == 0) return std::nullopt;
+  Text content_file = host_.ContentFile(file->path);
+  if (content_file.empty()) return std::nullopt;
+  return ContentView(file, std::move(content_file));
+}
+
 DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span<std::byte> into) {
   const std::lock_guard lock(file.mutex);
   if (file.is_gone) return DriveError::kNotFound;

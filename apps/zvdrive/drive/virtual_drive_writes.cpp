@@ -51,7 +51,8 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
   if (data.empty()) return DriveError::kNone;
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
   const GatheredWrites& gathered = file.gathered;
-  const bool gathers = data.size() >= kGatheredWrite && data.size() <= kLargestBlock;
+  const bool gathers =
+      data.size() >= kGatheredWrite && data.size() <= kLargestBlock && file.views == 0;
   const bool follows =
       gathered.bytes.empty() ||
       (offset == gathered.end() && gathered.bytes.size() + data.size() <= kLargestBlock);

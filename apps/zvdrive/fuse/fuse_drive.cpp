@@ -19,6 +19,8 @@
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/told_sizes.h"
 #include "apps/zvdrive/fuse/open_handles.h"
+#include "apps/zvdrive/fuse/open_modes.h"
+#include "apps/zvdrive/fuse/passthrough.h"
 #include "platform/console.h"
 #include "platform/thread.h"
 
@@ -71,13 +73,20 @@ struct OpenFolder {
   std::shared_ptr<FolderListing> listing;  // from the first read on, and anew at each rewinding
 };
 
+struct OpenHandle {
+  FileHandle file;
+  std::optional<ContentView> view;  // while reads go past us
+  std::optional<KernelOpen> open;
+};
+
 // What the callbacks work on.
 struct Mounted {
   explicit Mounted(VirtualDrive& shown) : drive(shown) {}
 
   VirtualDrive& drive;
   ToldSizes told{kAttributeLifetime};
-  OpenHandles<FileHandle> files;
+  OpenModes modes;
+  OpenHandles<OpenHandle> files;
   OpenHandles<OpenFolder> folders;
 };
 Mounted& TheMount() { return *static_cast<Mounted*>(fuse_get_context()->private_data); }
@@ -116,21 +125,38 @@ int Answer(Body&& body) noexcept {
   }
 }
 
-OpenFile& FileOf(const fuse_file_info* info) { return *OpenHandles<FileHandle>::Of(info->fh); }
+OpenFile& FileOf(const fuse_file_info* info) { return *OpenHandles<OpenHandle>::Of(info->fh).file; }
 bool Appends(const fuse_file_info* info) { return (info->flags & O_APPEND) != 0; }
+
+// Smaller files are as fast when they are read through us.
+constexpr int64_t kLeastPassedThrough = kLargestBlock;
+
+// What this open's reads may be passed through to.
+std::optional<ContentView> ViewFor(const fuse_file_info* info, const FileHandle& file) {
+  const bool only_reads = (info->flags & (O_ACCMODE | O_TRUNC)) == O_RDONLY;
+  if (!only_reads || file->size < kLeastPassedThrough) return std::nullopt;
+  return Drive().ViewContent(file);
+}
 
 // The kernel reads and appends by the size that it knows. Where that may be an old one it is left
 // out of it: to make it forget a size means to wait for its reads, which other serving threads may
 // have to answer.
 void KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
   Mounted& mount = TheMount();
+  auto handle = std::make_unique<OpenHandle>();
+  handle->file = opened.file;
   const bool knows_another_size =
       !opened.is_unchanged &&
       mount.told.MayDiffer(path, opened.file->size, std::chrono::steady_clock::now());
   const bool writes_only = (info->flags & O_ACCMODE) == O_WRONLY;
-  info->fh = mount.files.Keep(std::make_unique<FileHandle>(opened.file));
-  info->keep_cache = opened.is_unchanged;
-  info->direct_io = writes_only || Appends(info) || knows_another_size;
+  const bool uncached = writes_only || Appends(info) || knows_another_size;
+  auto view = ViewFor(info, opened.file);
+  handle->open.emplace(mount.modes, opened.file.get(), uncached, view);
+  const OpenMode mode = handle->open->mode();
+  if (mode.reads_past_us()) handle->view.emplace(*std::move(view));
+  info->keep_cache = opened.is_unchanged && !mode.is_passed_through;
+  info->direct_io = mode.is_uncached;
+  info->fh = mount.files.Keep(std::move(handle));
 }
 
 void FillStat(const NodeInfo& info, struct stat* out) {
@@ -276,8 +302,10 @@ int SyncFile(const char*, int, fuse_file_info* info) {
 
 int ReleaseFile(const char*, fuse_file_info* info) {
   return Answer([&] {
-    const auto file = TheMount().files.Release(info->fh);
-    return Result(Drive().Close(*file, ProcessName()));
+    auto handle = TheMount().files.Release(info->fh);
+    const FileHandle file = handle->file;
+    handle.reset();
+    return Result(Drive().Close(file, ProcessName()));
   });
 }
 
@@ -421,6 +449,9 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
     fuse_destroy(impl_->fuse);
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
+  fuse_session* const session = fuse_get_session(impl_->fuse);
+  OfferPassthrough(session);
+  impl_->mounted.modes.SetSession(session);
   ReadFurtherAhead(impl_->place.string());
 }
 
@@ -438,6 +469,7 @@ void FuseMount::Serve() {
   fuse_loop_mt(impl_->fuse, config.get());
   impl_->stops = true;
   // Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
+  impl_->mounted.modes.ForgetAll();
   fuse_unmount(impl_->fuse);
 }
 

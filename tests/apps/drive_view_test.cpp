@@ -1,0 +1,72 @@
+// Readers that look at a file's cached content where it lies.
+#include "tests/apps/drive_fixture.h"
+
+namespace zv::testing {
+namespace {
+
+using ::testing::IsEmpty;
+
+constexpr size_t kSize = 200'000;
+constexpr size_t kCopyPiece = 128 << 10;
+
+class ViewTest : public DriveTest {
+ protected:
+  ViewTest() { worker_.PutFile(u"\\a", content_); }
+
+  // Opened after it was read: its content is cached.
+  FileHandle OpenCached() {
+    const FileHandle first = OpenFileAt(u"\\a");
+    EXPECT_EQ(ReadFrom(first, 0, kSize), content_);
+    EXPECT_EQ(CloseFile(first), DriveError::kNone);
+    return OpenFileAt(u"\\a");
+  }
+  static RequestTest Blocks() {
+    return [](const AskedRequest& asked) { return asked.IsBlock(); };
+  }
+
+  const std::string content_ = Pattern(kSize);
+};
+
+TEST_F(ViewTest, OfAFileThatIsNotCachedThereIsNone) {
+  EXPECT_FALSE(drive_.ViewContent(OpenFileAt(u"\\a")));
+}
+
+TEST_F(ViewTest, OfACachedFileNamesTheContentAndItsSize) {
+  const FileHandle file = OpenCached();
+  const auto view = drive_.ViewContent(file);
+  ASSERT_TRUE(view);
+  EXPECT_EQ(view->content_file(), worker_.ContentFile(u"\\a"));
+  EXPECT_EQ(view->size(), static_cast<int64_t>(kSize));
+}
+
+TEST_F(ViewTest, OfContentThatIsNotTheServersThereIsNone) {
+  const FileHandle file = OpenCached();
+  ASSERT_EQ(WriteTo(file, 5, "new"), DriveError::kNone);
+  EXPECT_FALSE(drive_.ViewContent(file));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_TRUE(drive_.ViewContent(OpenFileAt(u"\\a")));
+}
+
+TEST_F(ViewTest, OfADeletedFileThereIsNone) {
+  const FileHandle file = OpenCached();
+  ASSERT_EQ(drive_.RemoveFile(u"\\a", kProcess), DriveError::kNone);
+  EXPECT_FALSE(drive_.ViewContent(file));
+}
+
+TEST_F(ViewTest, WritesOfACopyAreStoredAtOnceWhileOneLives) {
+  const FileHandle file = OpenCached();
+  const std::string piece = Pattern(kCopyPiece, 2);
+  {
+    const auto view = drive_.ViewContent(file);
+    ASSERT_TRUE(view);
+    ASSERT_EQ(WriteTo(file, 0, piece), DriveError::kNone);
+    EXPECT_FALSE(worker_.Log(Blocks()).empty());
+  }
+  worker_.ClearLog();
+  ASSERT_EQ(WriteTo(file, 0, piece), DriveError::kNone);
+  EXPECT_THAT(worker_.Log(Blocks()), IsEmpty());
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+}
+
+}  // namespace
+}  // namespace zv::testing
