@@ -16,6 +16,7 @@
 #include "config/guard.h"
 #include "config/log.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "platform/text.h"
 #include "platform/utility_library.h"
 #include "upload/backup_dav.h"
@@ -151,7 +152,7 @@ class CCache {
   void ShowPendingEntries(TextView folder, const Text& listing_file);
   void UpdateOwnEntry(TextView folder, FileTime time);
   // Changes one listing in one step. nullopt, with a line in the log, when it cannot be opened.
-  bool StoreChanged(TextView listing_file, TextView before, TextView after);
+  bool StoreChanged(TextView listing_file, File file, TextView before, TextView after);
   std::optional<ListingChanged> EditListing(TextView listing_file, const ListingChange& change);
   // Adds the record of a name that the listing does not hold; false, with LastError().
   bool AppendRecord(TextView listing_file, TextView name, TextView record);
@@ -165,7 +166,7 @@ class CCache {
   bool DownloadContent(TextView path, const Text& content_file);
   bool SyncDownload(TextView path, const Text& content_file);
   void ForgetContentTime(TextView path);
-  bool SendContent(TextView path, const Text& content_file);
+  bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
   bool StageContent(TextView path, const Text& content_file, const Text& staged);
   bool IsListedFolder(TextView path);

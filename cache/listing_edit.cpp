@@ -18,10 +18,11 @@ Text FolderPart(TextView path) {
 std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
                                                   const ListingChange& change) {
   const ListingLock lock;
-  const auto text = ReadListing(listing_file, Disposition::kOpenAlways);
-  if (text) {
-    ListingChanged changed = ApplyChange(*text, change);
-    if (StoreChanged(listing_file, *text, changed.text)) {
+  File file = File::Open(listing_file, Access::kReadWrite, Disposition::kOpenAlways);
+  if (file) {
+    const Text text = FromUtf16LeBytes(file.ReadAll());
+    ListingChanged changed = ApplyChange(text, change);
+    if (StoreChanged(listing_file, std::move(file), text, changed.text)) {
       ListingFetch::Note(listing_file, change);
       return changed;
     }
@@ -31,10 +32,15 @@ std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
   return std::nullopt;
 }
 
-bool CCache::StoreChanged(TextView listing_file, TextView before, TextView after) {
+// file: the listing's, open for reading and writing.
+bool CCache::StoreChanged(TextView listing_file, File file, TextView before, TextView after) {
   if (after == before) return true;
-  if (!after.starts_with(before)) return ReplaceListing(names_, listing_file, after);
-  return ExtendListing(names_, listing_file, before, after.substr(before.size()));
+  if (after.starts_with(before)) {
+    const TextView records = after.substr(before.size());
+    return ExtendListing(names_, listing_file, std::move(file), before, records);
+  }
+  file.Close();  // not every system replaces a file that is open
+  return ReplaceListing(names_, listing_file, after);
 }
 
 bool CCache::AppendRecord(TextView listing_file, TextView name, TextView record) {

@@ -41,19 +41,17 @@ bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView tex
   return ReplaceFileWhole(names, listing_file, bytes) || WriteInPlace(listing_file, bytes);
 }
 
-bool ExtendListing(const CacheNames& names, TextView listing_file, TextView text,
+bool ExtendListing(const CacheNames& names, TextView listing_file, File file, TextView text,
                    TextView records) {
   const ListingLock lock;
   const size_t end = text.size() * sizeof(char16_t);
   // Within a page of its memory the system writes all or nothing, even when this process is killed.
   const bool in_one_page = end % kPage + records.size() * sizeof(char16_t) <= kPage;
-  if (in_one_page && !text.empty()) {
-    File file = File::Open(listing_file, Access::kReadWrite, Disposition::kOpenExisting);
-    if (file && file.Size() == static_cast<int64_t>(end)) {
-      file.Append(ToUtf16LeBytes(records));
-      return true;
-    }
+  if (in_one_page && !text.empty() && file.Size() == static_cast<int64_t>(end)) {
+    file.Append(ToUtf16LeBytes(records));
+    return true;
   }
+  file.Close();  // not every system replaces a file that is open
   return ReplaceListing(names, listing_file, Text(text).append(records));
 }
 

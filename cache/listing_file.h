@@ -30,8 +30,10 @@ std::optional<Text> ReadListing(TextView listing_file, Disposition disposition);
 // for writing.
 bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView text);
 
-// The same for a listing that gets records at its end: without a new file where that is safe, too.
-bool ExtendListing(const CacheNames& names, TextView listing_file, TextView text, TextView records);
+// The same for a listing that holds this text and gets records at its end: without a new file where
+// that is safe, too. file: the listing's, open for reading and writing.
+bool ExtendListing(const CacheNames& names, TextView listing_file, File file, TextView text,
+                   TextView records);
 
 // Makes the listing of a new folder. False, with LastError(), when the file cannot be opened.
 bool WriteRootLines(TextView listing_file);

@@ -82,6 +82,8 @@ std::vector<PendingUpload> ParseList(TextView text) {
   return list;
 }
 
+Text ReadText(File& file) { return file ? FromUtf16LeBytes(file.ReadAll()) : Text(); }
+
 enum class Changed { kNothing, kAdded, kLines };  // kAdded: one at the end, nothing else
 Changed LinesIf(bool changed) { return changed ? Changed::kLines : Changed::kNothing; }
 
@@ -98,28 +100,28 @@ Text PathAfterRename(TextView path, TextView old_top, TextView new_top) {
 
 Text PendingUploads::FileName() const { return names_.work_folder() + u"pending.txt"; }
 
-Text PendingUploads::ReadText() const {
-  File file = File::Open(FileName(), Access::kRead, Disposition::kOpenExisting);
-  if (file) return FromUtf16LeBytes(file.ReadAll());
+File PendingUploads::Open(Access access) const {
+  File file = File::Open(FileName(), access, Disposition::kOpenExisting);
+  if (file) return file;
   const uint32_t code = LastError();
   if (code != kErrorFileNotFound && code != kErrorPathNotFound) ThrowLastError(ErrorKind::kFile);
-  return {};
+  return file;
 }
 
 // An empty file stays: the next upload needs it again, and files that come and go are dear.
-bool PendingUploads::Write(const std::vector<PendingUpload>& list) const {
+bool PendingUploads::Write(File file, const std::vector<PendingUpload>& list) const {
   if (list.empty()) {
-    File file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenExisting);
     if (file) file.SetSize(0);
-    return file || !FileExists(FileName());
+    return true;
   }
+  file.Close();  // not every system replaces a file that is open
   Text text;
   for (const PendingUpload& upload : list) text += FormatLine(upload);
   return ReplaceFileWhole(names_, FileName(), ToUtf16LeBytes(text));
 }
 
-bool PendingUploads::Append(const PendingUpload& upload) const {
-  File file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
+bool PendingUploads::Append(File file, const PendingUpload& upload) const {
+  if (!file) file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
   if (!file && MakeFolders(names_.work_folder())) {
     file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
   }
@@ -132,12 +134,14 @@ template <typename Change>
 bool PendingUploads::Update(Change&& change) noexcept {
   try {
     const std::lock_guard lock(ListMutex());
-    const Text text = ReadText();
+    File file = Open(Access::kReadWrite);
+    const Text text = ReadText(file);
     std::vector<PendingUpload> list = ParseList(text);
     const Changed changed = change(list);
     if (changed == Changed::kNothing) return true;
     const bool ends_whole = text.empty() || text.ends_with(kLineEnd);
-    return changed == Changed::kAdded && ends_whole ? Append(list.back()) : Write(list);
+    return changed == Changed::kAdded && ends_whole ? Append(std::move(file), list.back())
+                                                    : Write(std::move(file), list);
   } catch (const Error& error) {
     SetLastError(error.code());
   } catch (const std::bad_alloc&) {
@@ -148,7 +152,8 @@ bool PendingUploads::Update(Change&& change) noexcept {
 
 std::vector<PendingUpload> PendingUploads::List() const {
   const std::lock_guard lock(ListMutex());
-  return ParseList(ReadText());
+  File file = Open(Access::kRead);
+  return ParseList(ReadText(file));
 }
 
 std::optional<PendingUpload> PendingUploads::Find(TextView path) const {

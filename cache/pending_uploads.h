@@ -12,6 +12,7 @@
 
 #include "cache/cache_names.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "platform/text.h"
 
 namespace zv {
@@ -58,10 +59,12 @@ class PendingUploads {
 
  private:
   Text FileName() const;
-  Text ReadText() const;
+  // The list's file, or a closed one when there is none.
+  File Open(Access access) const;
   bool HasOwnContent(TextView path, TextView other_path) const;
-  bool Write(const std::vector<PendingUpload>& list) const;
-  bool Append(const PendingUpload& upload) const;
+  // file: the list's, open for writing, or closed when there is none.
+  bool Write(File file, const std::vector<PendingUpload>& list) const;
+  bool Append(File file, const PendingUpload& upload) const;
   template <typename Change>
   bool Update(Change&& change) noexcept;
 

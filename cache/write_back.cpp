@@ -27,15 +27,16 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
         const Text server_path = ReplaceAll(path, u'\\', u'/');
         const Text content_file = names_.GetFileRecordName(server_path);
         // A folder that was renamed as a save is ("notes" to "notes.v2") keeps its record.
-        if (!FileExists(content_file) && IsListedFolder(server_path)) return true;
+        const bool has_content = FileExists(content_file);
+        if (!has_content && IsListedFolder(server_path)) return true;
         bool sent = true;
         bool stored = false;
         if (!ReadIsSync()) {
-          sent = SendContent(server_path, content_file);
+          sent = SendContent(server_path, content_file, has_content);
           stored = server_->last_transfer_stored();
         } else if (send) {
           if (!SyncUpload(server_path, content_file)) return false;
-        } else if (FileExists(content_file)) {
+        } else if (has_content) {
           SetPending(server_path, PendingKind::kCacheOnly, u"");
         }
         const bool recorded = RecordContent(server_path, content_file);
@@ -46,9 +47,9 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
       LogKnownFailure(kWriteFailed));
 }
 
-bool CCache::SendContent(TextView path, const Text& content_file) {
+bool CCache::SendContent(TextView path, const Text& content_file, bool has_content) {
   unsent_path_.clear();
-  if (!FileExists(content_file)) {
+  if (!has_content) {
     const auto pending = pending_.Find(path);
     if (pending && pending->kind == PendingKind::kContent) {
       trace_log_.WriteTrace(u"The content of %s is gone, and its upload with it.", path);

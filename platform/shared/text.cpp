@@ -1,7 +1,9 @@
 #include "platform/text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -190,21 +192,14 @@ int32_t ParseInt32(TextView text) { return ParseInt<int32_t>(text); }
 int64_t ParseInt64(TextView text) { return ParseInt<int64_t>(text); }
 
 std::string ToUtf16LeBytes(TextView text) {
-  std::string out(text.size() * 2, '\0');
-  for (size_t i = 0; i < text.size(); ++i) {
-    out[2 * i] = static_cast<char>(text[i] & 0xFF);
-    out[2 * i + 1] = static_cast<char>(text[i] >> 8);
-  }
-  return out;
+  // The order of bytes in memory on every system that this runs on.
+  static_assert(std::endian::native == std::endian::little);
+  return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
 Text FromUtf16LeBytes(std::string_view bytes) {
-  Text out(bytes.size() / 2, u'\0');
-  for (size_t i = 0; i < out.size(); ++i) {
-    const auto low = static_cast<unsigned char>(bytes[2 * i]);
-    const auto high = static_cast<unsigned char>(bytes[2 * i + 1]);
-    out[i] = static_cast<char16_t>(low | (high << 8));
-  }
+  Text out(bytes.size() / sizeof(char16_t), u'\0');
+  if (!out.empty()) std::memcpy(out.data(), bytes.data(), out.size() * sizeof(char16_t));
   return out;
 }
 

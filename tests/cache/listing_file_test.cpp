@@ -26,6 +26,10 @@ using testing::WriteFileBytes;
 class ListingFile : public testing::HomeTest {
  protected:
   ListingFile() { MakeFolders(u"C:\\Apps\\Host\\Cache@u"); }
+  bool Extend(TextView text, TextView records) const {
+    File file = File::Open(file_, Access::kReadWrite, Disposition::kOpenAlways);
+    return ExtendListing(names_, file_, std::move(file), text, records);
+  }
   const CacheNames names_{u"C:\\Apps\\Host\\Cache@u\\"};
   const Text file_ = names_.GetDirRecordName(u"/d");
 };
@@ -68,7 +72,7 @@ TEST_F(ListingFile, IsExtendedWithinAPageAndAcrossTwo) {
   const Text record = u"some name?0?15?0?13000000000?13000000000\r\n";
   Text text;
   for (int i = 0; i < 200; ++i) {
-    ASSERT_TRUE(ExtendListing(names_, file_, text, record));
+    ASSERT_TRUE(Extend(text, record));
     text += record;
     ASSERT_EQ(ReadListing(file_, Disposition::kOpenExisting), text);
   }
@@ -77,7 +81,7 @@ TEST_F(ListingFile, IsExtendedWithinAPageAndAcrossTwo) {
 
 TEST_F(ListingFile, IsReplacedWhenItIsNotWhatItIsThoughtToBe) {
   WriteFileBytes(file_, ToUtf16LeBytes(u"another?1\r\nand more?1\r\n"));
-  EXPECT_TRUE(ExtendListing(names_, file_, u"a?1\r\n", u"b?1\r\n"));
+  EXPECT_TRUE(Extend(u"a?1\r\n", u"b?1\r\n"));
   EXPECT_EQ(ReadListing(file_, Disposition::kOpenExisting), u"a?1\r\nb?1\r\n");
 }
 
