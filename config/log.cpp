@@ -58,7 +58,7 @@ void WriteMark(File& file) {
 // One thread at a time cuts, and looks again first: none cuts off the line that another one wrote
 // into the file just emptied.
 void CutWhenFull(File& file) {
-  if (file.Size() < kLogSizeLimit) return;
+  if (file.SeekToEnd() < kLogSizeLimit) return;
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   if (file.Size() >= kLogSizeLimit) file.SetSize(static_cast<int64_t>(kByteOrderMark.size()));
@@ -74,7 +74,7 @@ void CLogEvent::WriteLogLine(int32_t level, TextView format,
     Text line;
     const TextView name = LevelName(level);
     if (!name.empty()) line = Format(u"%-11ls : %s : ", name, FormatLogTime(UnixTime()));
-    AppendLine(line + FormatText(format, {args.begin(), args.size()}) + u"\r\n");
+    AppendLine(line.append(FormatText(format, {args.begin(), args.size()})).append(u"\r\n"));
   } catch (...) {
     // No memory for the line: it is lost, as one that cannot be written is.
   }
