@@ -1,6 +1,7 @@
 #include "cache/pending_uploads.h"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 
 #include "cache/work_file.h"
@@ -14,7 +15,14 @@ namespace {
 // One line for each path: kind, tab, seconds, tab, path, tab, reason, CR LF; UTF-16LE.
 constexpr char16_t kFieldEnd = u'\t';
 constexpr TextView kLineEnd = u"\r\n";
-constexpr TextView kEscaped = u"%\t\r\n";
+
+// What would end a field or a line, or looks like the beginning of such a text.
+struct EscapedUnit {
+  char16_t unit;
+  TextView text;
+};
+constexpr EscapedUnit kEscaped[] = {
+    {u'%', u"%25"}, {u'\t', u"%09"}, {u'\r', u"%0D"}, {u'\n', u"%0A"}};
 
 std::mutex& ListMutex() {
   static std::mutex mutex;
@@ -24,10 +32,11 @@ std::mutex& ListMutex() {
 Text Escape(TextView text) {
   Text out;
   for (const char16_t unit : text) {
-    if (kEscaped.find(unit) == TextView::npos) {
+    const auto* escaped = std::ranges::find(kEscaped, unit, &EscapedUnit::unit);
+    if (escaped == std::end(kEscaped)) {
       out += unit;
     } else {
-      out += Format(u"%%%02X", static_cast<uint32_t>(unit));
+      out += escaped->text;
     }
   }
   return out;
@@ -35,18 +44,17 @@ Text Escape(TextView text) {
 
 Text Unescape(TextView text) {
   Text out;
-  for (size_t i = 0; i < text.size(); ++i) {
-    bool replaced = false;
-    for (const char16_t unit : kEscaped) {
-      replaced = text.substr(i, 3) == Format(u"%%%02X", static_cast<uint32_t>(unit));
-      if (!replaced) continue;
-      out += unit;
-      i += 2;
-      break;
-    }
-    if (!replaced) out += text[i];
+  while (true) {
+    const size_t percent = std::min(text.find(u'%'), text.size());
+    out += text.substr(0, percent);
+    text.remove_prefix(percent);
+    if (text.empty()) return out;
+    const auto* escaped = std::ranges::find_if(
+        kEscaped, [text](const EscapedUnit& each) { return text.starts_with(each.text); });
+    const bool known = escaped != std::end(kEscaped);
+    out += known ? escaped->unit : text.front();
+    text.remove_prefix(known ? escaped->text.size() : 1);
   }
-  return out;
 }
 
 TextView TakeUntil(TextView* rest, TextView end_mark) {
