@@ -92,8 +92,8 @@ void Transfer::SetHeaders() {
 void Transfer::SetProxy() {
   // Explicit in both cases, so that the environment's proxies count for nothing.
   Set(CURLOPT_PROXY, plan_.proxy.c_str());
-  if (plan_.proxy.empty()) return;
   Set(CURLOPT_NOPROXY, "");
+  if (plan_.proxy.empty()) return;
   if (plan_.proxy_user.empty()) return;
   Set(CURLOPT_PROXYUSERNAME, plan_.proxy_user.c_str());
   Set(CURLOPT_PROXYPASSWORD, plan_.proxy_password.c_str());
