@@ -45,6 +45,7 @@ struct MountCommandOptions {
   std::string folder;
   bool allow_other = false;
   bool read_only = false;
+  bool own_reads = false;
   int retry_minutes = 5;
   int listing_seconds = 2;
 };

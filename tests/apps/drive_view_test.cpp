@@ -27,7 +27,28 @@ class ViewTest : public DriveTest {
   const std::string content_ = Pattern(kSize);
 };
 
-TEST_F(ViewTest, OfAFileThatIsNotCachedThereIsNone) {
+TEST_F(ViewTest, BringsInAFileThatIsNotCached) {
+  const FileHandle file = OpenFileAt(u"\\a");
+  EXPECT_EQ(worker_.ContentVersion(u"\\a"), 0U);
+  const auto view = drive_.ViewContent(file);
+  ASSERT_TRUE(view);
+  EXPECT_NE(worker_.ContentVersion(u"\\a"), 0U);
+  EXPECT_EQ(view->content_file(), worker_.ContentFile(u"\\a"));
+}
+
+TEST_F(ViewTest, OfAFileThatCannotBeBroughtInThereIsNoneAndItsReadsFailForAWhile) {
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.RefuseRestores(true);
+  EXPECT_FALSE(drive_.ViewContent(file));
+  worker_.RefuseRestores(false);
+  worker_.ClearLog();
+  EXPECT_EQ(ReadFrom(file, 0, kSize), "(the read failed)");
+  EXPECT_EQ(worker_.Count(OfMajor(MajorCode::kRestore)), 0U);
+}
+
+TEST_F(ViewTest, OfAnEmptyFileThereIsNone) {
+  worker_.PutFile(u"\\a", "");
+  drive_.Invalidate(u"\\a");
   EXPECT_FALSE(drive_.ViewContent(OpenFileAt(u"\\a")));
 }
 

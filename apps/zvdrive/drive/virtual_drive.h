@@ -70,8 +70,9 @@ class VirtualDrive {
   DriveResult<OpenedFile> Open(TextView path, bool empty_it);
   // kExists when it exists.
   DriveResult<OpenedFile> Create(TextView path);
-  // What a reader may read in place of asking the drive: the content as the last Open found it.
-  // nullopt while none is cached, or while it is not the server's.
+  // What a reader may read in place of asking the drive: the content as the last Open found it,
+  // brought into the cache when it is not there. nullopt while it is not the server's, or when it
+  // cannot be had: then its reads fail for a while, as after one that failed.
   std::optional<ContentView> ViewContent(const FileHandle& file);
   DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
@@ -135,8 +136,12 @@ class VirtualDrive {
 
   // The following are called with the file's own mutex held.
   DriveResult<bool> BringUpToDate(OpenFile& file);
+  // The reads that were on their way would start what has just failed over.
+  void PauseReads(OpenFile& file) const;
   DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError BringContentIn(OpenFile& file);
+  // Makes the worker bring the whole content into its cache. For a file that is not empty.
+  DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);
   DriveError Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   // Hands a whole block on without waiting for it, once the one before it is settled.

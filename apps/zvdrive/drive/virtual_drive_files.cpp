@@ -84,10 +84,18 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
 std::optional<ContentView> VirtualDrive::ViewContent(const FileHandle& file) {
   const std::lock_guard lock(file->mutex);
   const bool is_ours = file->begins_anew || file->has_unsent || file->content_is_ours;
-  if (file->is_gone || is_ours || host_.ContentVersion(file->path) == 0) return std::nullopt;
+  if (file->is_gone || is_ours || file->size == 0) return std::nullopt;
+  if (host_.ContentVersion(file->path) == 0 && Fetch(*file) != DriveError::kNone) {
+    PauseReads(*file);
+    return std::nullopt;
+  }
   Text content_file = host_.ContentFile(file->path);
   if (content_file.empty()) return std::nullopt;
   return ContentView(file, std::move(content_file));
+}
+
+void VirtualDrive::PauseReads(OpenFile& file) const {
+  file.reads_fail_until = std::chrono::steady_clock::now() + options_.failed_read_pause;
 }
 
 DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span<std::byte> into) {
@@ -101,7 +109,7 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
     return DriveError::kIo;
   }
   const auto count = ReadLocked(file, offset, into);
-  if (!count) file.reads_fail_until = std::chrono::steady_clock::now() + options_.failed_read_pause;
+  if (!count) PauseReads(file);
   return count;
 }
 
@@ -125,17 +133,22 @@ DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offse
   return wanted;
 }
 
+DriveError VirtualDrive::Fetch(const OpenFile& file) {
+  std::vector<std::byte> first(kWholeFileRead);
+  const auto count = requests_.Read(file.path, 0, first);
+  if (!count) return count.error;
+  const bool is_whole =
+      static_cast<int64_t>(count.value) == std::min<int64_t>(file.size, kWholeFileRead);
+  return is_whole ? DriveError::kNone : DriveError::kIo;
+}
+
 // Blocks are laid over whatever the cache holds: it must hold the whole file first.
 DriveError VirtualDrive::BringContentIn(OpenFile& file) {
   if (file.content_is_ours) return DriveError::kNone;
-  const int64_t size = file.size;
-  if (size == 0) {
+  if (file.size == 0) {
     file.begins_anew = true;
-  } else {
-    std::vector<std::byte> first(kWholeFileRead);
-    const auto count = requests_.Read(file.path, 0, first);
-    if (!count) return count.error;
-    if (static_cast<int64_t>(count.value) != std::min(size, kWholeFileRead)) return DriveError::kIo;
+  } else if (const DriveError error = Fetch(file); error != DriveError::kNone) {
+    return error;
   }
   file.content_is_ours = true;
   return DriveError::kNone;

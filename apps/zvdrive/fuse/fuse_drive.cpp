@@ -135,6 +135,7 @@ constexpr int64_t kLeastPassedThrough = kLargestBlock;
 std::optional<ContentView> ViewFor(const fuse_file_info* info, const FileHandle& file) {
   const bool only_reads = (info->flags & (O_ACCMODE | O_TRUNC)) == O_RDONLY;
   if (!only_reads || file->size < kLeastPassedThrough) return std::nullopt;
+  if (!TheMount().modes.MayPassThrough(file.get())) return std::nullopt;
   return Drive().ViewContent(file);
 }
 
@@ -154,7 +155,7 @@ void KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view p
   handle->open.emplace(mount.modes, opened.file.get(), uncached, view);
   const OpenMode mode = handle->open->mode();
   if (mode.reads_past_us()) handle->view.emplace(*std::move(view));
-  info->keep_cache = opened.is_unchanged && !mode.is_passed_through;
+  info->keep_cache = opened.is_unchanged && !mode.is_passed_through;  // it takes no both
   info->direct_io = mode.is_uncached;
   info->fh = mount.files.Keep(std::move(handle));
 }
@@ -450,7 +451,7 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
   fuse_session* const session = fuse_get_session(impl_->fuse);
-  OfferPassthrough(session);
+  if (!options.own_reads) OfferPassthrough(session);
   impl_->mounted.modes.SetSession(session);
   ReadFurtherAhead(impl_->place.string());
 }

@@ -14,6 +14,7 @@ struct MountOptions {
   std::string mount_point;  // an existing folder
   bool allow_other = false;
   bool read_only = false;
+  bool own_reads = false;  // no read is passed through to the cache
 };
 
 // Whether this machine can mount at all; empty, or what is missing, in words for a person.

@@ -29,6 +29,13 @@ void OpenModes::End(const OpenFile* file, OpenMode mode) {
   if (opens.passed_through == 0 && opens.others == 0) opens_.erase(found);
 }
 
+bool OpenModes::MayPassThrough(const OpenFile* file) {
+  if (!IsPassthroughAccepted()) return false;
+  const std::lock_guard lock(mutex_);
+  const auto found = opens_.find(file);
+  return found == opens_.end() || found->second.others == 0;
+}
+
 void OpenModes::ForgetAll() {
   const std::lock_guard lock(mutex_);
   opens_.clear();

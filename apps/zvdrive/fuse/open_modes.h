@@ -24,6 +24,8 @@ class OpenModes {
  public:
   // Where files can be passed through; to be set before it is served.
   void SetSession(fuse_session* session) { session_ = session; }
+  // False when an open of the file would not be passed through, whatever it could be passed to.
+  bool MayPassThrough(const OpenFile* file);
   // Before the session ends.
   void ForgetAll();
 

@@ -54,6 +54,8 @@ void OfferPassthrough(fuse_session* session) {
   fuse_session_custom_io(session, &io, fuse_session_fd(session));
 }
 
+bool IsPassthroughAccepted() { return is_accepted; }
+
 std::optional<BackingFile> BackingFile::Register(fuse_session* session, int descriptor) {
   if (!is_accepted) return std::nullopt;
   const int device = fuse_session_fd(session);

@@ -14,6 +14,9 @@ namespace zv {
 // a process.
 void OfferPassthrough(fuse_session* session);
 
+// Whether the kernel has accepted, and refused no file since.
+bool IsPassthroughAccepted();
+
 // A file that opens can be passed through to while this lives; those that were go on when it ends.
 // The session must be mounted as long. Any thread.
 class BackingFile {

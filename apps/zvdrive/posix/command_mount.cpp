@@ -186,7 +186,8 @@ int RunMount(const MountCommandOptions& options) {
   {
     FuseMount mount(session.drive(), {.mount_point = options.folder,
                                       .allow_other = options.allow_other,
-                                      .read_only = options.read_only});
+                                      .read_only = options.read_only,
+                                      .own_reads = options.own_reads});
     std::atomic<bool> ended = false;
     Thread serving = Thread::Start([&] {
       mount.Serve();

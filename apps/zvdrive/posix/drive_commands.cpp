@@ -14,6 +14,8 @@ void AddDriveCommands(CLI::App& app, std::function<int()>& run) {
   mount->add_flag("--allow-other", mount_options->allow_other,
                   "Let other users of this machine in");
   mount->add_flag("--read-only", mount_options->read_only, "Refuse every change, and send nothing");
+  mount->add_flag("--own-reads", mount_options->own_reads,
+                  "Answer every read, also where the kernel could read the cache itself");
   mount
       ->add_option("--listing-seconds", mount_options->listing_seconds,
                    "Seconds for which a listing answers the look-ups and listings that follow it")
