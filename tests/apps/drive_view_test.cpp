@@ -46,6 +46,16 @@ TEST_F(ViewTest, OfAFileThatCannotBeBroughtInThereIsNoneAndItsReadsFailForAWhile
   EXPECT_EQ(worker_.Count(OfMajor(MajorCode::kRestore)), 0U);
 }
 
+TEST_F(ViewTest, WhoIsInterruptedWhileTheFileIsBroughtInCancelsThatAndLetsOthersRead) {
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.HoldRestore();
+  worker_.SetInterrupted(true);
+  EXPECT_FALSE(drive_.ViewContent(file));
+  EXPECT_THAT(worker_.Cancelled(), ::testing::Contains(u"\\a"));
+  worker_.SetInterrupted(false);
+  EXPECT_EQ(ReadFrom(file, 0, kSize), content_);
+}
+
 TEST_F(ViewTest, OfAnEmptyFileThereIsNone) {
   worker_.PutFile(u"\\a", "");
   drive_.Invalidate(u"\\a");

@@ -253,21 +253,30 @@ std::optional<ChannelReply> FakeWorker::Submit(DriveQueue queue, const RequestRe
     observer = observer_;
   }
   if (observer) observer(asked);
-  if (asked.IsCompletion()) HoldCompletion(asked, while_waiting);
+  if (asked.IsCompletion() && holds_completions_) {
+    HoldUntilCancelled(asked, while_waiting);
+    refuses_uploads_ = true;
+  }
+  if (asked.major == MajorCode::kRestore && holds_restore_) {
+    HoldUntilCancelled(asked, while_waiting);
+    holds_restore_ = false;
+    const std::lock_guard lock(mutex_);
+    log_.push_back(asked);
+    return std::nullopt;
+  }
   const std::lock_guard lock(mutex_);
   log_.push_back(asked);
   if (loses_ && loses_(asked)) return std::nullopt;
   return Answer(asked, block, into);
 }
 
-void FakeWorker::HoldCompletion(const AskedRequest& asked,
-                                const std::function<void()>& while_waiting) {
+void FakeWorker::HoldUntilCancelled(const AskedRequest& asked,
+                                    const std::function<void()>& while_waiting) {
   const auto is_cancelled = [&] {
     const auto cancelled = Cancelled();
     return std::ranges::find(cancelled, asked.path) != cancelled.end();
   };
-  while (holds_completions_ && !is_cancelled()) while_waiting();
-  if (holds_completions_) refuses_uploads_ = true;
+  while (!is_cancelled()) while_waiting();
 }
 
 ChannelReply FakeWorker::Answer(const AskedRequest& asked, std::span<const std::byte> block,

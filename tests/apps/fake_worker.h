@@ -79,6 +79,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void RefuseNamespaceChanges(bool refuse) { refuses_changes_ = refuse; }
   // Completions wait, calling back, until their file's transfer is cancelled.
   void HoldCompletions() { holds_completions_ = true; }
+  // So does the next restore.
+  void HoldRestore() { holds_restore_ = true; }
   // Called on the asking thread before a request is served.
   void OnRequest(std::function<void(const AskedRequest&)> observer);
 
@@ -139,7 +141,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   ChannelReply AnswerBlock(const AskedRequest& asked, std::span<const std::byte> block);
   ChannelReply AnswerDelete(const AskedRequest& asked);
   ChannelReply AnswerRename(const AskedRequest& asked);
-  void HoldCompletion(const AskedRequest& asked, const std::function<void()>& while_waiting);
+  void HoldUntilCancelled(const AskedRequest& asked, const std::function<void()>& while_waiting);
 
   Listing Fetch(const Text& folder) const;
   Listing* ListingOf(const Text& folder);
@@ -180,6 +182,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> refuses_restores_ = false;
   std::atomic<bool> refuses_changes_ = false;
   std::atomic<bool> holds_completions_ = false;
+  std::atomic<bool> holds_restore_ = false;
   std::atomic<bool> is_interrupted_ = false;
   std::atomic<int> noted_listings_ = 0;
   std::atomic<int> broken_walks_ = 0;

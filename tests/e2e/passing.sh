@@ -108,6 +108,17 @@ rm "$drive/removed.bin"
 read_on | cmp - "$root/old" || fail "removed"
 exec 5<&-
 
+step "a signal ends a program that waits for a large file to be fetched"
+truncate -s 1500M "$files/slow.bin"
+touch -d '1 hour ago' "$files"  # folders are compared to the second
+cat "$drive/slow.bin" >/dev/null 2>&1 &
+reader=$!
+is_fetching() { [[ $("$zvdrive" progress) == *slow.bin* ]]; }
+await "the file is not fetched" is_fetching
+kill $reader
+wait $reader && fail "the reader knows nothing of it"
+[ "$("$zvdrive" progress)" = idle ] || fail "it is fetched on"
+
 step "a program that has one open does not hold up the unmounting"
 exec 5<"$drive/moved.bin"
 unmount

@@ -91,11 +91,12 @@ DriveResult<VolumeSize> DriveRequests::Volume() {
   return VolumeSize{.quota_mib = reply->quota_mib, .used_mib = reply->used_mib};
 }
 
-DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span<std::byte> into) {
+DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span<std::byte> into,
+                                        const std::function<void()>& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kRestore, MinorCode::kNone, path);
   record.length_or_index = static_cast<uint32_t>(into.size());
   record.offset = offset;
-  const auto answer = Submit(DriveQueue::kTransfer, record, {}, into, {});
+  const auto answer = Submit(DriveQueue::kTransfer, record, {}, into, while_waiting);
   const auto reply = ReplyOf<TransferReply>(answer, IOCTL_RESTORE_REPLY);
   if (!reply || reply->status != kTransferSuccess) return DriveError::kIo;
   return answer->data_size;

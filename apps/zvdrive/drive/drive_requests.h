@@ -65,8 +65,9 @@ class DriveRequests {
   std::optional<NodeInfo> QueryInfo(TextView path);
   DriveResult<VolumeSize> Volume();
 
-  // Bytes read. The caller keeps the range within the file.
-  DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into);
+  // Bytes read. The caller keeps the range within the file. while_waiting: as in Complete.
+  DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into,
+                           const std::function<void()>& while_waiting = {});
   // Begins to store one block. begin: the file begins anew with this block (offset 0 only).
   std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset,
                                          std::span<const std::byte> block, bool begin);

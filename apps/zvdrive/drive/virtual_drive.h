@@ -140,6 +140,8 @@ class VirtualDrive {
   void PauseReads(OpenFile& file) const;
   DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError BringContentIn(OpenFile& file);
+  // Of the transfer that the asking program waits for.
+  void CancelWhenInterrupted(TextView path);
   // Makes the worker bring the whole content into its cache. For a file that is not empty.
   DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);

@@ -86,7 +86,8 @@ std::optional<ContentView> VirtualDrive::ViewContent(const FileHandle& file) {
   const bool is_ours = file->begins_anew || file->has_unsent || file->content_is_ours;
   if (file->is_gone || is_ours || file->size == 0) return std::nullopt;
   if (host_.ContentVersion(file->path) == 0 && Fetch(*file) != DriveError::kNone) {
-    PauseReads(*file);
+    // Who gave up waiting is not all who read.
+    if (!host_.IsInterrupted()) PauseReads(*file);
     return std::nullopt;
   }
   Text content_file = host_.ContentFile(file->path);
@@ -135,7 +136,7 @@ DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offse
 
 DriveError VirtualDrive::Fetch(const OpenFile& file) {
   std::vector<std::byte> first(kWholeFileRead);
-  const auto count = requests_.Read(file.path, 0, first);
+  const auto count = requests_.Read(file.path, 0, first, [&] { CancelWhenInterrupted(file.path); });
   if (!count) return count.error;
   const bool is_whole =
       static_cast<int64_t>(count.value) == std::min<int64_t>(file.size, kWholeFileRead);
@@ -188,9 +189,7 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
 DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   const Text path = file.path;
   const Seconds1601 first = ToSeconds(SystemTime());
-  const DriveError error = requests_.Complete(path, process, [&] {
-    if (host_.IsInterrupted()) host_.CancelTransfer(path);
-  });
+  const DriveError error = requests_.Complete(path, process, [&] { CancelWhenInterrupted(path); });
   if (error != DriveError::kNone) return error;
   if (const auto server_time = host_.ContentTime(path)) {
     const std::lock_guard lock(mutex_);
@@ -201,6 +200,10 @@ DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   file.is_new = false;
   Remember(file);
   return host_.IsOverdue(path) ? DriveError::kNotStored : DriveError::kNone;
+}
+
+void VirtualDrive::CancelWhenInterrupted(TextView path) {
+  if (host_.IsInterrupted()) host_.CancelTransfer(path);
 }
 
 DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {
