@@ -118,6 +118,7 @@ await "the file is not fetched" is_fetching
 kill $reader
 wait $reader && fail "the reader knows nothing of it"
 [ "$("$zvdrive" progress)" = idle ] || fail "it is fetched on"
+ls "$ZVWORKER_HOME"/drives/C/ZVWorker/Cache@anna/ | grep -q 'slow.bin#$' && fail "it was fetched whole"
 
 step "a program that has one open does not hold up the unmounting"
 exec 5<"$drive/moved.bin"
