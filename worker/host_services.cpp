@@ -64,6 +64,10 @@ void MarkUploadPending(TextView drive_path) {
   });
 }
 
+void UnmarkUploadPending(TextView drive_path) {
+  Quietly(false, [&] { return PendingUploads(CacheNames()).Remove(ServerPath(drive_path)); });
+}
+
 uint64_t CachedContentVersion(TextView drive_path) { return CachedContentTime(drive_path).value; }
 
 FileTime CachedContentTime(TextView drive_path) {

@@ -21,6 +21,8 @@ bool IsUploadPending(TextView drive_path);
 bool IsUploadOverdue(TextView drive_path);
 // Notes before a file's first block is written that its content is the only one.
 void MarkUploadPending(TextView drive_path);
+// Takes that back.
+void UnmarkUploadPending(TextView drive_path);
 
 // Changes whenever the file's cached content does; 0 while the cache holds none.
 uint64_t CachedContentVersion(TextView drive_path);

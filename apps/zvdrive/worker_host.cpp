@@ -4,6 +4,7 @@
 
 #include "config/settings.h"
 #include "include/zvworker/zvworker.h"
+#include "platform/file.h"
 #include "platform/format.h"
 #include "worker/host_services.h"
 
@@ -25,6 +26,11 @@ std::optional<Seconds1601> WorkerHost::ContentTime(TextView path) {
 
 Text WorkerHost::ContentFile(TextView path) { return CachedContentFile(path); }
 
+FileTime WorkerHost::ContentWritten(TextView path) {
+  const auto info = FindPath(CachedContentFile(path));
+  return info ? info->last_write : FileTime{};
+}
+
 // A transfer is named by its server path as it is published: cut at 259 units. Between two attempts
 // of an upload the record is idle and its name empty; a request by that name meets the next
 // attempt.
@@ -38,6 +44,7 @@ void WorkerHost::CancelTransfer(TextView path) {
 }
 
 void WorkerHost::MarkUnsent(TextView path) { MarkUploadPending(path); }
+void WorkerHost::MarkSent(TextView path) { UnmarkUploadPending(path); }
 bool WorkerHost::IsUnsent(TextView path) { return IsUploadPending(path); }
 bool WorkerHost::IsOverdue(TextView path) { return IsUploadOverdue(path); }
 

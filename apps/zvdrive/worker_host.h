@@ -17,8 +17,10 @@ class WorkerHost final : public DriveHost {
   uint64_t ContentVersion(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   Text ContentFile(TextView path) override;
+  FileTime ContentWritten(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;
+  void MarkSent(TextView path) override;
   bool IsUnsent(TextView path) override;
   bool IsOverdue(TextView path) override;
   void NoteListing() override;

@@ -99,5 +99,66 @@ TEST_F(ViewTest, WritesOfACopyAreStoredAtOnceWhileOneLives) {
   EXPECT_EQ(CloseFile(file), DriveError::kNone);
 }
 
+class MappingTest : public ViewTest {
+ protected:
+  MappingTest() : file_(OpenCached()) {
+    EXPECT_EQ(drive_.BeginMapping(*file_), DriveError::kNone);
+    worker_.ClearLog();
+  }
+  static RequestTest Completions() {
+    return [](const AskedRequest& asked) { return asked.IsCompletion(); };
+  }
+  DriveError End() {
+    drive_.EndMapping(*file_);
+    return CloseFile(file_);
+  }
+
+  const FileHandle file_;
+  const std::string changed_ = Pattern(kSize, 3);
+};
+
+TEST_F(MappingTest, IsNotedBeforeAnythingCanBeChanged) { EXPECT_TRUE(worker_.IsUnsent(u"\\a")); }
+
+TEST_F(MappingTest, WithoutAChangeSendsNothingAndLeavesNoNote) {
+  EXPECT_EQ(drive_.Flush(*file_, kProcess), DriveError::kNone);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.Count(Completions()), 0U);
+  EXPECT_FALSE(worker_.IsUnsent(u"\\a"));
+}
+
+TEST_F(MappingTest, SendsWhatWasChangedPastTheDrive) {
+  worker_.ChangeCached(u"\\a", changed_);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_);
+  EXPECT_FALSE(worker_.IsUnsent(u"\\a"));
+}
+
+TEST_F(MappingTest, SendsAgainWhatMayHaveBeenChangedSinceAFlush) {
+  worker_.ChangeCached(u"\\a", content_);
+  EXPECT_EQ(drive_.Flush(*file_, kProcess), DriveError::kNone);
+  EXPECT_TRUE(worker_.IsUnsent(u"\\a"));
+  worker_.ChangeCached(u"\\a", changed_);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_);
+  EXPECT_FALSE(worker_.IsUnsent(u"\\a"));
+}
+
+TEST_F(MappingTest, SendsWhatWasWrittenThroughTheDrive) {
+  EXPECT_EQ(WriteTo(file_, 0, changed_), DriveError::kNone);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_);
+}
+
+TEST_F(MappingTest, OfAFileThatHasUnsentWritesKeepsThem) {
+  const FileHandle other = OpenFileAt(u"\\a");
+  EXPECT_EQ(WriteTo(other, 0, changed_), DriveError::kNone);
+  EXPECT_EQ(drive_.BeginMapping(*other), DriveError::kNone);
+  drive_.EndMapping(*other);
+  EXPECT_TRUE(worker_.IsUnsent(u"\\a"));
+  EXPECT_EQ(CloseFile(other), DriveError::kNone);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_);
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -508,6 +508,18 @@ uint64_t FakeWorker::ContentVersion(TextView path) {
   return found == contents_.end() ? 0 : found->second.version;
 }
 
+void FakeWorker::ChangeCached(TextView path, std::string_view content) {
+  const std::lock_guard lock(mutex_);
+  Cached& cached = contents_.at(Text(path));
+  cached.content = content;
+  cached.version = ++last_version_;
+}
+
+void FakeWorker::MarkSent(TextView path) {
+  const std::lock_guard lock(mutex_);
+  unsent_.erase(Text(path));
+}
+
 Text FakeWorker::ContentFile(TextView path) {
   const uint64_t version = ContentVersion(path);
   return version == 0 ? Text() : Format(u"%s#%I64u", path, version);

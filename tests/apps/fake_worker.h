@@ -59,6 +59,9 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void PretendSize(TextView path, int64_t size);
 
   // What ContentTime tells of every cached content.
+  // As a program does that has it in its memory.
+  void ChangeCached(TextView path, std::string_view content);
+
   void PretendContentTime(Seconds1601 time);
 
   // --- faults
@@ -103,7 +106,10 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   // DriveHost
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
-  // A name that tells which version it is.
+  // A time that tells which version it is.
+  FileTime ContentWritten(TextView path) override { return {ContentVersion(path)}; }
+  void MarkSent(TextView path) override;
+  // So does the name.
   Text ContentFile(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;

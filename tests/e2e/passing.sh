@@ -82,6 +82,29 @@ read_on | cmp - "$root/expected" || fail "the reader sees something else"
 exec 5<&-
 cmp "$files/written.bin" "$root/expected" || fail "the server has something else"
 
+step "what one program changes as shared memory while another one reads is sent"
+exec 5<"$drive/written.bin"
+python3 - "$drive/written.bin" "$root/expected" <<'END' || fail "changing the memory"
+import mmap, sys
+for name in sys.argv[1:]:
+    with open(name, 'r+b') as file:
+        memory = mmap.mmap(file.fileno(), 0)
+        memory[3000000:3000005] = b'first'
+        memory.flush()
+    memory[3000005:3000011] = b'second'  # after the close
+    memory.close()
+END
+read_on | cmp - "$root/expected" || fail "the reader sees something else"
+wait_until_sent
+cmp "$files/written.bin" "$root/expected" || fail "the server has something else"
+settle_log
+puts=$(requests 'verb=PUT .*path=/users/anna/Files/written')
+python3 -c 'import sys; open(sys.argv[1], "r+b").close()' "$drive/written.bin"
+wait_until_sent
+exec 5<&-
+settle_log
+[ "$(requests 'verb=PUT .*path=/users/anna/Files/written')" = "$puts" ] || fail "sent without a change"
+
 step "a reader keeps the version that it opened; who opens later gets the new one"
 cp "$files/read.bin" "$root/old"
 exec 5<"$drive/read.bin"

@@ -29,6 +29,14 @@ TEST_F(HostServices, AMarkedFileIsPendingAndOverdueUntilItIsSent) {
   EXPECT_TRUE(ListPendingUploads().value().empty());
 }
 
+TEST_F(HostServices, AMarkIsTakenBack) {
+  MarkUploadPending(u"\\Docs\\a.txt");
+  MarkUploadPending(u"\\Docs\\b.txt");
+  UnmarkUploadPending(u"\\Docs\\a.txt");
+  EXPECT_FALSE(IsUploadPending(u"\\Docs\\a.txt"));
+  EXPECT_TRUE(IsUploadPending(u"\\Docs\\b.txt"));
+}
+
 TEST_F(HostServices, AFileKeptOnPurposeIsPendingAndNotOverdue) {
   cache().pending().Add(u"/a.tmp", PendingKind::kCacheOnly, u"");
   EXPECT_TRUE(IsUploadPending(u"\\a.tmp"));

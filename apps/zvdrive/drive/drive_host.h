@@ -22,10 +22,14 @@ class DriveHost {
   virtual std::optional<Seconds1601> ContentTime(TextView path) = 0;
   // Where the cached content lies; empty while none is.
   virtual Text ContentFile(TextView path) = 0;
+  // When the cached content was last written, by this machine's clock; zero while none is.
+  virtual FileTime ContentWritten(TextView path) = 0;
   // Asks the transfer of this file to stop.
   virtual void CancelTransfer(TextView path) = 0;
   // Notes that the cache holds content of this file that the server does not have.
   virtual void MarkUnsent(TextView path) = 0;
+  // Takes that back: the content is the server's after all.
+  virtual void MarkSent(TextView path) = 0;
   // Whether it does.
   virtual bool IsUnsent(TextView path) = 0;
   // Whether it does although it was to be sent.

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "apps/zvdrive/drive/drive_requests.h"
@@ -48,6 +49,11 @@ struct OpenFile {
   // The block before it while it is being stored.
   GatheredWrites stored;
   std::unique_ptr<BlockWrite> storing;  // works on `stored`
+  // Opens whose program may change the cached content where it lies, as shared memory.
+  int mappings = 0;
+  // While such an open is all that makes the file unsent: the content's time when nothing was
+  // changed.
+  std::optional<FileTime> unchanged_at;
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another

@@ -74,6 +74,10 @@ class VirtualDrive {
   // brought into the cache when it is not there. nullopt while it is not the server's, or when it
   // cannot be had: then its reads fail for a while, as after one that failed.
   std::optional<ContentView> ViewContent(const FileHandle& file);
+  // Between the two a program may change the content as shared memory, past the drive: what it
+  // changed is sent at the next Flush and at the end.
+  DriveError BeginMapping(OpenFile& file);
+  void EndMapping(OpenFile& file);
   DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   // Writes at the end as the drive knows it.
@@ -155,6 +159,8 @@ class VirtualDrive {
   DriveError StoreBlocks(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   void MarkUnsent(OpenFile& file);
+  // Unsent for no other reason than that it may be changed past the drive, and it was not.
+  bool IsOnlyMapped(const OpenFile& file);
   DriveError BeginAnew(OpenFile& file);
   DriveError Shrink(OpenFile& file, int64_t size);
   DriveError SendWhole(OpenFile& file, TextView process);

@@ -164,7 +164,12 @@ DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
   if (file.is_gone) return DriveError::kNone;
   if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   if (file.begins_anew && file.size == 0) return SendEmpty(file, process);
-  return file.has_unsent ? SendWhole(file, process) : DriveError::kNone;
+  if (!file.has_unsent || IsOnlyMapped(file)) return DriveError::kNone;
+  file.unchanged_at.reset();
+  const DriveError error = SendWhole(file, process);
+  // A page of memory that was changed once is changed again without a trace.
+  if (error == DriveError::kNone && file.mappings > 0) MarkUnsent(file);
+  return error;
 }
 
 DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {

@@ -152,6 +152,30 @@ void VirtualDrive::MarkUnsent(OpenFile& file) {
   file.has_unsent = true;
 }
 
+// Marked before anything can be changed: nobody sees a change through memory before it was made.
+DriveError VirtualDrive::BeginMapping(OpenFile& file) {
+  const std::lock_guard lock(file.mutex);
+  if (file.is_gone) return DriveError::kNone;
+  if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
+  ++file.mappings;
+  if (file.has_unsent || file.begins_anew) return DriveError::kNone;
+  MarkUnsent(file);
+  file.unchanged_at = host_.ContentWritten(file.path);
+  return DriveError::kNone;
+}
+
+void VirtualDrive::EndMapping(OpenFile& file) {
+  const std::lock_guard lock(file.mutex);
+  if (file.mappings == 0 || --file.mappings > 0 || !IsOnlyMapped(file)) return;
+  file.unchanged_at.reset();
+  file.has_unsent = false;
+  host_.MarkSent(file.path);
+}
+
+bool VirtualDrive::IsOnlyMapped(const OpenFile& file) {
+  return file.unchanged_at && host_.ContentWritten(file.path) == *file.unchanged_at;
+}
+
 DriveError VirtualDrive::BeginAnew(OpenFile& file) { return StoreBlock(file, 0, {}); }
 
 DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {

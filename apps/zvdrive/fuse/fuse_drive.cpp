@@ -77,6 +77,7 @@ struct OpenHandle {
   FileHandle file;
   std::optional<ContentView> view;  // while reads go past us
   std::optional<KernelOpen> open;
+  bool maps = false;  // a shared map of it would be one of the cached content
 };
 
 // What the callbacks work on.
@@ -142,7 +143,7 @@ std::optional<ContentView> ViewFor(const fuse_file_info* info, const FileHandle&
 // The kernel reads and appends by the size that it knows. Where that may be an old one it is left
 // out of it: to make it forget a size means to wait for its reads, which other serving threads may
 // have to answer.
-void KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
+DriveError KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
   Mounted& mount = TheMount();
   auto handle = std::make_unique<OpenHandle>();
   handle->file = opened.file;
@@ -157,7 +158,20 @@ void KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view p
   if (mode.reads_past_us()) handle->view.emplace(*std::move(view));
   info->keep_cache = opened.is_unchanged && !mode.is_passed_through;  // it takes no both
   info->direct_io = mode.is_uncached;
+  if (mode.is_passed_through && mode.is_uncached && (info->flags & O_ACCMODE) == O_RDWR) {
+    if (const DriveError error = Drive().BeginMapping(*opened.file); error != DriveError::kNone) {
+      return error;
+    }
+    handle->maps = true;
+  }
   info->fh = mount.files.Keep(std::move(handle));
+  return DriveError::kNone;
+}
+
+DriveError KeepOpenOrClose(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
+  const DriveError error = KeepOpen(info, opened, path);
+  if (error != DriveError::kNone) Drive().Close(opened.file, ProcessName());
+  return error;
 }
 
 void FillStat(const NodeInfo& info, struct stat* out) {
@@ -245,8 +259,7 @@ int OpenFileAt(const char* path, fuse_file_info* info) {
   return Answer([&] {
     const bool empty_it = (info->flags & O_TRUNC) != 0;
     const auto opened = Drive().Open(DrivePath(path), empty_it);
-    if (opened) KeepOpen(info, opened.value, path);
-    return Result(opened.error);
+    return Result(opened ? KeepOpenOrClose(info, opened.value, path) : opened.error);
   });
 }
 
@@ -257,8 +270,7 @@ int CreateFileAt(const char* path, mode_t, fuse_file_info* info) {
     if (opened.error == DriveError::kExists && !(info->flags & O_EXCL)) {
       opened = Drive().Open(DrivePath(path), (info->flags & O_TRUNC) != 0);
     }
-    if (opened) KeepOpen(info, opened.value, path);
-    return Result(opened.error);
+    return Result(opened ? KeepOpenOrClose(info, opened.value, path) : opened.error);
   });
 }
 
@@ -305,6 +317,7 @@ int ReleaseFile(const char*, fuse_file_info* info) {
   return Answer([&] {
     auto handle = TheMount().files.Release(info->fh);
     const FileHandle file = handle->file;
+    if (handle->maps) Drive().EndMapping(*file);
     handle.reset();
     return Result(Drive().Close(file, ProcessName()));
   });
