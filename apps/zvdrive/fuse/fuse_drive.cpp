@@ -156,7 +156,7 @@ DriveError KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_
   handle->open.emplace(mount.modes, opened.file.get(), uncached, view);
   const OpenMode mode = handle->open->mode();
   if (mode.reads_past_us()) handle->view.emplace(*std::move(view));
-  info->keep_cache = opened.is_unchanged && !mode.is_passed_through;  // it takes no both
+  info->keep_cache = opened.is_unchanged && !mode.is_passed_through;  // one or the other
   info->direct_io = mode.is_uncached;
   if (mode.is_passed_through && mode.is_uncached && (info->flags & O_ACCMODE) == O_RDWR) {
     if (const DriveError error = Drive().BeginMapping(*opened.file); error != DriveError::kNone) {
