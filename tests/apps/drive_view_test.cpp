@@ -149,6 +149,28 @@ TEST_F(MappingTest, SendsWhatWasWrittenThroughTheDrive) {
   EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_);
 }
 
+class MappingWithinOneTickTest : public MappingTest {
+ protected:
+  MappingWithinOneTickTest() {
+    drive_.EndMapping(*file_);
+    worker_.StopClock();
+    EXPECT_EQ(drive_.BeginMapping(*file_), DriveError::kNone);
+  }
+};
+
+TEST_F(MappingWithinOneTickTest, SendsWhatWasWrittenThroughTheDrive) {
+  EXPECT_EQ(WriteTo(file_, 0, changed_.substr(0, 1000)), DriveError::kNone);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), changed_.substr(0, 1000) + content_.substr(1000));
+}
+
+TEST_F(MappingWithinOneTickTest, SendsWhatWasGathered) {
+  EXPECT_EQ(WriteTo(file_, 0, changed_.substr(0, kCopyPiece)), DriveError::kNone);
+  EXPECT_EQ(End(), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"),
+            changed_.substr(0, kCopyPiece) + content_.substr(kCopyPiece));
+}
+
 TEST_F(MappingTest, OfAFileThatHasUnsentWritesKeepsThem) {
   const FileHandle other = OpenFileAt(u"\\a");
   EXPECT_EQ(WriteTo(other, 0, changed_), DriveError::kNone);

@@ -59,6 +59,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void PretendSize(TextView path, int64_t size);
 
   // What ContentTime tells of every cached content.
+  // Contents that are changed keep their time, as they do within one tick of a coarse clock.
+  void StopClock() { clock_stands_ = true; }
   // As a program does that has it in its memory.
   void ChangeCached(TextView path, std::string_view content);
 
@@ -107,7 +109,9 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
   // A time that tells which version it is.
-  FileTime ContentWritten(TextView path) override { return {ContentVersion(path)}; }
+  FileTime ContentWritten(TextView path) override {
+    return {clock_stands_ ? 1 : ContentVersion(path)};
+  }
   void MarkSent(TextView path) override;
   // So does the name.
   Text ContentFile(TextView path) override;
@@ -187,6 +191,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> refuses_zero_files_ = false;
   std::atomic<bool> refuses_restores_ = false;
   std::atomic<bool> refuses_changes_ = false;
+  std::atomic<bool> clock_stands_ = false;
   std::atomic<bool> holds_completions_ = false;
   std::atomic<bool> holds_restore_ = false;
   std::atomic<bool> is_interrupted_ = false;

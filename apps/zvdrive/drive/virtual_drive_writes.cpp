@@ -150,6 +150,7 @@ DriveError VirtualDrive::StoreBlock(OpenFile& file, int64_t offset,
 void VirtualDrive::MarkUnsent(OpenFile& file) {
   if (!file.has_unsent) host_.MarkUnsent(file.path);
   file.has_unsent = true;
+  file.unchanged_at.reset();  // there is a better reason now
 }
 
 // Marked before anything can be changed: nobody sees a change through memory before it was made.
