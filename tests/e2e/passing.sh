@@ -14,6 +14,13 @@ forget_pages() {
   mount_drive --listing-seconds 0
 }
 read_on() { cat <&5; }
+# What the reader of descriptor 5, the server and the drive have of a file.
+expect_everywhere() {  # name, file
+  read_on | cmp - "$2" || fail "the reader sees something else"
+  exec 5<&-
+  cmp "$files/$1" "$2" || fail "the server has something else"
+  cmp "$drive/$1" "$2" || fail "the drive has something else"
+}
 # Whether a file can be read whole between the stop of a process and its going on, ten seconds later at most.
 read_while_stopped() {  # process, file, file to write what was read to
   python3 - "$@" <<'END'
@@ -60,10 +67,7 @@ for at in 0 1000000 4100000; do
   dd if="$root/piece" of="$drive/written.bin" bs=100000 seek=$at oflag=seek_bytes conv=notrunc status=none
   dd if="$root/piece" of="$root/expected" bs=100000 seek=$at oflag=seek_bytes conv=notrunc status=none
 done
-read_on | cmp - "$root/expected" || fail "the reader sees something else"
-exec 5<&-
-cmp "$files/written.bin" "$root/expected" || fail "the server has something else"
-cmp "$drive/written.bin" "$root/expected" || fail "the drive has something else"
+expect_everywhere written.bin "$root/expected"
 
 step "one program reads and writes it while another one reads"
 exec 5<"$drive/written.bin"
@@ -78,9 +82,7 @@ for name in sys.argv[1:]:
         file.seek(2000000)
         assert file.read(70000) == before[::-1]
 END
-read_on | cmp - "$root/expected" || fail "the reader sees something else"
-exec 5<&-
-cmp "$files/written.bin" "$root/expected" || fail "the server has something else"
+expect_everywhere written.bin "$root/expected"
 
 step "what one program changes as shared memory while another one reads is sent"
 exec 5<"$drive/written.bin"
@@ -94,9 +96,9 @@ for name in sys.argv[1:]:
     memory[3000005:3000011] = b'second'  # after the close
     memory.close()
 END
-read_on | cmp - "$root/expected" || fail "the reader sees something else"
 wait_until_sent
-cmp "$files/written.bin" "$root/expected" || fail "the server has something else"
+expect_everywhere written.bin "$root/expected"
+exec 5<"$drive/written.bin"
 settle_log
 puts=$(requests 'verb=PUT .*path=/users/anna/Files/written')
 python3 -c 'import sys; open(sys.argv[1], "r+b").close()' "$drive/written.bin"
