@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "platform/format.h"
+
 namespace zv {
 namespace {
 
@@ -13,7 +15,6 @@ constexpr bool IsKept(uint8_t byte) {
 }  // namespace
 
 Text PercentEncodePath(TextView path) {
-  constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   const std::string utf8 = ToUtf8(ReplaceAll(path, u'\\', u'/'));
   Text result;
   result.reserve(utf8.size());
@@ -22,9 +23,7 @@ Text PercentEncodePath(TextView path) {
     if (IsKept(byte)) {
       result += static_cast<char16_t>(byte);
     } else {
-      result += u'%';
-      result += kDigits[byte >> 4];
-      result += kDigits[byte & 15];
+      result += Format(u"%%%02X", uint32_t{byte});
     }
   }
   return result;

@@ -28,7 +28,7 @@ void Store(const Record& record, std::span<std::byte> bytes) {
 bool OffersPassthrough(std::span<const std::byte> request) {
   FuseRequestHeader header;
   FuseInitRequest init;
-  if (!Load(request, &header) || header.opcode != static_cast<uint32_t>(FuseOpcode::kInit) ||
+  if (!Load(request, &header) || header.opcode != kFuseInit ||
       !Load(request.subspan(sizeof header), &init)) {
     return false;
   }

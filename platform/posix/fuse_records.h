@@ -10,7 +10,7 @@
 
 namespace zv {
 
-enum class FuseOpcode : uint32_t { kInit = 26 };
+inline constexpr uint32_t kFuseInit = 26;  // the first request of a mount
 
 struct FuseRequestHeader {
   uint32_t length;  // bytes, with this header
