@@ -101,7 +101,9 @@ static_assert(offsetof(RequestRecord, force_store) == 1104);
 struct TransferReply {
   uint32_t length = 0;  // bytes
   uint32_t status = 0;  // kTransfer...
-  uint64_t buffer = 0;  // address in the worker's own space
+  // Address in the worker's own space. A driver in the worker's process may answer a backup with
+  // that of its own copy of the block, which stays as it is until the next fetch.
+  uint64_t buffer = 0;
 };
 static_assert(sizeof(TransferReply) == 16);
 static_assert(offsetof(TransferReply, status) == 4);

@@ -50,6 +50,13 @@ bool ReceiveBlock(CEventPolling& polling, TransferReply& reply) {
   return supplied && !refuse;
 }
 
+// Where the block lies after the driver supplied it. A driver in this process may leave it where
+// it is, until the next fetch, and say so.
+std::byte* SuppliedBlock(const TransferReply& reply, const TransferBuffer& buffer) {
+  if (!Device::SharesMemory() || reply.buffer == 0) return buffer.data();
+  return reinterpret_cast<std::byte*>(static_cast<uintptr_t>(reply.buffer));
+}
+
 void StoreBlock(CEventPolling& polling, const TransferRequest& block) {
   if (block.length == 0 && !block.force_store) return;
   if (polling.cache().CacheFile(block)) return;
@@ -122,7 +129,7 @@ void CacheBackupRequest(CEventPolling& polling, const RequestRecord& request) {
     }
     TransferReply reply{block.length, kTransferSuccess, buffer.address()};
     if (!ReceiveBlock(polling, reply)) return;
-    block.buffer = buffer.data();
+    block.buffer = SuppliedBlock(reply, buffer);
     // The driver says how much it supplied; the buffer holds no more than was asked for.
     block.length = std::min(reply.length, block.length);
     StoreBlock(polling, block);

@@ -29,6 +29,9 @@ class Device {
   bool Control(uint32_t code, const void* in, uint32_t in_size, void* out, uint32_t out_size,
                uint32_t* returned = nullptr) const;
 
+  // The driver lives in this process: an address of one is an address of the other.
+  static bool SharesMemory();
+
   // Gives the handle up without closing it: it stays open for the life of the process.
   void Leak();
 

@@ -102,6 +102,8 @@ bool Device::Control(uint32_t code, const void* in, uint32_t in_size, void* out,
   return error == 0;
 }
 
+bool Device::SharesMemory() { return true; }
+
 void Device::Leak() {
   DriverTable& table = Table();
   const std::lock_guard lock(table.mutex);

@@ -3,12 +3,20 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+
 #include "platform/posix/fuse_records.h"
 
 namespace zv {
 
-ptrdiff_t ReadFuseRequest(int device, std::span<std::byte> buffer) {
-  return ::read(device, buffer.data(), buffer.size());
+ptrdiff_t ReadFuseRequest(int device, const FuseRequestPlaces& places) {
+  iovec pieces[std::tuple_size_v<FuseRequestPlaces>];
+  std::ranges::transform(places, pieces, [](std::span<std::byte> place) -> iovec {
+    return {place.data(), place.size()};
+  });
+  return ::readv(device, pieces, static_cast<int>(std::size(pieces)));
 }
 
 ptrdiff_t WriteFuseReply(int device, std::span<const iovec> pieces) {

@@ -1,6 +1,7 @@
 // The kernel's FUSE device, as far as a FUSE library is not in between. Any thread.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -9,8 +10,10 @@ struct iovec;
 
 namespace zv {
 
+// Where one request comes: the next place takes what the one before it cannot hold.
+using FuseRequestPlaces = std::array<std::span<std::byte>, 3>;
 // One request; its size in bytes, or -1 with errno.
-ptrdiff_t ReadFuseRequest(int device, std::span<std::byte> buffer);
+ptrdiff_t ReadFuseRequest(int device, const FuseRequestPlaces& places);
 // One reply; its size in bytes, or -1 with errno.
 ptrdiff_t WriteFuseReply(int device, std::span<const iovec> pieces);
 

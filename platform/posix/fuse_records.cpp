@@ -25,6 +25,16 @@ void Store(const Record& record, std::span<std::byte> bytes) {
 
 }  // namespace
 
+size_t BytesOfWrite(std::span<const std::byte> request) {
+  FuseRequestHeader header;
+  FuseWriteRequest write;
+  if (!Load(request, &header) || header.opcode != kFuseWrite ||
+      !Load(request.subspan(sizeof header), &write)) {
+    return 0;
+  }
+  return write.size;
+}
+
 bool OffersPassthrough(std::span<const std::byte> request) {
   FuseRequestHeader header;
   FuseInitRequest init;

@@ -1,5 +1,6 @@
-// What the kernel's FUSE device exchanges that libfuse 3.14 does not know yet: passing the reads of
-// an open file through to another file (Linux 6.9; kernel headers, linux/fuse.h, protocol 7.40).
+// What the kernel's FUSE device exchanges, as far as libfuse 3.14 does not know it yet (passing the
+// reads of an open file through to another file: Linux 6.9, kernel headers, linux/fuse.h, protocol
+// 7.40) or keeps it to itself (where a write's bytes begin).
 #pragma once
 
 #include <sys/ioctl.h>
@@ -10,6 +11,7 @@
 
 namespace zv {
 
+inline constexpr uint32_t kFuseWrite = 16;
 inline constexpr uint32_t kFuseInit = 26;  // the first request of a mount
 
 struct FuseRequestHeader {
@@ -31,6 +33,18 @@ struct FuseReplyHeader {
   uint64_t unique;  // the request's
 };
 static_assert(sizeof(FuseReplyHeader) == 16 && offsetof(FuseReplyHeader, unique) == 8);
+
+// The bytes follow.
+struct FuseWriteRequest {
+  uint64_t handle;
+  uint64_t offset;
+  uint32_t size;
+  uint32_t write_flags;
+  uint64_t lock_owner;
+  uint32_t open_flags;
+  uint32_t padding;
+};
+static_assert(sizeof(FuseWriteRequest) == 40 && offsetof(FuseWriteRequest, size) == 16);
 
 struct FuseInitRequest {
   uint32_t major;
@@ -77,6 +91,9 @@ struct FuseBackingMap {
 static_assert(sizeof(FuseBackingMap) == 16);
 inline constexpr unsigned long kFuseBackingOpen = _IOW(229, 1, FuseBackingMap);
 inline constexpr unsigned long kFuseBackingClose = _IOW(229, 2, uint32_t);
+
+// How many bytes a write brings; 0 when the request is none. request: its two records at least.
+size_t BytesOfWrite(std::span<const std::byte> request);
 
 // True when a request is the first one of a mount and the kernel offers to pass reads through.
 bool OffersPassthrough(std::span<const std::byte> request);

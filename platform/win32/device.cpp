@@ -43,6 +43,8 @@ bool Device::Control(uint32_t code, const void* in, uint32_t in_size, void* out,
   return accepted != FALSE;
 }
 
+bool Device::SharesMemory() { return false; }
+
 void Device::Leak() { handle_ = 0; }
 
 }  // namespace zv

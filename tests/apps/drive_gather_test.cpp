@@ -40,6 +40,51 @@ TEST_F(GatherTest, PiecesInSequenceBecomeBlocksOfAMebibyte) {
   EXPECT_EQ(worker_.ServerFile(u"\\a"), content_);
 }
 
+// As the kernel's writes come in.
+WriteBlockPtr BlockOf(std::string_view data) {
+  auto block = std::make_shared<WriteBlock>();
+  block->Append(BytesOf(data));
+  return block;
+}
+
+TEST_F(GatherTest, AWholeBlockIsHandedOnAsItIs) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  const std::string_view content = content_;
+  WriteBlockPtr block;
+  std::vector<const WriteBlock*> handed;
+  for (size_t i = 0; i < 2; ++i) {
+    block = BlockOf(content.substr(i * kLargestBlock, kLargestBlock));
+    handed.push_back(block.get());
+    EXPECT_EQ(drive_.Write(*file, static_cast<int64_t>(i * kLargestBlock), block),
+              DriveError::kNone);
+    EXPECT_NE(block.get(), handed.back());
+  }
+  EXPECT_EQ(file->stored.block.get(), handed.back());
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), content.substr(0, 2 * kLargestBlock));
+}
+
+TEST_F(GatherTest, SmallerBlocksAreGatheredAndStayTheCallers) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WriteBlockPtr block = BlockOf(Piece(0));
+  const WriteBlock* const own = block.get();
+  EXPECT_EQ(drive_.Write(*file, 0, block), DriveError::kNone);
+  EXPECT_EQ(block.get(), own);
+  block = BlockOf(Piece(1));
+  EXPECT_EQ(drive_.Append(*file, block), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), content_.substr(0, 2 * kPiece));
+}
+
+TEST_F(GatherTest, ABlockThatCouldNotBeStoredIsNotFilledAgain) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  worker_.FailStoring([](const AskedRequest&) { return true; });
+  WriteBlockPtr block = BlockOf(std::string_view(content_).substr(0, kLargestBlock));
+  EXPECT_EQ(drive_.Write(*file, 0, block), DriveError::kNone);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  EXPECT_EQ(file->stored.block, nullptr);
+}
+
 TEST_F(GatherTest, SmallWritesAreStoredAtOnce) {
   const FileHandle file = CreateFileAt(u"\\a");
   EXPECT_EQ(WriteTo(file, 0, content_.substr(0, 65535)), DriveError::kNone);

@@ -12,15 +12,16 @@ namespace zv::testing {
 class PlainChannel : public RequestChannel {
  public:
   std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
-                                       std::span<const std::byte> block, NextRequest next,
+                                       const HandedBlock& block, NextRequest next,
                                        RowOrder order) override {
     std::unique_lock lock(unbroken_mutex_, std::defer_lock);
     if (order == RowOrder::kUnbroken) lock.lock();
     RequestRecord record = first;
+    std::span<const std::byte> bytes = block.bytes;
     for (;;) {
-      const auto reply = Submit(queue, record, block, {}, {});
+      const auto reply = Submit(queue, record, bytes, {}, {});
       if (!reply || !next(*reply, record)) return std::make_unique<EndedRow>(reply.has_value());
-      block = {};
+      bytes = {};
     }
   }
 

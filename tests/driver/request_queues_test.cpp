@@ -250,8 +250,8 @@ TEST(RequestChannelTest, SuppliesNoBlockForARowThatIsLetGo) {
   queues.OpenHandle(1);
   const std::array<std::byte, 4> block{};
   const auto next = [](const ChannelReply&, RequestRecord&) { return false; };
-  auto row = queues.BeginRow(DriveQueue::kTransfer, Request(MajorCode::kBackup, 4), block, next,
-                             RowOrder::kUnbroken);
+  auto row = queues.BeginRow(DriveQueue::kTransfer, Request(MajorCode::kBackup, 4),
+                             {.bytes = block, .keeper = {}}, next, RowOrder::kUnbroken);
   RequestRecord record;
   uint32_t returned = 0;
   ASSERT_EQ(queues.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record,
@@ -264,6 +264,76 @@ TEST(RequestChannelTest, SuppliesNoBlockForARowThatIsLetGo) {
       queues.Control(1, IOCTL_BACKUP_REPLY, &reply, sizeof reply, &reply, sizeof reply, &returned),
       0u);
   EXPECT_EQ(std::string_view(buffer.data()), "abc");
+}
+
+// A row whose block may be worked on where it lies.
+class LentBlockTest : public RequestRowTest {
+ protected:
+  std::unique_ptr<RequestRow> BeginRow() {
+    const std::span<const std::byte> bytes(*block_);
+    return queues_.BeginRow(
+        DriveQueue::kTransfer, Request(MajorCode::kBackup, 5), {bytes, std::move(block_)},
+        [](const ChannelReply&, RequestRecord&) { return false; }, RowOrder::kUnbroken);
+  }
+  void FetchTransfer() {
+    RequestRecord record;
+    uint32_t returned = 0;
+    queues_.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record, sizeof record,
+                    &returned);
+  }
+  // What the worker is told when it asks for so much of the block.
+  TransferReply AskForBlock(uint32_t length, uint32_t status = kTransferSuccess) {
+    TransferReply reply{length, status, reinterpret_cast<uintptr_t>(buffer_.data())};
+    uint32_t returned = 0;
+    EXPECT_EQ(queues_.Control(1, IOCTL_BACKUP_REPLY, &reply, sizeof reply, &reply, sizeof reply,
+                              &returned),
+              0u);
+    return reply;
+  }
+
+  std::shared_ptr<const std::vector<std::byte>> block_ =
+      std::make_shared<const std::vector<std::byte>>(Bytes("12345"));
+  const std::weak_ptr<const std::vector<std::byte>> seen_ = block_;
+  std::vector<std::byte> buffer_ = Bytes("-----");
+};
+
+TEST_F(LentBlockTest, IsNotCopied) {
+  const std::byte* const bytes = block_->data();
+  const auto row = BeginRow();
+  FetchTransfer();
+  const TransferReply reply = AskForBlock(5);
+  EXPECT_EQ(reply.buffer, reinterpret_cast<uintptr_t>(bytes));
+  EXPECT_EQ(reply.length, 5u);
+  EXPECT_EQ(buffer_, Bytes("-----"));
+}
+
+TEST_F(LentBlockTest, StaysUntilTheNextFetchWhoeverHasLeft) {
+  auto row = BeginRow();
+  FetchTransfer();
+  AskForBlock(5);
+  queues_.Shutdown();
+  EXPECT_TRUE(row->Wait());
+  row.reset();
+  EXPECT_FALSE(seen_.expired());
+  FetchTransfer();
+  EXPECT_TRUE(seen_.expired());
+}
+
+TEST_F(LentBlockTest, GoesWithTheHandleThatWorkedOnIt) {
+  auto row = BeginRow();
+  FetchTransfer();
+  AskForBlock(5);
+  row.reset();
+  queues_.CloseHandle(1);
+  EXPECT_TRUE(seen_.expired());
+}
+
+TEST_F(LentBlockTest, IsNotLentToAWorkerThatTakesNothing) {
+  const auto row = BeginRow();
+  FetchTransfer();
+  const TransferReply reply = AskForBlock(0, kTransferFailure);
+  EXPECT_EQ(reply.buffer, reinterpret_cast<uintptr_t>(buffer_.data()));
+  EXPECT_EQ(reply.length, 0u);
 }
 
 TEST(RequestChannelTest, EndsARowThatBeginsAfterTheShutdown) {

@@ -115,6 +115,17 @@ TEST_F(TransferTest, StoresABlock) {
   EXPECT_EQ(server_.request_count(), 0u);
 }
 
+TEST_F(TransferTest, StoresBlocksOfAMebibyte) {
+  StartWorker();
+  std::string content(2 << 20, '\0');
+  for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7 + (i >> 9));
+  const std::string_view text = content;
+  EXPECT_EQ(AskBlock(u"\\a.txt", text.substr(0, 1 << 20), 0, true).length, 1u << 20);
+  EXPECT_EQ(AskBlock(u"\\a.txt", text.substr(1 << 20), 1 << 20).length, 1u << 20);
+  StopWorker();
+  EXPECT_EQ(ReadContent(u"/a.txt"), content);
+}
+
 TEST_F(TransferTest, StoresWhatTheDriverSupplied) {
   StartWorker();
   const RequestRecord request = MakeBackup(MinorCode::kCacheBackup, u"\\a.txt", 100);

@@ -24,6 +24,14 @@ std::string Init(const std::string& flags, const std::string& flags2) {
 const std::string kExtended = "\0\0\0\x40"s;
 const std::string kOffer = "\x20\0\0\0"s;
 
+TEST(FuseRecords, AWriteSaysHowManyBytesItBrings) {
+  const std::string write =
+      "\1\0\0\0\0\0\0\0"s + "\0\0\x10\0\0\0\0\0"s + "\0\2\1\0"s + std::string(20, '\0');
+  EXPECT_EQ(BytesOfWrite(Bytes(Header(16) + write)), 0x10200U);
+  EXPECT_EQ(BytesOfWrite(Bytes(Header(15) + write)), 0U);
+  EXPECT_EQ(BytesOfWrite(Bytes((Header(16) + write).substr(0, 79))), 0U);
+}
+
 TEST(FuseRecords, TheKernelOffersPassthroughInTheFirstRequest) {
   EXPECT_TRUE(OffersPassthrough(Bytes(Header(26) + Init(kExtended, kOffer))));
   EXPECT_FALSE(OffersPassthrough(Bytes(Header(26) + Init(kExtended, "\xDF\xFF\xFF\xFF"s))));

@@ -107,10 +107,10 @@ DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span
 // also meet the failure of an earlier one, which nobody waits for any more.
 class DriveRequests::Block final : public BlockWrite {
  public:
-  Block(DriveRequests& requests, TextView path, int64_t offset, std::span<const std::byte> bytes,
+  Block(DriveRequests& requests, TextView path, int64_t offset, const HandedBlock& block,
         bool begin)
-      : requests_(requests), record_(BlockRecord(path)), bytes_(bytes) {
-    record_.length_or_index = static_cast<uint32_t>(bytes.size());
+      : requests_(requests), record_(BlockRecord(path)), block_(block) {
+    record_.length_or_index = static_cast<uint32_t>(block.bytes.size());
     record_.offset = offset;
     record_.force_store = begin ? 1 : 0;
   }
@@ -122,7 +122,7 @@ class DriveRequests::Block final : public BlockWrite {
       return TakeReply(reply, record);
     };
     const auto turn = requests_.TakeTurn();
-    row_ = requests_.channel_.BeginRow(DriveQueue::kTransfer, record_, bytes_, next,
+    row_ = requests_.channel_.BeginRow(DriveQueue::kTransfer, record_, block_, next,
                                        RowOrder::kUnbroken);
     if (turn) row_->Wait();
   }
@@ -151,7 +151,7 @@ class DriveRequests::Block final : public BlockWrite {
 
   DriveRequests& requests_;
   RequestRecord record_;
-  const std::span<const std::byte> bytes_;
+  const HandedBlock block_;
   // What the replies told; the row's until it has ended.
   bool has_acknowledged_ = false;
   bool is_stored_ = false;
@@ -159,8 +159,7 @@ class DriveRequests::Block final : public BlockWrite {
 };
 
 std::unique_ptr<BlockWrite> DriveRequests::BeginWrite(TextView path, int64_t offset,
-                                                      std::span<const std::byte> block,
-                                                      bool begin) {
+                                                      const HandedBlock& block, bool begin) {
   auto write = std::make_unique<Block>(*this, path, offset, block, begin);
   write->Begin();
   return write;
@@ -168,7 +167,7 @@ std::unique_ptr<BlockWrite> DriveRequests::BeginWrite(TextView path, int64_t off
 
 DriveError DriveRequests::Write(TextView path, int64_t offset, std::span<const std::byte> block,
                                 bool begin) {
-  return BeginWrite(path, offset, block, begin)->Wait();
+  return BeginWrite(path, offset, {.bytes = block, .keeper = {}}, begin)->Wait();
 }
 
 DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {

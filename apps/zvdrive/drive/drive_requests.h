@@ -12,12 +12,11 @@
 
 #include "apps/zvdrive/drive/drive_error.h"
 #include "apps/zvdrive/drive/request_channel.h"
+#include "apps/zvdrive/drive/write_block.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 
 namespace zv {
-
-inline constexpr size_t kLargestBlock = 1 << 20;  // bytes of one transfer step
 
 struct NodeInfo {
   bool is_folder = false;
@@ -69,8 +68,8 @@ class DriveRequests {
   DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into,
                            const std::function<void()>& while_waiting = {});
   // Begins to store one block. begin: the file begins anew with this block (offset 0 only).
-  std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset,
-                                         std::span<const std::byte> block, bool begin);
+  std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset, const HandedBlock& block,
+                                         bool begin);
   // Stores one block and makes sure that it was stored.
   DriveError Write(TextView path, int64_t offset, std::span<const std::byte> block, bool begin);
   // A file without data.

@@ -7,9 +7,10 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <vector>
+#include <span>
 
 #include "apps/zvdrive/drive/drive_requests.h"
+#include "apps/zvdrive/drive/write_block.h"
 #include "platform/text.h"
 
 namespace zv {
@@ -19,9 +20,16 @@ struct GatheredWrites {
   int64_t offset = 0;
   int64_t size_before = 0;   // of the file
   bool begins_anew = false;  // the file, when it is stored
-  std::vector<std::byte> bytes;
+  WriteBlockPtr block;       // kept for the next ones, too
 
-  int64_t end() const { return offset + static_cast<int64_t>(bytes.size()); }
+  std::span<const std::byte> bytes() const {
+    return block ? block->bytes() : std::span<const std::byte>();
+  }
+  bool empty() const { return bytes().empty(); }
+  int64_t end() const { return offset + static_cast<int64_t>(bytes().size()); }
+  void Clear() {
+    if (block) block->SetSize(0);
+  }
 };
 
 struct OpenFile {

@@ -30,6 +30,13 @@ class RequestRow {
   virtual bool Wait() = 0;
 };
 
+// What a backup step hands over.
+struct HandedBlock {
+  std::span<const std::byte> bytes;
+  // Keeps the bytes as they are for as long as somebody has it. Without it they are copied.
+  std::shared_ptr<const void> keeper;
+};
+
 enum class RowOrder {
   kAmongOthers,  // each request waits in line, others may come in between
   kUnbroken,     // nothing of the queue comes between the first request and the last
@@ -55,7 +62,7 @@ class RequestChannel {
   // it must be quick. The block and what next refers to are there until the row has ended or is
   // destroyed, which withdraws what of it nobody has fetched yet.
   virtual std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
-                                               std::span<const std::byte> block, NextRequest next,
+                                               const HandedBlock& block, NextRequest next,
                                                RowOrder order) = 0;
 };
 

@@ -82,6 +82,10 @@ class VirtualDrive {
   DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   // Writes at the end as the drive knows it.
   DriveError Append(OpenFile& file, std::span<const std::byte> data);
+  // The same for bytes in a block of their own, which may be handed on as it is: then another one,
+  // or none, is left in its place.
+  DriveError Write(OpenFile& file, int64_t offset, WriteBlockPtr& block);
+  DriveError Append(OpenFile& file, WriteBlockPtr& block);
   DriveError Resize(OpenFile& file, int64_t size);
   DriveError ResizePath(TextView path, int64_t size, TextView process);
   // Sends what was written. kNotStored: it stays in the cache and is tried again later.
@@ -149,11 +153,17 @@ class VirtualDrive {
   // Makes the worker bring the whole content into its cache. For a file that is not empty.
   DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);
-  DriveError Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  // What a program writes: the bytes, and the block that they fill, if they have one of their own.
+  struct Written {
+    std::span<const std::byte> bytes;
+    WriteBlockPtr* block = nullptr;
+  };
+  DriveError Gather(OpenFile& file, int64_t offset, const Written& written);
   // Hands a whole block on without waiting for it, once the one before it is settled.
   DriveError BeginStoring(OpenFile& file);
   DriveError SettleStoring(OpenFile& file);
   void GiveUpBlock(OpenFile& file, const GatheredWrites& block);
+  void GiveUpStored(OpenFile& file);
   // Afterwards the worker holds all that was written.
   DriveError StoreGathered(OpenFile& file);
   DriveError StoreBlocks(OpenFile& file, int64_t offset, std::span<const std::byte> data);
@@ -166,7 +176,7 @@ class VirtualDrive {
   DriveError SendWhole(OpenFile& file, TextView process);
   DriveError SendEmpty(OpenFile& file, TextView process);
   DriveError Send(OpenFile& file, TextView process);
-  DriveError WriteLocked(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError WriteLocked(OpenFile& file, int64_t offset, const Written& written);
   DriveError ResizeLocked(OpenFile& file, int64_t size);
 
   struct NameChange;

@@ -33,16 +33,26 @@ class Spool {
 
 DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, std::span<const std::byte> data) {
   const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, offset, data);
+  return WriteLocked(file, offset, {.bytes = data});
 }
 
 DriveError VirtualDrive::Append(OpenFile& file, std::span<const std::byte> data) {
   const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, file.size, data);
+  return WriteLocked(file, file.size, {.bytes = data});
 }
 
-DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
-                                     std::span<const std::byte> data) {
+DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, WriteBlockPtr& block) {
+  const std::lock_guard lock(file.mutex);
+  return WriteLocked(file, offset, {.bytes = block->bytes(), .block = &block});
+}
+
+DriveError VirtualDrive::Append(OpenFile& file, WriteBlockPtr& block) {
+  const std::lock_guard lock(file.mutex);
+  return WriteLocked(file, file.size, {.bytes = block->bytes(), .block = &block});
+}
+
+DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset, const Written& written) {
+  const std::span<const std::byte> data = written.bytes;
   if (file.is_gone) return DriveError::kNotFound;
   const auto room = static_cast<uint64_t>(kLargestFile);
   if (offset < 0 || data.size() > room || static_cast<uint64_t>(offset) > room - data.size()) {
@@ -53,43 +63,49 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset,
   const GatheredWrites& gathered = file.gathered;
   const bool gathers =
       data.size() >= kGatheredWrite && data.size() <= kLargestBlock && file.views == 0;
-  const bool follows =
-      gathered.bytes.empty() ||
-      (offset == gathered.end() && gathered.bytes.size() + data.size() <= kLargestBlock);
+  const bool follows = gathered.empty() || (offset == gathered.end() &&
+                                            gathered.bytes().size() + data.size() <= kLargestBlock);
   if (!gathers || !follows) {
     if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   }
-  const DriveError error = gathers ? Gather(file, offset, data) : StoreBlocks(file, offset, data);
+  const DriveError error =
+      gathers ? Gather(file, offset, written) : StoreBlocks(file, offset, data);
   if (error != DriveError::kNone) return error;
   file.modified = ToSeconds(SystemTime()).value;
   Remember(file);
   return DriveError::kNone;
 }
 
-DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, std::span<const std::byte> data) {
+DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, const Written& written) {
   GatheredWrites& gathered = file.gathered;
-  if (gathered.bytes.empty()) {
-    gathered.bytes.reserve(kLargestBlock);
+  const bool is_whole = written.block && written.bytes.size() == kLargestBlock;
+  if (!gathered.block && !is_whole) gathered.block = std::make_shared<WriteBlock>();
+  if (gathered.empty()) {
     gathered.offset = offset;
     gathered.size_before = file.size;
     MarkUnsent(file);
   }
-  gathered.bytes.insert(gathered.bytes.end(), data.begin(), data.end());
+  if (is_whole) {
+    std::swap(gathered.block, *written.block);
+  } else {
+    gathered.block->Append(written.bytes);
+  }
   file.size = std::max(file.size.load(), gathered.end());
-  return gathered.bytes.size() == kLargestBlock ? BeginStoring(file) : DriveError::kNone;
+  return gathered.bytes().size() == kLargestBlock ? BeginStoring(file) : DriveError::kNone;
 }
 
 DriveError VirtualDrive::BeginStoring(OpenFile& file) {
   if (file.begins_anew && file.gathered.offset != 0) return StoreGathered(file);
   if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
   std::swap(file.stored, file.gathered);
-  file.gathered.bytes.clear();
+  file.gathered.Clear();
   file.stored.begins_anew = std::exchange(file.begins_anew, false);
   const GatheredWrites& block = file.stored;
   try {
-    file.storing = requests_.BeginWrite(file.path, block.offset, block.bytes, block.begins_anew);
+    file.storing = requests_.BeginWrite(file.path, block.offset, {block.bytes(), block.block},
+                                        block.begins_anew);
   } catch (const std::exception&) {
-    GiveUpBlock(file, block);
+    GiveUpStored(file);
     return DriveError::kIo;
   }
   return DriveError::kNone;
@@ -103,25 +119,30 @@ DriveError VirtualDrive::SettleStoring(OpenFile& file) {
     error = std::exchange(file.storing, nullptr)->Wait();
   } catch (const std::exception&) {
   }
-  if (error != DriveError::kNone) GiveUpBlock(file, file.stored);
+  if (error != DriveError::kNone) GiveUpStored(file);
   return error;
 }
 
 DriveError VirtualDrive::StoreGathered(OpenFile& file) {
   if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
   GatheredWrites& gathered = file.gathered;
-  if (gathered.bytes.empty()) return DriveError::kNone;
-  const DriveError error = StoreBlocks(file, gathered.offset, gathered.bytes);
+  if (gathered.empty()) return DriveError::kNone;
+  const DriveError error = StoreBlocks(file, gathered.offset, gathered.bytes());
   if (error != DriveError::kNone) GiveUpBlock(file, gathered);
-  gathered.bytes.clear();
+  gathered.Clear();
   return error;
 }
 
 void VirtualDrive::GiveUpBlock(OpenFile& file, const GatheredWrites& block) {
   file.begins_anew = file.begins_anew || block.begins_anew;
   file.size = block.size_before;
-  file.gathered.bytes.clear();
+  file.gathered.Clear();
   Remember(file);
+}
+
+void VirtualDrive::GiveUpStored(OpenFile& file) {
+  GiveUpBlock(file, file.stored);
+  file.stored.block.reset();  // the worker may still be at it
 }
 
 DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
@@ -186,7 +207,7 @@ DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
 
 void VirtualDrive::EmptyIt(OpenFile& file) {
   SettleStoring(file);
-  file.gathered.bytes.clear();
+  file.gathered.Clear();
   file.begins_anew = true;
   file.content_is_ours = true;
   file.size = 0;
@@ -207,7 +228,7 @@ DriveError VirtualDrive::ResizeLocked(OpenFile& file, int64_t size) {
   }
   if (size < old_size) return Shrink(file, size);
   constexpr std::byte kZero{0};
-  return WriteLocked(file, size - 1, {&kZero, 1});
+  return WriteLocked(file, size - 1, {.bytes = {&kZero, 1}});
 }
 
 // No request shrinks a file: what stays is read, and sent again as a new content.
@@ -228,7 +249,7 @@ DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
   while (file.size < size) {
     const size_t count = spool.Take(block);
     if (count == 0) return DriveError::kIo;
-    const DriveError error = WriteLocked(file, file.size, std::span(block).first(count));
+    const DriveError error = WriteLocked(file, file.size, {.bytes = std::span(block).first(count)});
     if (error != DriveError::kNone) return error;
   }
   return DriveError::kNone;

@@ -21,6 +21,8 @@
 #include "apps/zvdrive/fuse/open_handles.h"
 #include "apps/zvdrive/fuse/open_modes.h"
 #include "apps/zvdrive/fuse/passthrough.h"
+#include "apps/zvdrive/fuse/received_write.h"
+#include "apps/zvdrive/fuse/session_io.h"
 #include "platform/console.h"
 #include "platform/thread.h"
 
@@ -289,11 +291,19 @@ int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
   });
 }
 
+// bytes: a span of them or a block.
+template <typename Bytes>
+DriveError WriteBytes(const fuse_file_info* info, off_t offset, Bytes& bytes) {
+  OpenFile& file = FileOf(info);
+  return Appends(info) ? Drive().Append(file, bytes) : Drive().Write(file, offset, bytes);
+}
+
 int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
   return Answer([&] {
     const auto bytes = std::as_bytes(std::span(data, size));
-    const DriveError error = Appends(info) ? Drive().Append(FileOf(info), bytes)
-                                           : Drive().Write(FileOf(info), offset, bytes);
+    WriteBlockPtr* const block = ReceivedWrite();
+    const DriveError error =
+        block ? WriteBytes(info, offset, *block) : WriteBytes(info, offset, bytes);
     return error == DriveError::kNone ? static_cast<int>(size) : Result(error);
   });
 }
@@ -464,7 +474,8 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
   fuse_session* const session = fuse_get_session(impl_->fuse);
-  if (!options.own_reads) OfferPassthrough(session);
+  if (!options.own_reads) WantPassthrough();
+  CarryRequests(session);
   impl_->mounted.modes.SetSession(session);
   ReadFurtherAhead(impl_->place.string());
 }

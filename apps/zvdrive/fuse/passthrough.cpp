@@ -14,18 +14,10 @@
 namespace zv {
 namespace {
 
+std::atomic<bool> is_wanted = false;
 std::atomic<bool> is_accepted = false;
-// libfuse answers a request on the thread that read it.
 thread_local bool answers_the_offer = false;
 thread_local int32_t next_open_backing = 0;
-
-ssize_t ReadRequest(int device, void* buffer, size_t size, void*) {
-  const std::span room(static_cast<std::byte*>(buffer), size);
-  const ssize_t count = ReadFuseRequest(device, room);
-  next_open_backing = 0;
-  answers_the_offer = count > 0 && OffersPassthrough(room.first(static_cast<size_t>(count)));
-  return count;
-}
 
 bool IsSuccess(const iovec& header) {
   FuseReplyHeader reply;
@@ -34,24 +26,22 @@ bool IsSuccess(const iovec& header) {
   return reply.unique != 0 && reply.error == 0;
 }
 
-// A reply is a header and what belongs to it; those that matter here come in these two pieces.
-ssize_t WriteReply(int device, iovec* pieces, int count, void*) {
-  if ((answers_the_offer || next_open_backing != 0) && count == 2 && IsSuccess(pieces[0])) {
-    const std::span body(static_cast<std::byte*>(pieces[1].iov_base), pieces[1].iov_len);
-    if (std::exchange(answers_the_offer, false)) is_accepted = AcceptPassthrough(body);
-    if (const int32_t id = std::exchange(next_open_backing, 0)) PassThrough(body, id);
-  }
-  return WriteFuseReply(device, {pieces, static_cast<size_t>(count)});
-}
-
 }  // namespace
 
-void OfferPassthrough(fuse_session* session) {
-  fuse_custom_io io{};
-  io.read = ReadRequest;
-  io.writev = WriteReply;
-  // Without it the session goes on as it is.
-  fuse_session_custom_io(session, &io, fuse_session_fd(session));
+void WantPassthrough() { is_wanted = true; }
+
+void NoteRequest(std::span<const std::byte> request) {
+  next_open_backing = 0;
+  answers_the_offer = is_wanted && OffersPassthrough(request);
+}
+
+// A reply is a header and what belongs to it; those that matter here come in these two pieces.
+void AmendReply(std::span<const iovec> pieces) {
+  const bool concerns_us = answers_the_offer || next_open_backing != 0;
+  if (!concerns_us || pieces.size() != 2 || !IsSuccess(pieces[0])) return;
+  const std::span body(static_cast<std::byte*>(pieces[1].iov_base), pieces[1].iov_len);
+  if (std::exchange(answers_the_offer, false)) is_accepted = AcceptPassthrough(body);
+  if (const int32_t id = std::exchange(next_open_backing, 0)) PassThrough(body, id);
 }
 
 bool IsPassthroughAccepted() { return is_accepted; }

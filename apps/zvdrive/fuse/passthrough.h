@@ -2,17 +2,23 @@
 // 6.9, for mounts of root; where it cannot, nothing here has an effect.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <utility>
 
 struct fuse_session;
+struct iovec;
 
 namespace zv {
 
-// Offers it at the start of the session, which must be mounted and not served yet. One session in
-// a process.
-void OfferPassthrough(fuse_session* session);
+// Accepts it when the kernel offers it at the start of the session. One session in a process.
+void WantPassthrough();
+
+// What goes by between the kernel and libfuse; a request is answered on the thread that read it.
+void NoteRequest(std::span<const std::byte> request);
+void AmendReply(std::span<const iovec> pieces);
 
 // Whether the kernel has accepted, and refused no file since.
 bool IsPassthroughAccepted();

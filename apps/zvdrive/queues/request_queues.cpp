@@ -163,7 +163,7 @@ std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const Reques
   };
   ChannelReply reply;
   const RequestEnd end =
-      Ask({queue, record, block, take_data, while_waiting, {}, {}, std::nullopt}, &reply);
+      Ask({queue, record, {block, {}}, take_data, while_waiting, {}, {}, std::nullopt}, &reply);
   if (end != RequestEnd::kReplied) return std::nullopt;
   reply.data_size = received;
   return reply;
@@ -185,8 +185,8 @@ class RequestQueues::Row final : public RequestRow {
 };
 
 std::unique_ptr<RequestRow> RequestQueues::BeginRow(DriveQueue queue, const RequestRecord& first,
-                                                    std::span<const std::byte> block,
-                                                    NextRequest next, RowOrder order) {
+                                                    const HandedBlock& block, NextRequest next,
+                                                    RowOrder order) {
   auto row = std::make_unique<Row>(QueueOf(queue));
   row->Begin({queue, first, block, {}, {}, std::move(next), order, std::nullopt});
   return row;
@@ -252,6 +252,7 @@ void RequestQueues::CloseHandle(uint64_t file) {
     const std::lock_guard lock(queue.mutex);
     queue.open_handles.erase(file);
     queue.removed_handles.erase(file);
+    queue.lent_blocks.erase(file);
     EndInFlight(queue, file, RequestEnd::kWorkerGone);
   }
 }
@@ -275,6 +276,7 @@ bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) 
 
 uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record) {
   std::unique_lock lock(queue.mutex);
+  queue.lent_blocks.erase(file);
   EndInFlight(queue, file, RequestEnd::kNoReply);
   for (bool has_waited = false;; has_waited = true) {
     if (queue.cancelled_fetches > 0) {
@@ -293,17 +295,28 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
   }
 }
 
-// Copies between the worker's buffer and who asked, unless they have left.
-void RequestQueues::CopyData(Pending& pending, void* out) {
+// Fills the worker's buffer, or tells the worker where the block lies.
+void RequestQueues::HandBlockOver(Queue& queue, uint64_t file, TransferReply& transfer) {
+  if (!transfer.buffer || transfer.status != kTransferSuccess) return;
+  const Pending& pending = *queue.in_flight.at(file);
+  const HandedBlock block = pending.abandoned ? HandedBlock() : pending.question.block;
+  const size_t size = std::min<size_t>(transfer.length, block.bytes.size());
+  transfer.length = static_cast<uint32_t>(size);
+  if (size > 0 && block.keeper) {
+    queue.lent_blocks[file] = block.keeper;
+    transfer.buffer = reinterpret_cast<uintptr_t>(block.bytes.data());
+  } else {
+    std::copy_n(block.bytes.begin(), size, WorkerBuffer(transfer));
+  }
+}
+
+// Between the worker and who asked, unless they have left.
+void RequestQueues::HandOver(Queue& queue, uint64_t file, void* out) {
+  const Pending& pending = *queue.in_flight.at(file);
   TransferReply transfer;
   std::memcpy(&transfer, pending.reply.record.data(), sizeof transfer);
   if (pending.reply.code == IOCTL_BACKUP_REPLY) {
-    if (transfer.buffer && transfer.status == kTransferSuccess) {
-      const auto block = pending.abandoned ? std::span<const std::byte>() : pending.question.block;
-      const size_t size = std::min<size_t>(transfer.length, block.size());
-      std::copy_n(block.begin(), size, WorkerBuffer(transfer));
-      transfer.length = static_cast<uint32_t>(size);
-    }
+    HandBlockOver(queue, file, transfer);
     std::memcpy(out, &transfer, sizeof transfer);
   }
   const bool takes_data = pending.reply.code == IOCTL_RESTORE_REPLY && pending.question.take_data;
@@ -360,7 +373,7 @@ uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint
   pending.reply.code = code;
   pending.reply.record_size = in_size;
   std::memcpy(pending.reply.record.data(), in, in_size);
-  CopyData(pending, out);
+  HandOver(queue, file, out);
   EndOrGoOn(queue, file);
   return 0;
 }

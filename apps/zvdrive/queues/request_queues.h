@@ -39,7 +39,7 @@ class RequestQueues final : public RequestChannel {
   struct Question {
     DriveQueue queue = DriveQueue::kInfo;
     RequestRecord record;
-    std::span<const std::byte> block;  // what a backup step hands over
+    HandedBlock block;
     // Gets the bytes of a restore, on the worker's thread; may be empty.
     std::function<void(std::span<const std::byte>)> take_data;
     std::function<void()> while_waiting;  // called every now and then; may be empty
@@ -56,7 +56,7 @@ class RequestQueues final : public RequestChannel {
                                      std::span<const std::byte> block, std::span<std::byte> into,
                                      const std::function<void()>& while_waiting) override;
   std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
-                                       std::span<const std::byte> block, NextRequest next,
+                                       const HandedBlock& block, NextRequest next,
                                        RowOrder order) override;
 
   // --- who owns the drive
@@ -95,6 +95,8 @@ class RequestQueues final : public RequestChannel {
     std::atomic<uint32_t> epoch = 0;
     std::deque<PendingPtr> requests;
     std::map<uint64_t, PendingPtr> in_flight;  // by handle
+    // Of the blocks that the worker works on where they lie, until its next fetch; by handle.
+    std::map<uint64_t, std::shared_ptr<const void>> lent_blocks;
     std::set<uint64_t> open_handles;
     std::set<uint64_t> removed_handles;
     uint32_t waiting_fetches = 0;  // since the last step of epoch
@@ -112,7 +114,8 @@ class RequestQueues final : public RequestChannel {
   static void Abandon(Queue& queue, const PendingPtr& pending);
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
-  static void CopyData(Pending& pending, void* out);
+  static void HandBlockOver(Queue& queue, uint64_t file, TransferReply& transfer);
+  static void HandOver(Queue& queue, uint64_t file, void* out);
   static void EndOrGoOn(Queue& queue, uint64_t file);
   uint32_t Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
                  uint32_t out_size);

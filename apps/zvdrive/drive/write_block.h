@@ -1,0 +1,42 @@
+// Memory for one block of a write. From who receives its bytes to who stores them the block itself
+// is handed on: copying a block takes about as long as storing it.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <span>
+
+namespace zv {
+
+inline constexpr size_t kLargestBlock = 1 << 20;  // bytes of one transfer step
+
+class WriteBlock {
+ public:
+  std::span<std::byte> memory() const { return {memory_.get(), kLargestBlock}; }
+  std::span<const std::byte> bytes() const { return memory().first(size_); }
+
+  // The first bytes of the memory are what was written.
+  void SetSize(size_t size) { size_ = size; }
+  // The caller sees to it that they fit.
+  void Append(std::span<const std::byte> bytes) {
+    std::ranges::copy(bytes, memory().subspan(size_).begin());
+    size_ += bytes.size();
+  }
+
+ private:
+  // The kernel copies whole pages best.
+  static constexpr std::align_val_t kAlignment{4096};
+  struct Free {
+    void operator()(std::byte* bytes) const { ::operator delete(bytes, kAlignment); }
+  };
+  std::unique_ptr<std::byte, Free> memory_{
+      static_cast<std::byte*>(::operator new(kLargestBlock, kAlignment))};
+  size_t size_ = 0;
+};
+
+// Whoever has a share may read it. Its bytes change only while there is a single one.
+using WriteBlockPtr = std::shared_ptr<WriteBlock>;
+
+}  // namespace zv
