@@ -167,8 +167,7 @@ TEST_F(DriveRequestsTest, AnAnswerOfAnotherKindIsNoAnswer) {
   class Mixed final : public PlainChannel {
    public:
     std::optional<ChannelReply> Submit(DriveQueue, const RequestRecord&, std::span<const std::byte>,
-                                       std::span<std::byte>,
-                                       const std::function<void()>&) override {
+                                       std::span<std::byte>, const WhileWaiting&) override {
       ChannelReply reply;
       reply.code = IOCTL_VOLUME_REPLY;
       reply.record_size = 4;

@@ -156,6 +156,19 @@ TEST_F(SendTest, AnInterruptCancelsTheTransferThatTheCloseWaitsFor) {
   EXPECT_THAT(worker_.Cancelled(), ::testing::Contains(u"\\a"));
 }
 
+TEST_F(SendTest, AnInterruptEndsTheWaitForOtherTransfersAndTheFileIsSentLater) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  EXPECT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  worker_.LetTransfersWait(true);
+  worker_.SetInterrupted(true);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  EXPECT_TRUE(worker_.IsUnsent(u"\\a"));
+  worker_.LetTransfersWait(false);
+  worker_.SetInterrupted(false);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "x");
+}
+
 TEST_F(SendTest, NothingIsCancelledWithoutAnInterrupt) {
   WriteFile(u"\\a", "x");
   EXPECT_THAT(worker_.Cancelled(), IsEmpty());

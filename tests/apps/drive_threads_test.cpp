@@ -1,5 +1,6 @@
 // Several threads on one drive.
 #include <atomic>
+#include <future>
 #include <thread>
 
 #include "tests/apps/drive_fixture.h"
@@ -145,6 +146,38 @@ TEST_F(ThreadsTest, WhoOpensAFileThatIsBeingRenamedFindsItGone) {
     EXPECT_EQ(error, DriveError::kNotFound);
     std::swap(from, to);
   }
+}
+
+TEST_F(ThreadsTest, ARemovalThatWaitsForAnUploadHoldsUpNoOtherChange) {
+  WriteFile(u"\\b", "other");
+  const FileHandle file = CreateFileAt(u"\\a");
+  ASSERT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  worker_.HoldCompletions();
+  std::promise<void> is_sent;
+  worker_.OnRequest([&](const AskedRequest& asked) {
+    if (asked.IsCompletion()) is_sent.set_value();
+  });
+  auto closed = std::async(std::launch::async, [&] { return CloseFile(file); });
+  is_sent.get_future().wait();
+  worker_.OnRequest({});
+  std::promise<void> begins;
+  auto removed = std::async(std::launch::async, [&] {
+    begins.set_value();
+    return drive_.RemoveFile(u"\\a", kProcess);
+  });
+  begins.get_future().wait();
+  auto renamed = std::async(std::launch::async, [&] {
+    for (int i = 0; i < 100; ++i) {
+      drive_.Rename(u"\\b", u"\\c", false, kProcess);
+      drive_.Rename(u"\\c", u"\\b", false, kProcess);
+    }
+  });
+  constexpr std::chrono::seconds kPatience(20);
+  EXPECT_EQ(renamed.wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(removed.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  worker_.CancelTransfer(u"\\a");
+  EXPECT_EQ(closed.get(), DriveError::kNotStored);
+  EXPECT_EQ(removed.get(), DriveError::kNone);
 }
 
 }  // namespace

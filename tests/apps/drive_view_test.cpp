@@ -56,6 +56,15 @@ TEST_F(ViewTest, WhoIsInterruptedWhileTheFileIsBroughtInCancelsThatAndLetsOthers
   EXPECT_EQ(ReadFrom(file, 0, kSize), content_);
 }
 
+TEST_F(ViewTest, WhoIsInterruptedBeforeTheFileIsFetchedWaitsNoLonger) {
+  const FileHandle file = OpenFileAt(u"\\a");
+  worker_.LetTransfersWait(true);
+  worker_.SetInterrupted(true);
+  EXPECT_FALSE(drive_.ViewContent(file));
+  worker_.LetTransfersWait(false);
+  EXPECT_EQ(ReadFrom(file, 0, kSize), content_);
+}
+
 TEST_F(ViewTest, OfAnEmptyFileThereIsNone) {
   worker_.PutFile(u"\\a", "");
   drive_.Invalidate(u"\\a");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "apps/zvdrive/drive/drive_path.h"
 #include "platform/format.h"
@@ -245,7 +246,7 @@ std::vector<Text> FakeWorker::Cancelled() const {
 std::optional<ChannelReply> FakeWorker::Submit(DriveQueue queue, const RequestRecord& record,
                                                std::span<const std::byte> block,
                                                std::span<std::byte> into,
-                                               const std::function<void()>& while_waiting) {
+                                               const WhileWaiting& while_waiting) {
   const AskedRequest asked = Describe(queue, record);
   std::function<void(const AskedRequest&)> observer;
   {
@@ -253,6 +254,10 @@ std::optional<ChannelReply> FakeWorker::Submit(DriveQueue queue, const RequestRe
     observer = observer_;
   }
   if (observer) observer(asked);
+  if (transfers_wait_ && while_waiting) {
+    while (while_waiting()) std::this_thread::yield();
+    return std::nullopt;
+  }
   if (asked.IsCompletion() && holds_completions_) {
     HoldUntilCancelled(asked, while_waiting);
     refuses_uploads_ = true;
@@ -270,8 +275,7 @@ std::optional<ChannelReply> FakeWorker::Submit(DriveQueue queue, const RequestRe
   return Answer(asked, block, into);
 }
 
-void FakeWorker::HoldUntilCancelled(const AskedRequest& asked,
-                                    const std::function<void()>& while_waiting) {
+void FakeWorker::HoldUntilCancelled(const AskedRequest& asked, const WhileWaiting& while_waiting) {
   const auto is_cancelled = [&] {
     const auto cancelled = Cancelled();
     return std::ranges::find(cancelled, asked.path) != cancelled.end();

@@ -86,6 +86,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void HoldCompletions() { holds_completions_ = true; }
   // So does the next restore.
   void HoldRestore() { holds_restore_ = true; }
+  // Completions and restores wait in line for as long as who asked wants to.
+  void LetTransfersWait(bool wait) { transfers_wait_ = wait; }
   // Called on the asking thread before a request is served.
   void OnRequest(std::function<void(const AskedRequest&)> observer);
 
@@ -104,7 +106,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   // RequestChannel
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
-                                     const std::function<void()>& while_waiting) override;
+                                     const WhileWaiting& while_waiting) override;
   // DriveHost
   void CheckLastModified(TextView path) override;
   uint64_t ContentVersion(TextView path) override;
@@ -151,7 +153,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   ChannelReply AnswerBlock(const AskedRequest& asked, std::span<const std::byte> block);
   ChannelReply AnswerDelete(const AskedRequest& asked);
   ChannelReply AnswerRename(const AskedRequest& asked);
-  void HoldUntilCancelled(const AskedRequest& asked, const std::function<void()>& while_waiting);
+  void HoldUntilCancelled(const AskedRequest& asked, const WhileWaiting& while_waiting);
 
   Listing Fetch(const Text& folder) const;
   Listing* ListingOf(const Text& folder);
@@ -194,6 +196,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> clock_stands_ = false;
   std::atomic<bool> holds_completions_ = false;
   std::atomic<bool> holds_restore_ = false;
+  std::atomic<bool> transfers_wait_ = false;
   std::atomic<bool> is_interrupted_ = false;
   std::atomic<int> noted_listings_ = 0;
   std::atomic<int> broken_walks_ = 0;

@@ -107,6 +107,7 @@ TEST(RequestChannelTest, CallsBackWhileItWaitsAndEndsWithTheQueues) {
   int calls = 0;
   const auto reply = queues.Submit(DriveQueue::kInfo, Request(MajorCode::kVolumeInfo), {}, {}, [&] {
     if (++calls == 2) queues.Shutdown();
+    return true;
   });
   EXPECT_FALSE(reply);
   EXPECT_EQ(calls, 2);
@@ -343,6 +344,43 @@ TEST(RequestChannelTest, EndsARowThatBeginsAfterTheShutdown) {
   const auto row = queues.BeginRow(DriveQueue::kTransfer, Request(MajorCode::kBackup), {}, next,
                                    RowOrder::kUnbroken);
   EXPECT_FALSE(row->Wait());
+}
+
+TEST(RequestChannelTest, WithdrawsARequestWhoseAskerWouldRatherNotWait) {
+  RequestQueues queues;
+  queues.OpenHandle(1);
+  EXPECT_FALSE(queues.Submit(DriveQueue::kTransfer, Request(MajorCode::kRestore), {}, {},
+                             [] { return false; }));
+  queues.EndPolling(DriveQueue::kTransfer);
+  RequestRecord record;
+  uint32_t returned = 0;
+  queues.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record, sizeof record,
+                 &returned);
+  EXPECT_EQ(record.major, 0xFFFFFFFFu);
+}
+
+TEST(RequestChannelTest, WaitsForARequestThatIsServed) {
+  RequestQueues queues;
+  queues.OpenHandle(1);
+  std::promise<void> fetched, has_asked;
+  int calls = 0;
+  auto asked = std::async(std::launch::async, [&] {
+    return queues.Submit(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, {}, [&] {
+      ++calls;
+      if (calls == 1) fetched.get_future().wait();
+      if (calls == 2) has_asked.set_value();
+      return false;
+    });
+  });
+  RequestRecord record;
+  uint32_t returned = 0;
+  queues.Control(1, IOCTL_GET_INFO_REQUEST, &record, sizeof record, &record, sizeof record,
+                 &returned);
+  fetched.set_value();
+  has_asked.get_future().wait();
+  const StatusWord status = kNamespaceSuccess;
+  queues.Control(1, IOCTL_NAMESPACE_REPLY, &status, sizeof status, nullptr, 0, &returned);
+  EXPECT_TRUE(asked.get());
 }
 
 TEST(RequestChannelTest, PutsNoMoreIntoTheAskersBufferThanItHolds) {

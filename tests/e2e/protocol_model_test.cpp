@@ -25,7 +25,7 @@ class BenchChannel final : public PlainChannel {
 
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
-                                     const std::function<void()>&) override {
+                                     const WhileWaiting&) override {
     const SubmitResult result =
         bench_.Submit(queue == DriveQueue::kInfo ? RequestQueue::kInfo : RequestQueue::kTransfer,
                       std::as_bytes(std::span(&record, 1)), block);

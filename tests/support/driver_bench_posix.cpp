@@ -275,6 +275,7 @@ Outcome ToOutcome(RequestEnd end) {
     case RequestEnd::kWorkerGone:
       return Outcome::kWorkerGone;
     case RequestEnd::kTimedOut:
+    case RequestEnd::kWithdrawn:
       break;
   }
   return Outcome::kTimedOut;

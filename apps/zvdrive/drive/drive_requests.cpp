@@ -41,7 +41,7 @@ std::unique_lock<std::mutex> DriveRequests::TakeTurn() {
 std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const RequestRecord& record,
                                                   std::span<const std::byte> block,
                                                   std::span<std::byte> into,
-                                                  const std::function<void()>& while_waiting) {
+                                                  const WhileWaiting& while_waiting) {
   const auto turn = TakeTurn();
   return channel_.Submit(queue, record, block, into, while_waiting);
 }
@@ -92,7 +92,7 @@ DriveResult<VolumeSize> DriveRequests::Volume() {
 }
 
 DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span<std::byte> into,
-                                        const std::function<void()>& while_waiting) {
+                                        const WhileWaiting& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kRestore, MinorCode::kNone, path);
   record.length_or_index = static_cast<uint32_t>(into.size());
   record.offset = offset;
@@ -179,7 +179,7 @@ DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {
 }
 
 DriveError DriveRequests::Complete(TextView path, TextView process,
-                                   const std::function<void()>& while_waiting) {
+                                   const WhileWaiting& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kBackupComplete, path);
   record.SetProcessName(process);
   const auto reply = ReplyOf<StatusWord>(

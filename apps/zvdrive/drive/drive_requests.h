@@ -66,7 +66,7 @@ class DriveRequests {
 
   // Bytes read. The caller keeps the range within the file. while_waiting: as in Complete.
   DriveResult<size_t> Read(TextView path, int64_t offset, std::span<std::byte> into,
-                           const std::function<void()>& while_waiting = {});
+                           const WhileWaiting& while_waiting = {});
   // Begins to store one block. begin: the file begins anew with this block (offset 0 only).
   std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset, const HandedBlock& block,
                                          bool begin);
@@ -75,7 +75,7 @@ class DriveRequests {
   // A file without data.
   DriveError WriteEmptyFile(TextView path, TextView process);
   // The file is complete; returns when the worker has done what it could to send it.
-  DriveError Complete(TextView path, TextView process, const std::function<void()>& while_waiting);
+  DriveError Complete(TextView path, TextView process, const WhileWaiting& while_waiting);
 
   DriveError MakeFolder(TextView path);
   // Folders with everything beneath them.
@@ -87,7 +87,7 @@ class DriveRequests {
  private:
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
-                                     const std::function<void()>& while_waiting);
+                                     const WhileWaiting& while_waiting);
   std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
   class Block;
 

@@ -42,18 +42,22 @@ enum class RowOrder {
   kUnbroken,     // nothing of the queue comes between the first request and the last
 };
 
+// Called now and then on the thread that waits. False: it would rather not wait any longer.
+using WhileWaiting = std::function<bool()>;
+
 class RequestChannel {
  public:
   virtual ~RequestChannel() = default;
 
   // Queues a request and waits for its end. block: what a backup step hands over. into: where a
-  // restore's bytes go, at most its size. while_waiting (may be empty) is called now and then on
-  // this thread. nullopt: no reply will come (the handler failed, or the worker is gone). Any
-  // thread; requests of one queue are served in the order of their submission.
+  // restore's bytes go, at most its size. while_waiting may be empty; who would rather not wait any
+  // longer has the request withdrawn if nobody has fetched it yet. nullopt: no reply will come (the
+  // handler failed, the worker is gone, or the request is withdrawn). Any thread; requests of one
+  // queue are served in the order of their submission.
   virtual std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                              std::span<const std::byte> block,
                                              std::span<std::byte> into,
-                                             const std::function<void()>& while_waiting) = 0;
+                                             const WhileWaiting& while_waiting) = 0;
 
   // Takes a reply and fills the record of the request that follows it; false: none does.
   using NextRequest = std::function<bool(const ChannelReply&, RequestRecord&)>;

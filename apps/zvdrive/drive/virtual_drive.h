@@ -148,8 +148,9 @@ class VirtualDrive {
   void PauseReads(OpenFile& file) const;
   DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
   DriveError BringContentIn(OpenFile& file);
-  // Of the transfer that the asking program waits for.
-  void CancelWhenInterrupted(TextView path);
+  // Asks for the end of the transfer that the asking program waits for, when that is interrupted.
+  // Whether it is not.
+  bool GoesOnWaiting(TextView path);
   // Makes the worker bring the whole content into its cache. For a file that is not empty.
   DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);
@@ -180,6 +181,8 @@ class VirtualDrive {
   DriveError ResizeLocked(OpenFile& file, int64_t size);
 
   struct NameChange;
+  // Waits for what is read, sent or written at the path or beneath it just now.
+  void AwaitUsers(TextView path) const;
   // Whether the target exists, when it may be replaced.
   DriveResult<bool> CheckTarget(const NodeInfo& source, TextView to, bool replace);
   enum class OnTarget { kFail, kReplace, kExpectNone };

@@ -136,7 +136,7 @@ DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offse
 
 DriveError VirtualDrive::Fetch(const OpenFile& file) {
   std::vector<std::byte> first(kWholeFileRead);
-  const auto count = requests_.Read(file.path, 0, first, [&] { CancelWhenInterrupted(file.path); });
+  const auto count = requests_.Read(file.path, 0, first, [&] { return GoesOnWaiting(file.path); });
   if (!count) return count.error;
   const bool is_whole =
       static_cast<int64_t>(count.value) == std::min<int64_t>(file.size, kWholeFileRead);
@@ -194,7 +194,7 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
 DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   const Text path = file.path;
   const Seconds1601 first = ToSeconds(SystemTime());
-  const DriveError error = requests_.Complete(path, process, [&] { CancelWhenInterrupted(path); });
+  const DriveError error = requests_.Complete(path, process, [&] { return GoesOnWaiting(path); });
   if (error != DriveError::kNone) return error;
   if (const auto server_time = host_.ContentTime(path)) {
     const std::lock_guard lock(mutex_);
@@ -207,8 +207,10 @@ DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   return host_.IsOverdue(path) ? DriveError::kNotStored : DriveError::kNone;
 }
 
-void VirtualDrive::CancelWhenInterrupted(TextView path) {
-  if (host_.IsInterrupted()) host_.CancelTransfer(path);
+bool VirtualDrive::GoesOnWaiting(TextView path) {
+  if (!host_.IsInterrupted()) return true;
+  host_.CancelTransfer(path);
+  return false;
 }
 
 DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {

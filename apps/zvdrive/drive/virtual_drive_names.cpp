@@ -8,8 +8,10 @@ namespace zv {
 
 // For as long as it lives, nobody else opens or makes a file with one of the names or beneath.
 struct VirtualDrive::NameChange {
-  NameChange(VirtualDrive& whose, std::vector<Text> names)
-      : drive(whose), turn(whose.rename_mutex_) {
+  NameChange(VirtualDrive& whose, std::vector<Text> names) : drive(whose) {
+    // Waited for here and not during the turn, in which other changes would wait with us.
+    for (const Text& name : names) drive.AwaitUsers(name);
+    turn = std::unique_lock(drive.rename_mutex_);
     const std::lock_guard lock(drive.mutex_);
     drive.changing_names_ = std::move(names);
     ++drive.name_changes_;
@@ -25,8 +27,12 @@ struct VirtualDrive::NameChange {
   NameChange& operator=(const NameChange&) = delete;
 
   VirtualDrive& drive;
-  std::lock_guard<std::mutex> turn;
+  std::unique_lock<std::mutex> turn;
 };
+
+void VirtualDrive::AwaitUsers(TextView path) const {
+  for (const FileHandle& file : OpenWithin(path)) const std::lock_guard ended(file->mutex);
+}
 
 DriveError VirtualDrive::MakeFolder(TextView path) {
   const NameChange change(*this, {Text(path)});

@@ -139,8 +139,11 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   while (!is_done() && Clock::now() < until) {
     if (question.while_waiting) {
       lock.unlock();
-      question.while_waiting();
+      const bool goes_on = question.while_waiting();
       lock.lock();
+      if (!goes_on && std::erase(queue.requests, pending) > 0) {
+        Finish(*pending, RequestEnd::kWithdrawn);
+      }
       pending->finished.wait_for(lock, kNowAndThen, is_done);
     } else if (question.patience) {
       pending->finished.wait_until(lock, until, is_done);
@@ -155,7 +158,7 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
 std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const RequestRecord& record,
                                                   std::span<const std::byte> block,
                                                   std::span<std::byte> into,
-                                                  const std::function<void()>& while_waiting) {
+                                                  const WhileWaiting& while_waiting) {
   size_t received = 0;
   const auto take_data = [&](std::span<const std::byte> data) {
     received = std::min(data.size(), into.size());

@@ -26,6 +26,7 @@ enum class RequestEnd {
   kNoReply,     // the worker fetched again without a reply: its handler failed
   kWorkerGone,  // the handle that had fetched the request was closed, or the queues were shut down
   kTimedOut,    // a request that nobody has fetched is withdrawn; a late reply is taken and dropped
+  kWithdrawn,   // who asked did not want to wait any longer, and nobody had fetched it yet
 };
 
 // A request waits until a fetch takes it. From then on it is in flight on the handle that fetched
@@ -42,7 +43,7 @@ class RequestQueues final : public RequestChannel {
     HandedBlock block;
     // Gets the bytes of a restore, on the worker's thread; may be empty.
     std::function<void(std::span<const std::byte>)> take_data;
-    std::function<void()> while_waiting;  // called every now and then; may be empty
+    WhileWaiting while_waiting;  // may be empty
     // Makes the request that follows a reply, on the worker's thread. The question ends when there
     // is none, and without a reply when it throws.
     NextRequest next;
@@ -54,7 +55,7 @@ class RequestQueues final : public RequestChannel {
   RequestEnd Ask(Question question, ChannelReply* reply);
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<const std::byte> block, std::span<std::byte> into,
-                                     const std::function<void()>& while_waiting) override;
+                                     const WhileWaiting& while_waiting) override;
   std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
                                        const HandedBlock& block, NextRequest next,
                                        RowOrder order) override;
