@@ -69,8 +69,8 @@ WindowsProgram::WindowsProgram(const std::wstring& file, const std::vector<std::
   start.hStdInput = InputOf(input, inherited);
   start.hStdOutput = start.hStdError = OpenOutput(output_file_, FILE_APPEND_DATA, &inherited);
   PROCESS_INFORMATION process = {};
-  const bool started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                      nullptr, &start, &process) != 0;
+  const bool started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE,
+                                      CREATE_NO_WINDOW, nullptr, nullptr, &start, &process) != 0;
   CloseHandle(start.hStdInput);
   CloseHandle(start.hStdOutput);
   if (!started) throw std::runtime_error("the program does not start");
@@ -81,6 +81,18 @@ WindowsProgram::WindowsProgram(const std::wstring& file, const std::vector<std::
 WindowsProgram::~WindowsProgram() {
   if (process_) TerminateProcess(process_, 1);
   Wait();
+}
+
+// The program has a console of its own: what is pressed there reaches it alone, and us while we
+// look in.
+void WindowsProgram::PressCtrlC() const {
+  FreeConsole();
+  if (!AttachConsole(GetProcessId(process_))) throw std::runtime_error("the console is not there");
+  SetConsoleCtrlHandler(nullptr, TRUE);
+  const bool pressed = GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != 0;
+  FreeConsole();
+  SetConsoleCtrlHandler(nullptr, FALSE);
+  if (!pressed) throw std::runtime_error("Ctrl-C cannot be pressed");
 }
 
 uint32_t WindowsProgram::Wait() {

@@ -18,6 +18,8 @@ class WindowsProgram {
   WindowsProgram(const WindowsProgram&) = delete;
   WindowsProgram& operator=(const WindowsProgram&) = delete;
 
+  // Presses Ctrl-C in its console. Throws when that cannot be.
+  void PressCtrlC() const;
   // Its exit code; ends it by force when it has not ended by itself in half a minute.
   uint32_t Wait();
   // All that it wrote to its two outputs, after Wait.

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "tests/driver/worker_fixture.h"
 #include "tests/e2e/windows_program.h"
 #include "tests/support/dav_server.h"
@@ -102,6 +104,34 @@ TEST_F(ZvdriveTest, ServesTheDriveUntilAnotherProcessDeletesIt) {
   EXPECT_EQ(serve.Wait(), 0u) << serve.output();
   EXPECT_THAT(serve.output(), HasSubstr("serving Y:"));
   EXPECT_EQ(bench_->DriveName(), u"");
+}
+
+TEST_F(ZvdriveTest, ServesTheDriveUntilCtrlC) {
+  ASSERT_EQ(SetAccount().exit_code, 0u);
+  WindowsProgram serve(File(), {"serve"});
+  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
+  serve.PressCtrlC();
+  EXPECT_EQ(serve.Wait(), 0u) << serve.output();
+  EXPECT_EQ(bench_->DriveName(), u"");
+}
+
+TEST_F(ZvdriveTest, CtrlCEndsAnUploadThatTheServerRefusesForEver) {
+  ASSERT_EQ(SetAccount().exit_code, 0u);
+  server_.On([this](const Request& request) {
+    return request.verb == "PUT" ? Reply::Status(500) : dav_.Answer(request);
+  });
+  WindowsProgram serve(File(), {"serve"});
+  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
+  AskBlock(u"\\a.txt", "content", 0, true);
+  const size_t before = server_.request_count();
+  auto completed = std::async(std::launch::async, [this] {
+    return AskTransfer(MakeBackup(MinorCode::kBackupComplete, u"\\a.txt"));
+  });
+  ASSERT_TRUE(server_.WaitForRequests(before + 1));
+  serve.PressCtrlC();
+  EXPECT_EQ(serve.Wait(), 0u) << serve.output();
+  completed.wait();
+  EXPECT_THAT(Run({"pending"}).output, HasSubstr("/a.txt"));
 }
 
 TEST_F(ZvdriveTest, SaysWhatIsStillToBeSentAndUnderWay) {

@@ -1,10 +1,7 @@
-#include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <iostream>
-#include <mutex>
 #include <optional>
 
 #include "apps/zvdrive/commands.h"
@@ -12,8 +9,8 @@
 #include "apps/zvdrive/fuse/fuse_drive.h"
 #include "apps/zvdrive/session.h"
 #include "apps/zvdrive/stop_signal.h"
+#include "apps/zvdrive/transfer_stopper.h"
 #include "config/folders.h"
-#include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "platform/shell_observer.h"
@@ -109,53 +106,6 @@ class PendingSender {
   }
 
   std::atomic<bool> stop_ = false;
-  Thread thread_;
-};
-
-// For as long as it lives, whatever is transferred is asked to stop, again and again: a transfer to
-// a server that always refuses does not end by itself, and after it comes the next that waits.
-class TransferStopper {
- public:
-  TransferStopper() : thread_(Thread::Start([this] { return Run(); })) {}
-  ~TransferStopper() {
-    {
-      const std::lock_guard lock(mutex_);
-      stop_ = true;
-    }
-    stopped_.notify_all();
-    thread_.Join();
-    DropRequest();
-  }
-  TransferStopper(const TransferStopper&) = delete;
-  TransferStopper& operator=(const TransferStopper&) = delete;
-
- private:
-  uint32_t Run() {
-    std::unique_lock lock(mutex_);
-    do {
-      CancelCurrentTransfer();
-    } while (!stopped_.wait_for(lock, std::chrono::milliseconds(kPollInterval),
-                                [this] { return stop_; }));
-    return 0;
-  }
-
-  // The name as it was read: between two attempts it is empty, and the request meets the next one.
-  static void CancelCurrentTransfer() {
-    std::array<ZvChar, 260> name{};
-    GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS);
-    GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-  }
-
-  // What nobody took up concerns no later transfer.
-  static void DropRequest() {
-    if (GetInternetDetails(nullptr, nullptr, nullptr, nullptr, ZV_READ_PROGRESS) == ZV_IDLE) {
-      ResetProgressDetails();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable stopped_;
-  bool stop_ = false;
   Thread thread_;
 };
 

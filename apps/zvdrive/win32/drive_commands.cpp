@@ -6,6 +6,7 @@
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/stop_signal.h"
+#include "apps/zvdrive/transfer_stopper.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
@@ -42,6 +43,7 @@ int RunServe() {
   });
   std::cout << "serving " << ToUtf8(account.drive_letter) << "\n" << std::flush;
   while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
+  const TransferStopper stopper;
   if (DeleteNewDrive(account.drive_letter.c_str()) != ZV_SUCCESS && !ended) {
     throw CommandError("the drive could not be removed");
   }

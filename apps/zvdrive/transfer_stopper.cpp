@@ -1,0 +1,49 @@
+#include "apps/zvdrive/transfer_stopper.h"
+
+#include <array>
+#include <chrono>
+
+#include "include/zvworker/zvworker.h"
+
+namespace zv {
+namespace {
+
+constexpr std::chrono::milliseconds kInterval{100};
+
+// The name as it was read: between two attempts it is empty, and the request meets the next one.
+void CancelCurrentTransfer() {
+  std::array<ZvChar, 260> name{};
+  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS);
+  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
+}
+
+// What nobody took up concerns no later transfer.
+void DropRequest() {
+  if (GetInternetDetails(nullptr, nullptr, nullptr, nullptr, ZV_READ_PROGRESS) == ZV_IDLE) {
+    ResetProgressDetails();
+  }
+}
+
+}  // namespace
+
+TransferStopper::TransferStopper() : thread_(Thread::Start([this] { return Run(); })) {}
+
+TransferStopper::~TransferStopper() {
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
+  stopped_.notify_all();
+  thread_.Join();
+  DropRequest();
+}
+
+uint32_t TransferStopper::Run() {
+  std::unique_lock lock(mutex_);
+  do {
+    CancelCurrentTransfer();
+  } while (!stopped_.wait_for(lock, kInterval, [this] { return stop_; }));
+  return 0;
+}
+
+}  // namespace zv
