@@ -543,7 +543,7 @@ takes_users_while_it_runs() {
   expect 200 "$(status -u dora:newer -X OPTIONS "$base/users/dora/Files")"
 }
 
-refuses_names_that_clients_would_spell_differently() {
+refuses_names_and_passwords_that_clients_would_spell_differently() {
   start
   local said
   said=$("$server" add-user jürgen new --data "$data" 2>&1)
@@ -552,6 +552,11 @@ refuses_names_that_clients_would_spell_differently() {
     "$(head -n 1 <<<"$said")"
   [[ ! -e $data/users/jürgen ]] || fail "a folder was made"
   expect 0 "$(grep -c rgen "$data/server/passwords")"
+  said=$("$server" add-user juergen schlüssel --data "$data" 2>&1)
+  expect 2 $?
+  expect "account_server: a password is of ASCII characters; that of juergen is not" \
+    "$(head -n 1 <<<"$said")"
+  [[ ! -e $data/users/juergen ]] || fail "a folder was made"
 }
 
 starts_stops_and_keeps_everything() {
