@@ -20,9 +20,9 @@ static_assert(sizeof(NotificationRecord) == 1044);
 static_assert(offsetof(NotificationRecord, first_path) == 4);
 static_assert(offsetof(NotificationRecord, second_path) == 524);
 
-// Starts a notification and returns at once. second_path counts for a rename only. Nothing
-// throws, as the shell's not hearing of a change must not break off what the caller is doing: when
-// no thread can be started, that is logged.
+// Starts a notification, unless the shell does not hear of such events, and returns at once.
+// second_path counts for a rename only. Nothing throws, as the shell's not hearing of a change must
+// not break off what the caller is doing: when no thread can be started, that is logged.
 void NotifyShell(uint32_t event, TextView first_path, TextView second_path = {});
 
 // The body of a notification's thread. Always 0; nothing throws.

@@ -18,6 +18,8 @@ inline constexpr uint32_t kShellUpdateItem = 0x00002000;
 
 // Tells the shell of a change, with wide-character paths; an empty second path counts as none.
 void NotifyShellChange(uint32_t event, TextView first_path, TextView second_path);
+// False when telling of such a change would be for nothing: the observer ignores it.
+bool ShellHearsOf(uint32_t event);
 
 using WindowHandle = uintptr_t;  // 0 = no window
 WindowHandle FindTopWindow(TextView title);

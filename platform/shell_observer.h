@@ -11,6 +11,7 @@ namespace zv {
 // that notifies. Windows here are what find_* return.
 struct ShellObserver {
   std::function<void(uint32_t event, TextView first, TextView second)> on_change = {};
+  uint32_t ignored_changes = 0;  // the kShell... events that on_change is not called for
   std::function<WindowHandle(TextView title)> find_top = {};
   std::function<WindowHandle(WindowHandle parent, TextView class_name)> find_child = {};
   std::function<void(WindowHandle, uint32_t message, uintptr_t, uintptr_t)> on_post = {};

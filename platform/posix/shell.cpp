@@ -88,7 +88,13 @@ void SetShellObserver(ShellObserver observer) { Slot().Replace(std::move(observe
 
 void NotifyShellChange(uint32_t event, TextView first_path, TextView second_path) {
   const ObserverUse use;
-  if (use->on_change) use->on_change(event, first_path, second_path);
+  const bool ignored = (use->ignored_changes & event) != 0;
+  if (use->on_change && !ignored) use->on_change(event, first_path, second_path);
+}
+
+bool ShellHearsOf(uint32_t event) {
+  const ObserverUse use;
+  return (use->ignored_changes & event) == 0;
 }
 
 WindowHandle FindTopWindow(TextView title) {

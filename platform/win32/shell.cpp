@@ -29,6 +29,8 @@ void NotifyShellChange(uint32_t event, TextView first_path, TextView second_path
                  second.empty() ? nullptr : second.c_str());
 }
 
+bool ShellHearsOf(uint32_t) { return true; }
+
 WindowHandle FindTopWindow(TextView title) {
   return FromWindow(FindWindowW(nullptr, ToWide(title).c_str()));
 }

@@ -4,6 +4,7 @@
 
 #include "driver/notify.h"
 #include "platform/shell.h"
+#include "platform/shell_observer.h"
 #include "tests/driver/worker_fixture.h"
 #include "tests/support/failing_memory.h"
 
@@ -26,6 +27,23 @@ TEST_F(NotifyStartTest, ANotificationThatCannotBeStartedIsLoggedAndBreaksOffNoth
   EXPECT_THAT(
       NeverLogged(home_, kPollLog, ThrowAnything, {u"Exception in NotifyThreadProc!"}, notify),
       IsEmpty());
+}
+
+// A thread would be one, too.
+TEST_F(NotifyStartTest, NothingIsMadeForAChangeThatTheObserverIgnores) {
+  SetShellObserver(
+      {.on_change = [](uint32_t, TextView, TextView) {}, .ignored_changes = kShellUpdateItem});
+  {
+    const FailingAllocation allocation(0, ThrowAnything);
+    NotifyShell(kShellUpdateItem, u"Y:\\a");
+    EXPECT_FALSE(allocation.happened());
+  }
+  {
+    const FailingAllocation allocation(0, ThrowAnything);
+    NotifyShell(kShellDeleteItem, u"Y:\\a");
+    EXPECT_TRUE(allocation.happened());
+  }
+  SetShellObserver({});
 }
 
 }  // namespace

@@ -87,6 +87,18 @@ TEST_F(ShellObserverTest, ReplacingWaitsForCallsUnderWay) {
   notifier.join();
 }
 
+TEST_F(ShellObserverTest, IsNotCalledForChangesThatItIgnores) {
+  std::vector<uint32_t> events;
+  SetShellObserver(
+      {.on_change = [&](uint32_t event, TextView, TextView) { events.push_back(event); },
+       .ignored_changes = kShellUpdateItem | kShellDeleteItem});
+  for (const uint32_t event : {kShellUpdateItem, kShellCreateItem, kShellDeleteItem}) {
+    EXPECT_EQ(ShellHearsOf(event), event == kShellCreateItem);
+    NotifyShellChange(event, u"Y:\\a", {});
+  }
+  EXPECT_EQ(events, std::vector{kShellCreateItem});
+}
+
 TEST_F(ShellObserverTest, WithoutOneNothingIsHeardOrFound) {
   int calls = 0;
   SetShellObserver({.on_change = [&](uint32_t, TextView, TextView) { ++calls; },

@@ -27,6 +27,13 @@ TEST(ShellTest, NotificationsDoNotHang) {
             kPatience);
 }
 
+TEST(ShellTest, AnyChangeIsToBeToldOf) {
+  for (const uint32_t event : {kShellRenameItem, kShellCreateItem, kShellDeleteItem,
+                               kShellMakeDirectory, kShellUpdateItem}) {
+    EXPECT_TRUE(ShellHearsOf(event));
+  }
+}
+
 TEST(ShellTest, ABroadcastDoesNotHang) {
   EXPECT_LT(TimeOf([] { BroadcastVolumeChange(0x8000, u'y'); }), kPatience);
 }

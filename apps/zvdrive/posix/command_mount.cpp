@@ -55,18 +55,19 @@ File ClaimCache() {
 class NoticeForwarder {
  public:
   NoticeForwarder(FuseMount& mount, const Text& letter) {
-    SetShellObserver(
-        {.on_change = [&mount, letter](uint32_t event, TextView first, TextView second) {
-          // A file that was just sent from here is known to the kernel as it is.
-          if (event == kShellUpdateItem) return;
-          for (const TextView path : {first, second}) {
-            if (!path.starts_with(letter)) continue;
-            TextView changed = path.substr(letter.size());
-            // As a deleted folder of a sync account is named.
-            if (changed.size() > 1 && changed.ends_with(u'\\')) changed.remove_suffix(1);
-            mount.Invalidate(changed);
-          }
-        }});
+    ShellObserver observer;
+    // A file that was just sent from here is known to the kernel as it is.
+    observer.ignored_changes = kShellUpdateItem;
+    observer.on_change = [&mount, letter](uint32_t, TextView first, TextView second) {
+      for (const TextView path : {first, second}) {
+        if (!path.starts_with(letter)) continue;
+        TextView changed = path.substr(letter.size());
+        // As a deleted folder of a sync account is named.
+        if (changed.size() > 1 && changed.ends_with(u'\\')) changed.remove_suffix(1);
+        mount.Invalidate(changed);
+      }
+    };
+    SetShellObserver(std::move(observer));
   }
   ~NoticeForwarder() { SetShellObserver({}); }
   NoticeForwarder(const NoticeForwarder&) = delete;
