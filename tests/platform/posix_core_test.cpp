@@ -1,5 +1,6 @@
 // What is promised about Linux alone.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include "platform/format.h"
 #include "platform/home.h"
 #include "platform/posix/folder_index.h"
+#include "platform/posix/process_name.h"
 #include "platform/posix/rename_new.h"
 #include "platform/thread.h"
 #include "tests/platform/child_process.h"
@@ -252,6 +254,24 @@ TEST(DebugOutput, GoesToStderrWhenAskedFor) {
   }
   const ScopedVariable not_asked("ZVWORKER_DEBUG", nullptr);
   EXPECT_EQ(output(), "");
+}
+
+TEST(ImageName, IsTheProgramsFileNameUpToItsFifteenthByte) {
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe").filename();
+  EXPECT_EQ(ImageNameOf(::getpid()), program.substr(0, 15));
+}
+
+TEST(ImageName, EndsWithItsFirstLine) {
+  const auto rename = [](std::string_view name) { std::ofstream("/proc/self/comm") << name; };
+  const std::string before = ImageNameOf(::getpid());
+  rename("two\nlines");
+  EXPECT_EQ(ImageNameOf(::getpid()), "two");
+  rename(before);
+}
+
+TEST(ImageName, IsEmptyForNoProcess) {
+  EXPECT_EQ(ImageNameOf(0), "");
+  EXPECT_EQ(ImageNameOf(-1), "");
 }
 
 TEST(InternetErrorTexts, AreTheWindowsClients) {

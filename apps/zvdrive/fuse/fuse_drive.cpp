@@ -24,6 +24,7 @@
 #include "apps/zvdrive/fuse/received_write.h"
 #include "apps/zvdrive/fuse/session_io.h"
 #include "platform/console.h"
+#include "platform/posix/process_name.h"
 #include "platform/thread.h"
 
 namespace zv {
@@ -107,13 +108,8 @@ Text DrivePath(const char* path) {
   return ReplaceAll(text, u'/', u'\\');
 }
 
-// The image name of the program that asks, as the system calls it.
-Text ProcessName() {
-  std::ifstream file("/proc/" + std::to_string(fuse_get_context()->pid) + "/comm");
-  std::string name;
-  std::getline(file, name);
-  return FromUtf8(name);
-}
+// The image name of the program that asks; the kernel does not say which one releases a file.
+Text ProcessName() { return FromUtf8(ImageNameOf(fuse_get_context()->pid)); }
 
 template <typename Body>
 int Answer(Body&& body) noexcept {
