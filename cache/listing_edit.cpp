@@ -1,4 +1,6 @@
 // Single records added to, replaced in and taken out of listings.
+#include <cstring>
+
 #include "cache/cache.h"
 #include "cache/entry_record.h"
 #include "cache/listing_file.h"
@@ -11,6 +13,12 @@ namespace {
 Text FolderPart(TextView path) {
   const size_t slash = path.rfind(u'/');
   return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
+}
+
+// As starts_with, which compares unit by unit.
+bool BeginsWith(TextView text, TextView beginning) {
+  return text.size() >= beginning.size() &&
+         std::memcmp(text.data(), beginning.data(), beginning.size() * sizeof(char16_t)) == 0;
 }
 
 }  // namespace
@@ -34,9 +42,9 @@ std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
 
 // file: the listing's, open for reading and writing.
 bool CCache::StoreChanged(TextView listing_file, File file, TextView before, TextView after) {
-  if (after == before) return true;
-  if (after.starts_with(before)) {
+  if (BeginsWith(after, before)) {
     const TextView records = after.substr(before.size());
+    if (records.empty()) return true;
     return ExtendListing(names_, listing_file, std::move(file), before, records);
   }
   file.Close();  // not every system replaces a file that is open

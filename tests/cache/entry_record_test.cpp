@@ -149,5 +149,11 @@ TEST(RecordLines, ALineOfACarriageReturnAloneIsNotEmpty) {
   EXPECT_EQ(LinesOf(u"a\r\n\r\nb\r\n"), (std::vector<Text>{u"a\r", u"\r", u"b\r"}));
 }
 
+// Letters of India with the line feed's byte in either half, or in both.
+TEST(RecordLines, AByteThatIsHalfAUnitEndsNone) {
+  EXPECT_EQ(LinesOf(u"\u0A05\u0A0A?1\r\n\u090A\u0A0A\n"),
+            (std::vector<Text>{u"\u0A05\u0A0A?1\r", u"\u090A\u0A0A"}));
+}
+
 }  // namespace
 }  // namespace zv
