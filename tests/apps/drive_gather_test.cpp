@@ -85,6 +85,28 @@ TEST_F(GatherTest, ABlockThatCouldNotBeStoredIsNotFilledAgain) {
   EXPECT_EQ(file->stored.block, nullptr);
 }
 
+TEST_F(GatherTest, ALaterBlockThatFailsLeavesWhatWasStoredBefore) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  WritePieces(file, 17);
+  worker_.FailStoring([](const AskedRequest& asked) { return asked.length == kPiece; });
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  worker_.FailStoring({});
+  EXPECT_EQ(file->size, static_cast<int64_t>(16 * kPiece));
+  EXPECT_EQ(WriteTo(file, 16 * kPiece, Piece(16)), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), content_.substr(0, 17 * kPiece));
+}
+
+TEST_F(GatherTest, ABlockLostDuringARemovalThatIsRefusedIsToldAtTheFlush) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  worker_.FailStoring([](const AskedRequest&) { return true; });
+  WritePieces(file, 8);
+  worker_.RefuseNamespaceChanges(true);
+  EXPECT_NE(drive_.RemoveFile(u"\\a", kProcess), DriveError::kNone);
+  worker_.FailStoring({});
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+}
+
 TEST_F(GatherTest, SmallWritesAreStoredAtOnce) {
   const FileHandle file = CreateFileAt(u"\\a");
   EXPECT_EQ(WriteTo(file, 0, content_.substr(0, 65535)), DriveError::kNone);

@@ -168,8 +168,8 @@ TEST_F(ThreadsTest, ARemovalThatWaitsForAnUploadHoldsUpNoOtherChange) {
   begins.get_future().wait();
   auto renamed = std::async(std::launch::async, [&] {
     for (int i = 0; i < 100; ++i) {
-      drive_.Rename(u"\\b", u"\\c", false, kProcess);
-      drive_.Rename(u"\\c", u"\\b", false, kProcess);
+      EXPECT_EQ(drive_.Rename(u"\\b", u"\\c", false, kProcess), DriveError::kNone);
+      EXPECT_EQ(drive_.Rename(u"\\c", u"\\b", false, kProcess), DriveError::kNone);
     }
   });
   constexpr std::chrono::seconds kPatience(20);

@@ -29,6 +29,7 @@ struct GatheredWrites {
   int64_t end() const { return offset + static_cast<int64_t>(bytes().size()); }
   void Clear() {
     if (block) block->SetSize(0);
+    begins_anew = false;
   }
 };
 
@@ -62,6 +63,8 @@ struct OpenFile {
   // While such an open is all that makes the file unsent: the content's time when nothing was
   // changed.
   std::optional<FileTime> unchanged_at;
+  // A block could not be stored, and none of the writers was told.
+  bool has_lost_block = false;
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another

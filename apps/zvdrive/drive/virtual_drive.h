@@ -183,6 +183,7 @@ class VirtualDrive {
   struct NameChange;
   // Waits for what is read, sent or written at the path or beneath it just now.
   void AwaitUsers(TextView path) const;
+  bool IsInUse(TextView path) const;
   // Whether the target exists, when it may be replaced.
   DriveResult<bool> CheckTarget(const NodeInfo& source, TextView to, bool replace);
   enum class OnTarget { kFail, kReplace, kExpectNone };

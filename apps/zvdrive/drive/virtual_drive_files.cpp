@@ -1,5 +1,6 @@
 // Files: opening, reading, sending.
 #include <algorithm>
+#include <utility>
 
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
@@ -162,6 +163,7 @@ DriveError VirtualDrive::Flush(OpenFile& file, TextView process) {
 
 DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
   if (file.is_gone) return DriveError::kNone;
+  if (std::exchange(file.has_lost_block, false)) return DriveError::kIo;
   if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   if (file.begins_anew && file.size == 0) return SendEmpty(file, process);
   if (!file.has_unsent || IsOnlyMapped(file)) return DriveError::kNone;

@@ -9,9 +9,16 @@ namespace zv {
 // For as long as it lives, nobody else opens or makes a file with one of the names or beneath.
 struct VirtualDrive::NameChange {
   NameChange(VirtualDrive& whose, std::vector<Text> names) : drive(whose) {
-    // Waited for here and not during the turn, in which other changes would wait with us.
-    for (const Text& name : names) drive.AwaitUsers(name);
-    turn = std::unique_lock(drive.rename_mutex_);
+    // Waited for before the turn and not during it, in which other changes would wait with us. Who
+    // is used all the time has its turn all the same.
+    constexpr int kAttempts = 10;
+    for (int attempt = 1;; ++attempt) {
+      for (const Text& name : names) drive.AwaitUsers(name);
+      turn = std::unique_lock(drive.rename_mutex_);
+      const auto in_use = [this](const Text& name) { return drive.IsInUse(name); };
+      if (attempt == kAttempts || std::ranges::none_of(names, in_use)) break;
+      turn.unlock();
+    }
     const std::lock_guard lock(drive.mutex_);
     drive.changing_names_ = std::move(names);
     ++drive.name_changes_;
@@ -32,6 +39,12 @@ struct VirtualDrive::NameChange {
 
 void VirtualDrive::AwaitUsers(TextView path) const {
   for (const FileHandle& file : OpenWithin(path)) const std::lock_guard ended(file->mutex);
+}
+
+bool VirtualDrive::IsInUse(TextView path) const {
+  return std::ranges::any_of(OpenWithin(path), [](const FileHandle& file) {
+    return !std::unique_lock(file->mutex, std::try_to_lock);
+  });
 }
 
 DriveError VirtualDrive::MakeFolder(TextView path) {
@@ -103,7 +116,7 @@ DriveError VirtualDrive::Remove(TextView path, bool is_folder, TextView process)
   std::vector<std::unique_lock<std::mutex>> locks;
   for (const FileHandle& file : open) {
     locks.emplace_back(file->mutex);
-    SettleStoring(*file);
+    file->has_lost_block |= SettleStoring(*file) != DriveError::kNone;
   }
   const bool is_only_here = !open.empty() && open.front()->is_new && !open.front()->has_unsent;
   if (!is_only_here) {
@@ -174,7 +187,7 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
   for (const FileHandle& file : moved) locks.emplace_back(file->mutex);
   for (const FileHandle& file : replaced) {
     locks.emplace_back(file->mutex);
-    SettleStoring(*file);
+    file->has_lost_block |= SettleStoring(*file) != DriveError::kNone;
   }
   DriveError error = SendBeforeRename(moved, process);
   if (error != DriveError::kNone) return error;

@@ -208,6 +208,7 @@ DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
 void VirtualDrive::EmptyIt(OpenFile& file) {
   SettleStoring(file);
   file.gathered.Clear();
+  file.has_lost_block = false;
   file.begins_anew = true;
   file.content_is_ours = true;
   file.size = 0;
