@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "include/zvworker/zvworker.h"
+#include "platform/error.h"
 
 namespace zv {
 namespace {
@@ -26,7 +27,13 @@ void DropRequest() {
 
 }  // namespace
 
-TransferStopper::TransferStopper() : thread_(Thread::Start([this] { return Run(); })) {}
+TransferStopper::TransferStopper() {
+  try {
+    thread_ = Thread::Start([this] { return Run(); });
+  } catch (const Error&) {
+    // Without it the end only takes longer.
+  }
+}
 
 TransferStopper::~TransferStopper() {
   {

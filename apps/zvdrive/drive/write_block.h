@@ -2,8 +2,8 @@
 // is handed on: copying a block takes about as long as storing it.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <span>
@@ -21,7 +21,7 @@ class WriteBlock {
   void SetSize(size_t size) { size_ = size; }
   // The caller sees to it that they fit.
   void Append(std::span<const std::byte> bytes) {
-    std::ranges::copy(bytes, memory().subspan(size_).begin());
+    std::memcpy(memory_.get() + size_, bytes.data(), bytes.size());
     size_ += bytes.size();
   }
 
@@ -36,7 +36,7 @@ class WriteBlock {
   size_t size_ = 0;
 };
 
-// Whoever has a share may read it. Its bytes change only while there is a single one.
+// Whoever has a share may read it, until its row has ended as stored; then it may be filled again.
 using WriteBlockPtr = std::shared_ptr<WriteBlock>;
 
 }  // namespace zv

@@ -1,6 +1,7 @@
 #include "apps/zvdrive/fuse/received_write.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/posix/fuse_device.h"
 #include "platform/posix/fuse_records.h"
@@ -37,7 +38,7 @@ ptrdiff_t ReceiveRequest(int device, std::span<std::byte> buffer) {
   if (holds_a_write) {
     received->SetSize(got);
   } else {
-    std::ranges::copy(received->memory().first(got), body.begin());
+    std::memcpy(body.data(), received->memory().data(), got);
   }
   return count;
 }

@@ -129,6 +129,15 @@ void RequestQueues::Abandon(Queue& queue, const PendingPtr& pending) {
   std::erase(queue.requests, pending);
 }
 
+// A waiter that fails would rather not wait, either.
+bool RequestQueues::AskWaiter(const Question& question) noexcept {
+  try {
+    return question.while_waiting();
+  } catch (...) {
+    return false;
+  }
+}
+
 RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   const Question& question = pending->question;
   const auto is_done = [&] { return pending->done.load(std::memory_order_acquire); };
@@ -139,7 +148,7 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   while (!is_done() && Clock::now() < until) {
     if (question.while_waiting) {
       lock.unlock();
-      const bool goes_on = question.while_waiting();
+      const bool goes_on = AskWaiter(question);
       lock.lock();
       if (!goes_on && std::erase(queue.requests, pending) > 0) {
         Finish(*pending, RequestEnd::kWithdrawn);

@@ -113,6 +113,7 @@ class RequestQueues final : public RequestChannel {
   static PendingPtr Begin(Queue& queue, Question question);
   static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
   static void Abandon(Queue& queue, const PendingPtr& pending);
+  static bool AskWaiter(const Question& question) noexcept;
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
   static void HandBlockOver(Queue& queue, uint64_t file, TransferReply& transfer);
