@@ -1,4 +1,6 @@
 // Writes of a copy, which go to the worker in larger blocks.
+#include <random>
+
 #include "tests/apps/drive_fixture.h"
 
 namespace zv::testing {
@@ -226,6 +228,66 @@ TEST_F(GatherTest, AFileThatWasThereBeforeIsWrittenOverInPart) {
   EXPECT_EQ(WriteTo(file, 3 * kPiece, over), DriveError::kNone);
   EXPECT_EQ(CloseFile(file), DriveError::kNone);
   EXPECT_EQ(worker_.ServerFile(u"\\a"), std::string(content_).replace(3 * kPiece, kPiece, over));
+}
+
+// Each byte of the file is one of a text, by its place, whatever is written when: so what is there
+// can be judged without knowing which writes failed.
+class FailingBlocksTest : public GatherTest {
+ protected:
+  static constexpr size_t kMost = 4 << 20;
+
+  size_t Size() const { return static_cast<size_t>(file_->size); }
+  std::string_view Expected() const { return std::string_view(text_).substr(0, Size()); }
+
+  void Write(unsigned random) {
+    static constexpr size_t kSizes[] = {kLargestBlock, kLargestBlock, kPiece, kPiece + 1, 65535, 9};
+    const size_t offset = random % 4 == 0 && Size() > 0 ? (random >> 3) % Size() : Size();
+    const std::string_view data =
+        std::string_view(text_).substr(offset, kSizes[random / 4 % std::size(kSizes)]);
+    if (random % 2 == 0) {
+      WriteTo(file_, static_cast<int64_t>(offset), data);
+    } else if (!data.empty()) {
+      WriteBlockPtr block = BlockOf(data);
+      drive_.Write(*file_, static_cast<int64_t>(offset), block);
+    }
+  }
+  void Step(unsigned random) {
+    switch (random % 16) {
+      case 0:
+        worker_.FailNextBlocks(static_cast<int>(random / 16 % 9));  // one is tried three times
+        break;
+      case 1:
+        if (drive_.Flush(*file_, kProcess) == DriveError::kNone) {
+          EXPECT_TRUE(worker_.ServerFile(u"\\a") == Expected());
+        }
+        break;
+      case 2:
+        drive_.Resize(*file_, static_cast<int64_t>(Size() - Size() / 16 * (random / 16 % 2)));
+        break;
+      case 3: {
+        const std::string read = ReadFrom(file_, 0, kMost);
+        EXPECT_TRUE(read == "(the read failed)" || read == Expected());
+        break;
+      }
+      default:
+        Write(random / 16);
+    }
+  }
+
+  const std::string text_ = Pattern(kMost);
+  const FileHandle file_ = CreateFileAt(u"\\a");
+};
+
+TEST_F(FailingBlocksTest, WhateverFailsEachByteThatIsThereIsTheRightOne) {
+  std::minstd_rand random(20261122);
+  for (int step = 0; step < 1500 && !HasFailure(); ++step) {
+    Step(static_cast<unsigned>(random()) >> 4);
+    if (Size() == kMost) drive_.Resize(*file_, 0);
+  }
+  worker_.FailNextBlocks(0);
+  drive_.Flush(*file_, kProcess);  // may tell of what failed before
+  EXPECT_EQ(CloseFile(file_), DriveError::kNone);
+  EXPECT_TRUE(worker_.ServerFile(u"\\a") == Expected());
 }
 
 }  // namespace
