@@ -125,11 +125,10 @@ class RequestRowTest : public ::testing::Test {
  protected:
   RequestRowTest() { queues_.OpenHandle(1); }
 
-  RequestRecord Fetch() {
+  RequestRecord Fetch(uint32_t code = IOCTL_GET_INFO_REQUEST) {
     RequestRecord record;
     uint32_t returned = 0;
-    queues_.Control(1, IOCTL_GET_INFO_REQUEST, &record, sizeof record, &record, sizeof record,
-                    &returned);
+    queues_.Control(1, code, &record, sizeof record, &record, sizeof record, &returned);
     return record;
   }
   void Reply(uint32_t status) {
@@ -276,12 +275,7 @@ class LentBlockTest : public RequestRowTest {
         DriveQueue::kTransfer, Request(MajorCode::kBackup, 5), {bytes, std::move(block_)},
         [](const ChannelReply&, RequestRecord&) { return false; }, RowOrder::kUnbroken);
   }
-  void FetchTransfer() {
-    RequestRecord record;
-    uint32_t returned = 0;
-    queues_.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record, sizeof record,
-                    &returned);
-  }
+  void FetchTransfer() { Fetch(IOCTL_GET_TRANSFER_REQUEST); }
   // What the worker is told when it asks for so much of the block.
   TransferReply AskForBlock(uint32_t length, uint32_t status = kTransferSuccess) {
     TransferReply reply{length, status, reinterpret_cast<uintptr_t>(buffer_.data())};
@@ -346,40 +340,30 @@ TEST(RequestChannelTest, EndsARowThatBeginsAfterTheShutdown) {
   EXPECT_FALSE(row->Wait());
 }
 
-TEST(RequestChannelTest, WithdrawsARequestWhoseAskerWouldRatherNotWait) {
-  RequestQueues queues;
-  queues.OpenHandle(1);
-  EXPECT_FALSE(queues.Submit(DriveQueue::kTransfer, Request(MajorCode::kRestore), {}, {},
-                             [] { return false; }));
-  queues.EndPolling(DriveQueue::kTransfer);
-  RequestRecord record;
-  uint32_t returned = 0;
-  queues.Control(1, IOCTL_GET_TRANSFER_REQUEST, &record, sizeof record, &record, sizeof record,
-                 &returned);
-  EXPECT_EQ(record.major, 0xFFFFFFFFu);
+TEST_F(RequestRowTest, ARequestWhoseAskerWouldRatherNotWaitIsWithdrawn) {
+  for (const WhileWaiting& asked : {WhileWaiting([] { return false; }),
+                                    WhileWaiting([]() -> bool { throw std::bad_alloc(); })}) {
+    EXPECT_FALSE(queues_.Submit(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, {}, asked));
+  }
+  queues_.EndPolling(DriveQueue::kInfo);
+  EXPECT_EQ(Fetch().major, 0xFFFFFFFFu);
 }
 
-TEST(RequestChannelTest, WaitsForARequestThatIsServed) {
-  RequestQueues queues;
-  queues.OpenHandle(1);
+TEST_F(RequestRowTest, ARequestThatIsServedIsWaitedForAllTheSame) {
   std::promise<void> fetched, has_asked;
   int calls = 0;
   auto asked = std::async(std::launch::async, [&] {
-    return queues.Submit(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, {}, [&] {
+    return queues_.Submit(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, {}, [&] {
       ++calls;
       if (calls == 1) fetched.get_future().wait();
       if (calls == 2) has_asked.set_value();
       return false;
     });
   });
-  RequestRecord record;
-  uint32_t returned = 0;
-  queues.Control(1, IOCTL_GET_INFO_REQUEST, &record, sizeof record, &record, sizeof record,
-                 &returned);
+  Fetch();
   fetched.set_value();
   has_asked.get_future().wait();
-  const StatusWord status = kNamespaceSuccess;
-  queues.Control(1, IOCTL_NAMESPACE_REPLY, &status, sizeof status, nullptr, 0, &returned);
+  Reply(kNamespaceSuccess);
   EXPECT_TRUE(asked.get());
 }
 

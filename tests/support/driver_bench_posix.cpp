@@ -9,6 +9,7 @@
 #include <mutex>
 #include <utility>
 
+#include "apps/zvdrive/drive/write_block.h"
 #include "apps/zvdrive/queues/request_queues.h"
 #include "driver/drive_device.h"
 #include "driver/protocol.h"
@@ -283,8 +284,7 @@ Outcome ToOutcome(RequestEnd end) {
 
 // Large blocks are worked on where they lie, as the drive's are.
 HandedBlock Hand(std::span<const std::byte> block) {
-  constexpr size_t kLeastLent = 65536;
-  if (block.size() < kLeastLent) return {.bytes = block, .keeper = {}};
+  if (block.size() < kLeastGathered) return {.bytes = block, .keeper = {}};
   const auto kept = std::make_shared<const std::vector<std::byte>>(block.begin(), block.end());
   return {.bytes = *kept, .keeper = kept};
 }

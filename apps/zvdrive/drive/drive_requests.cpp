@@ -39,11 +39,10 @@ std::unique_lock<std::mutex> DriveRequests::TakeTurn() {
 }
 
 std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const RequestRecord& record,
-                                                  std::span<const std::byte> block,
                                                   std::span<std::byte> into,
                                                   const WhileWaiting& while_waiting) {
   const auto turn = TakeTurn();
-  return channel_.Submit(queue, record, block, into, while_waiting);
+  return channel_.Submit(queue, record, {}, into, while_waiting);
 }
 
 DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder, const NodeSink& sink) {
@@ -77,8 +76,8 @@ DriveResult<std::vector<NamedNode>> DriveRequests::Walk(TextView folder, const N
 
 std::optional<NodeInfo> DriveRequests::QueryInfo(TextView path) {
   const RequestRecord record = MakeRecord(MajorCode::kQueryInfo, MinorCode::kNone, path);
-  const auto reply = ReplyOf<DirectoryEntry>(Submit(DriveQueue::kInfo, record, {}, {}, {}),
-                                             IOCTL_QUERY_INFO_REPLY);
+  const auto reply =
+      ReplyOf<DirectoryEntry>(Submit(DriveQueue::kInfo, record, {}, {}), IOCTL_QUERY_INFO_REPLY);
   if (!reply || reply->directory_flag == kNoSuchEntry) return std::nullopt;
   return InfoOf(*reply);
 }
@@ -86,7 +85,7 @@ std::optional<NodeInfo> DriveRequests::QueryInfo(TextView path) {
 DriveResult<VolumeSize> DriveRequests::Volume() {
   const RequestRecord record = MakeRecord(MajorCode::kVolumeInfo, MinorCode::kNone, kDriveRoot);
   const auto reply =
-      ReplyOf<VolumeReply>(Submit(DriveQueue::kInfo, record, {}, {}, {}), IOCTL_VOLUME_REPLY);
+      ReplyOf<VolumeReply>(Submit(DriveQueue::kInfo, record, {}, {}), IOCTL_VOLUME_REPLY);
   if (!reply || reply->status != kNamespaceSuccess) return DriveError::kIo;
   return VolumeSize{.quota_mib = reply->quota_mib, .used_mib = reply->used_mib};
 }
@@ -96,7 +95,7 @@ DriveResult<size_t> DriveRequests::Read(TextView path, int64_t offset, std::span
   RequestRecord record = MakeRecord(MajorCode::kRestore, MinorCode::kNone, path);
   record.length_or_index = static_cast<uint32_t>(into.size());
   record.offset = offset;
-  const auto answer = Submit(DriveQueue::kTransfer, record, {}, into, while_waiting);
+  const auto answer = Submit(DriveQueue::kTransfer, record, into, while_waiting);
   const auto reply = ReplyOf<TransferReply>(answer, IOCTL_RESTORE_REPLY);
   if (!reply || reply->status != kTransferSuccess) return DriveError::kIo;
   return answer->data_size;
@@ -174,7 +173,7 @@ DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kZeroBackup, path);
   record.SetProcessName(process);
   const auto reply =
-      ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, {}, {}, {}), IOCTL_BACKUP_REPLY);
+      ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, {}, {}), IOCTL_BACKUP_REPLY);
   return reply && reply->status == kTransferSuccess ? DriveError::kNone : DriveError::kIo;
 }
 
@@ -182,8 +181,8 @@ DriveError DriveRequests::Complete(TextView path, TextView process,
                                    const WhileWaiting& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kBackupComplete, path);
   record.SetProcessName(process);
-  const auto reply = ReplyOf<StatusWord>(
-      Submit(DriveQueue::kTransfer, record, {}, {}, while_waiting), IOCTL_TRANSFER_STATUS_REPLY);
+  const auto reply = ReplyOf<StatusWord>(Submit(DriveQueue::kTransfer, record, {}, while_waiting),
+                                         IOCTL_TRANSFER_STATUS_REPLY);
   return reply ? DriveError::kNone : DriveError::kIo;
 }
 
@@ -191,7 +190,7 @@ std::optional<StatusWord> DriveRequests::SubmitForStatus(DriveQueue queue,
                                                          const RequestRecord& record) {
   const uint32_t code =
       queue == DriveQueue::kInfo ? IOCTL_NAMESPACE_REPLY : IOCTL_TRANSFER_STATUS_REPLY;
-  return ReplyOf<StatusWord>(Submit(queue, record, {}, {}, {}), code);
+  return ReplyOf<StatusWord>(Submit(queue, record, {}, {}), code);
 }
 
 DriveError DriveRequests::MakeFolder(TextView path) {

@@ -86,8 +86,7 @@ class DriveRequests {
 
  private:
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
-                                     std::span<const std::byte> block, std::span<std::byte> into,
-                                     const WhileWaiting& while_waiting);
+                                     std::span<std::byte> into, const WhileWaiting& while_waiting);
   std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
   class Block;
 

@@ -79,13 +79,9 @@ class VirtualDrive {
   DriveError BeginMapping(OpenFile& file);
   void EndMapping(OpenFile& file);
   DriveResult<size_t> Read(OpenFile& file, int64_t offset, std::span<std::byte> into);
-  DriveError Write(OpenFile& file, int64_t offset, std::span<const std::byte> data);
+  DriveError Write(OpenFile& file, int64_t offset, const Written& written);
   // Writes at the end as the drive knows it.
-  DriveError Append(OpenFile& file, std::span<const std::byte> data);
-  // The same for bytes in a block of their own, which may be handed on as it is: then another one,
-  // or none, is left in its place.
-  DriveError Write(OpenFile& file, int64_t offset, WriteBlockPtr& block);
-  DriveError Append(OpenFile& file, WriteBlockPtr& block);
+  DriveError Append(OpenFile& file, const Written& written);
   DriveError Resize(OpenFile& file, int64_t size);
   DriveError ResizePath(TextView path, int64_t size, TextView process);
   // Sends what was written. kNotStored: it stays in the cache and is tried again later.
@@ -154,11 +150,6 @@ class VirtualDrive {
   // Makes the worker bring the whole content into its cache. For a file that is not empty.
   DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);
-  // What a program writes: the bytes, and the block that they fill, if they have one of their own.
-  struct Written {
-    std::span<const std::byte> bytes;
-    WriteBlockPtr* block = nullptr;
-  };
   DriveError Gather(OpenFile& file, int64_t offset, const Written& written);
   // Hands a whole block on without waiting for it, once the one before it is settled.
   DriveError BeginStoring(OpenFile& file);

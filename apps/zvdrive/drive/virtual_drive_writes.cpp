@@ -9,10 +9,6 @@
 namespace zv {
 namespace {
 
-// Writes of this many bytes or more come from a copy: those that follow each other are handed on
-// together. Smaller ones are stored one by one, so that they outlive this process.
-constexpr size_t kGatheredWrite = 65536;
-
 // Bytes set aside while their file is made anew.
 class Spool {
  public:
@@ -31,24 +27,14 @@ class Spool {
 
 }  // namespace
 
-DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, std::span<const std::byte> data) {
+DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, const Written& written) {
   const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, offset, {.bytes = data});
+  return WriteLocked(file, offset, written);
 }
 
-DriveError VirtualDrive::Append(OpenFile& file, std::span<const std::byte> data) {
+DriveError VirtualDrive::Append(OpenFile& file, const Written& written) {
   const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, file.size, {.bytes = data});
-}
-
-DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, WriteBlockPtr& block) {
-  const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, offset, {.bytes = block->bytes(), .block = &block});
-}
-
-DriveError VirtualDrive::Append(OpenFile& file, WriteBlockPtr& block) {
-  const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, file.size, {.bytes = block->bytes(), .block = &block});
+  return WriteLocked(file, file.size, written);
 }
 
 DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset, const Written& written) {
@@ -62,7 +48,7 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset, const Writt
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
   const GatheredWrites& gathered = file.gathered;
   const bool gathers =
-      data.size() >= kGatheredWrite && data.size() <= kLargestBlock && file.views == 0;
+      data.size() >= kLeastGathered && data.size() <= kLargestBlock && file.views == 0;
   const bool follows = gathered.empty() || (offset == gathered.end() &&
                                             gathered.bytes().size() + data.size() <= kLargestBlock);
   if (!gathers || !follows) {
@@ -229,7 +215,7 @@ DriveError VirtualDrive::ResizeLocked(OpenFile& file, int64_t size) {
   }
   if (size < old_size) return Shrink(file, size);
   constexpr std::byte kZero{0};
-  return WriteLocked(file, size - 1, {.bytes = {&kZero, 1}});
+  return WriteLocked(file, size - 1, std::span(&kZero, 1));
 }
 
 // No request shrinks a file: what stays is read, and sent again as a new content.
@@ -250,7 +236,8 @@ DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
   while (file.size < size) {
     const size_t count = spool.Take(block);
     if (count == 0) return DriveError::kIo;
-    const DriveError error = WriteLocked(file, file.size, {.bytes = std::span(block).first(count)});
+    const DriveError error =
+        WriteLocked(file, file.size, std::as_bytes(std::span(block).first(count)));
     if (error != DriveError::kNone) return error;
   }
   return DriveError::kNone;

@@ -11,6 +11,9 @@
 namespace zv {
 
 inline constexpr size_t kLargestBlock = 1 << 20;  // bytes of one transfer step
+// Writes of this many bytes or more come from a copy: those that follow each other are handed on
+// together. Smaller ones are stored one by one, so that they outlive this process.
+inline constexpr size_t kLeastGathered = 65536;
 
 class WriteBlock {
  public:
@@ -38,5 +41,15 @@ class WriteBlock {
 
 // Whoever has a share may read it, until its row has ended as stored; then it may be filled again.
 using WriteBlockPtr = std::shared_ptr<WriteBlock>;
+
+// What a program writes: bytes that are the caller's, or the block that they came in. That may be
+// handed on as it is; then another one, or none, is left in its place.
+struct Written {
+  Written(std::span<const std::byte> these) : bytes(these) {}
+  Written(WriteBlockPtr& whole) : bytes(whole->bytes()), block(&whole) {}
+
+  std::span<const std::byte> bytes;
+  WriteBlockPtr* block = nullptr;
+};
 
 }  // namespace zv

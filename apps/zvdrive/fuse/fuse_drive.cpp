@@ -287,19 +287,12 @@ int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
   });
 }
 
-// bytes: a span of them or a block.
-template <typename Bytes>
-DriveError WriteBytes(const fuse_file_info* info, off_t offset, Bytes& bytes) {
-  OpenFile& file = FileOf(info);
-  return Appends(info) ? Drive().Append(file, bytes) : Drive().Write(file, offset, bytes);
-}
-
 int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
   return Answer([&] {
-    const auto bytes = std::as_bytes(std::span(data, size));
     WriteBlockPtr* const block = ReceivedWrite();
-    const DriveError error =
-        block ? WriteBytes(info, offset, *block) : WriteBytes(info, offset, bytes);
+    const Written written = block ? Written(*block) : std::as_bytes(std::span(data, size));
+    const DriveError error = Appends(info) ? Drive().Append(FileOf(info), written)
+                                           : Drive().Write(FileOf(info), offset, written);
     return error == DriveError::kNone ? static_cast<int>(size) : Result(error);
   });
 }

@@ -10,8 +10,6 @@ namespace zv {
 namespace {
 
 constexpr size_t kHead = sizeof(FuseRequestHeader) + sizeof(FuseWriteRequest);
-// Less is copied as quickly as it is handed on.
-constexpr size_t kLeastReceived = 65536;
 
 // libfuse answers a request on the thread that read it.
 thread_local WriteBlockPtr received;
@@ -34,7 +32,7 @@ ptrdiff_t ReceiveRequest(int device, std::span<std::byte> buffer) {
   const ptrdiff_t count = ReadFuseRequest(device, {buffer.first(kHead), received->memory(), rest});
   if (count <= static_cast<ptrdiff_t>(kHead)) return count;
   const size_t got = std::min(static_cast<size_t>(count) - kHead, kLargestBlock);
-  holds_a_write = got >= kLeastReceived && BytesOfWrite(buffer.first(kHead)) == got;
+  holds_a_write = got >= kLeastGathered && BytesOfWrite(buffer.first(kHead)) == got;
   if (holds_a_write) {
     received->SetSize(got);
   } else {
