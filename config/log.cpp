@@ -40,7 +40,8 @@ TextView LevelName(int32_t level) {
 File OpenForAppending(const Text& path) {
   File file = File::Open(path, Access::kReadWrite, Disposition::kOpenAlways);
   if (file) return file;
-  if (!MakeFolders(path.substr(0, path.rfind(u'\\')))) return file;
+  const size_t folder_end = path.rfind(u'\\');
+  if (folder_end == Text::npos || !MakeFolders(path.substr(0, folder_end))) return file;
   return File::Open(path, Access::kReadWrite, Disposition::kOpenAlways);
 }
 

@@ -56,6 +56,7 @@ void DirectoryRequest(CEventPolling& polling, const RequestRecord& request) {
     const auto index = static_cast<int32_t>(request.length_or_index);
     if (!polling.cache().GetCachedDirContents(ServerPath(request.Path()), index, &entry)) {
       MarkAbsent(entry);
+      entry.kind = request.length_or_index;
     }
     log.WriteTrace(u"no more file value : %ld", entry.last_entry);
     if (entry.last_entry == 1) polling.cache().ForgetFolderState();

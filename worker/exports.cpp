@@ -31,7 +31,8 @@ TextView ViewOf(const ZvChar* text) { return text ? TextView(text) : TextView();
 // Paths that pass through a local buffer of 520 bytes are cut there.
 TextView CutToBuffer(const ZvChar* path) { return ViewOf(path).substr(0, kLocalPathUnits); }
 
-// What the operations let out can only be lack of memory while an object is made.
+// What the operations let out can only be lack of memory while an object is made, or the shared
+// block mapped.
 template <typename Result, typename Body>
 Result Contained(Result neutral, Body&& body) {
   return zv::Guarded(neutral, std::forward<Body>(body), [](const zv::Failure&) {});
@@ -66,7 +67,9 @@ uint32_t ZVWORKER_CALL GetDriveConnection(const ZvChar* local_name, ZvChar* remo
 int32_t ZVWORKER_CALL GetInternetDetails(ZvChar* name, uint32_t* first_count,
                                          uint32_t* second_count, uint32_t* elapsed_seconds,
                                          uint16_t mode) {
-  return zv::ReadProgressDetails(name, first_count, second_count, elapsed_seconds, mode);
+  return Contained(int32_t{0}, [&] {
+    return zv::ReadProgressDetails(name, first_count, second_count, elapsed_seconds, mode);
+  });
 }
 
 uint32_t ZVWORKER_CALL WrapperUpdate(const ZvChar* path, const ZvFindData* information) {
@@ -99,13 +102,20 @@ uint32_t ZVWORKER_CALL DeleteListingFile(const ZvChar* path) {
                    [&]() -> uint32_t { return zv::CWebDAV().DeleteServerFile(ViewOf(path)); });
 }
 
-uint64_t ZVWORKER_CALL GetUsedSpace(void) { return zv::GetUsedSpaceBytes(); }
+uint64_t ZVWORKER_CALL GetUsedSpace(void) {
+  return Contained(uint64_t{0}, [] { return zv::GetUsedSpaceBytes(); });
+}
 
 uint32_t ZVWORKER_CALL DeleteCache(void) {
   return Contained(uint32_t{0}, []() -> uint32_t { return zv::CCache().ApplyPendingDeletes(); });
 }
 
-void ZVWORKER_CALL ResetProgressDetails(void) { zv::ResetProgress(); }
+void ZVWORKER_CALL ResetProgressDetails(void) {
+  Contained(false, [] {
+    zv::ResetProgress();
+    return true;
+  });
+}
 
 uint32_t ZVWORKER_CALL CheckLastModifiedTime(const ZvChar* path) {
   return Contained(uint32_t{0},

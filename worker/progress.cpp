@@ -49,7 +49,9 @@ bool SetProgressDetails(TransferKind kind, TextView name, uint32_t first_count,
   Put(record.second_count, second_count);
   Put(record.elapsed_seconds, static_cast<uint32_t>(UnixTime() - start_time));
   Put(record.kind, static_cast<int16_t>(kind));
-  return std::atomic_ref(record.cancel_request).exchange(0, std::memory_order_relaxed) == 1;
+  uint8_t asked = 1;
+  return std::atomic_ref(record.cancel_request)
+      .compare_exchange_strong(asked, 0, std::memory_order_relaxed);
 }
 
 void PublishIdle() { SetProgressDetails(TransferKind::kIdle, {}, 0, 0, 0); }

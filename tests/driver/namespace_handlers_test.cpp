@@ -44,7 +44,9 @@ TEST_F(NamespaceTest, EndsAListingPastItsLastEntry) {
   StartWorker();
   WriteListing(u"/Docs", {u"a.txt?0?5?32?100?200"});
   AskDirectory(u"\\Docs\\", 1);
-  ExpectAbsent(AskDirectory(u"\\Docs\\", 2));
+  const DirectoryEntry end = AskDirectory(u"\\Docs\\", 2);
+  ExpectAbsent(end);
+  EXPECT_EQ(end.kind, 2u);
   EXPECT_TRUE(PollLogHas(u"no more file value : 1"));
 }
 
@@ -70,11 +72,12 @@ TEST_F(NamespaceTest, TakesAnEmptyPathForTheRoot) {
 
 TEST_F(NamespaceTest, CutsANameAtItsField) {
   StartWorker();
-  const Text name(300, u'n');
-  WriteListing(u"/Docs", {name + u"?0?5?32?100?200"});
-  const DirectoryEntry entry = AskDirectory(u"\\Docs\\", 1);
-  EXPECT_EQ(entry.Name(), Text(259, u'n'));
-  EXPECT_EQ(entry.name[259], u'\0');
+  for (const size_t length : {259, 260, 300}) {
+    WriteListing(u"/Docs", {Text(length, u'n') + u"?0?5?32?100?200"});
+    const DirectoryEntry entry = AskDirectory(u"\\Docs\\", 1);
+    EXPECT_EQ(entry.Name(), Text(259, u'n')) << length;
+    EXPECT_EQ(entry.name[259], u'\0') << length;
+  }
 }
 
 TEST_F(NamespaceTest, FetchesAFolderThatWasNeverListed) {

@@ -48,5 +48,26 @@ TEST_F(ExportsWithoutMemory, AnswerWhatTheyCouldFindOut) {
   EXPECT_EQ(IsListingFileExist(u"/a", u"/a"), 3U);
 }
 
+// The first of them in a process makes the block that they read.
+TEST(ExportsOfANewProcess, AnswerNothingWithoutMemoryForTheSharedBlock) {
+  const TestHome home;
+  uint64_t used = 1;
+  int32_t kind = 1;
+  {
+    const FailingAllocation failing(0, ThrowNoMemory);
+    used = GetUsedSpace();
+  }
+  {
+    const FailingAllocation failing(0, ThrowNoMemory);
+    kind = GetInternetDetails(nullptr, nullptr, nullptr, nullptr, 0);
+  }
+  {
+    const FailingAllocation failing(0, ThrowNoMemory);
+    ResetProgressDetails();
+  }
+  EXPECT_EQ(used, 0U);
+  EXPECT_EQ(kind, 0);
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -103,6 +103,12 @@ TEST_F(Progress, CancelKeepsAnEarlierOne) {
   EXPECT_EQ(GetSharedBlock().progress.cancel_request, 1);
 }
 
+TEST_F(Progress, OnlyAOneAsksForACancel) {
+  GetSharedBlock().progress.cancel_request = 2;
+  EXPECT_FALSE(SetProgressDetails(TransferKind::kDownload, u"/a", 1, 2, UnixTime()));
+  EXPECT_EQ(GetSharedBlock().progress.cancel_request, 2);
+}
+
 TEST_F(Progress, CancelNeverWritesTheName) {
   SetProgressDetails(TransferKind::kDownload, u"/a", 11, 22, UnixTime());
   Text name = u"/other";
