@@ -91,7 +91,8 @@ void CCache::CleanAfterDelete(TextView path) {
     trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", stem,
                           GetLastErrorText());
   }
-  if (is_sync()) {
+  // A folder's path has no name after its last "/", and so no staged copy.
+  if (is_sync() && !server_path.ends_with(u'/')) {
     const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
     ForgetResource(stem, StagingPrefix(user_name));
   } else {
@@ -121,7 +122,7 @@ void CCache::ForgetJournalled(TextView path, TextView staging_prefix) {
     ClearFolder(stem, false);
     return;
   }
-  // A folder's path has no name after its last "/", and so no staged copy.
+  // As after a delete that was asked for.
   ForgetResource(stem, path.ends_with(u'/') ? TextView() : staging_prefix);
 }
 

@@ -167,12 +167,15 @@ void CCache::ClearStaleTarget(const Rename& rename) {
   // Two names that differ in case only, or "/a#b" and "/a/b", are one in the cache.
   if (EqualsNoCase(names_.GetFileRecordName(rename.old_path), content)) return;
   const Text listing = names_.GetDirRecordName(rename.new_path);
-  for (const Text& file : {content, listing}) {
-    RemoveFile(file);
-    RemoveFile(file + Text(kTimeFileSuffix));
+  std::vector<Text> stale = {content, listing, content + Text(kTimeFileSuffix),
+                             listing + Text(kTimeFileSuffix)};
+  if (rename.known != Rename::Known::kFile) {
+    stale = SubtreeFiles(names_, rename.new_path);
+    // Of "/a" renamed to "/a#b", what lies beneath "/a/b" looks like the target's.
+    const std::vector<Text> moved = SubtreeFiles(names_, rename.old_path);
+    std::erase_if(stale, [&](const Text& file) { return std::ranges::count(moved, file) > 0; });
   }
-  if (rename.known == Rename::Known::kFile) return;
-  for (const Text& file : SubtreeFiles(names_, rename.new_path)) RemoveFile(file);
+  for (const Text& file : stale) RemoveFile(file);
 }
 
 void CCache::MoveContents(const Rename& rename) {
@@ -184,7 +187,10 @@ void CCache::MoveContents(const Rename& rename) {
   }
   MoveTimeFile(names_.GetDirRecordName(rename.old_path), names_.GetDirRecordName(rename.new_path));
   if (MoveToNew(old_content, new_content) || rename.known == Rename::Known::kFile) return;
-  for (const Text& file : SubtreeFiles(names_, rename.old_path)) {
+  std::vector<Text> files = SubtreeFiles(names_, rename.old_path);
+  // None moves to where another one still is.
+  std::ranges::sort(files, [](TextView a, TextView b) { return a.size() > b.size(); });
+  for (const Text& file : files) {
     MoveToNew(file, SubtreeFileAfterRename(names_, file, rename.old_path, rename.new_path));
   }
 }

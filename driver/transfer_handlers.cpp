@@ -142,11 +142,10 @@ void ZeroBackupRequest(CEventPolling& polling, const RequestRecord& request) {
     TransferRequest empty_file;
     empty_file.path = ServerPath(request.Path());
     TransferReply reply;
-    if (!polling.cache().BackupZeroFile(empty_file, IsFromExplorer(request))) {
-      reply.status = kTransferFailure;
-    }
+    const bool made = polling.cache().BackupZeroFile(empty_file, IsFromExplorer(request));
+    if (!made) reply.status = kTransferFailure;
     ExchangeBackupReply(polling.drive(), reply);
-    if (reply.status != kTransferFailure && !request.Path().empty()) {
+    if (made && !request.Path().empty()) {
       NotifyShell(kShellCreateItem, LocalFullPath(request.Path()));
     }
   });

@@ -237,6 +237,20 @@ TEST_F(RenameTest, OfAFolderTakesItsPendingFilesAlong) {
   EXPECT_EQ(Content(u"/c/f2"), "new");
 }
 
+TEST_F(RenameTest, OntoTheCacheNamesOfItsOwnSubtreeLosesNothing) {
+  account_.AddFolder("/x", kEarly);
+  WriteListing(u"", u"x?1?0?16?1?2\r\n");
+  WriteListing(u"/x", u"y?1?0?16?1?2\r\n");
+  WriteListing(u"/x/y", u"f?0?3?0?1?2\r\n");
+  WriteContent(u"/x/y/f", "new");
+  cache().pending().Add(u"/x/y/f", PendingKind::kContent, u"");
+  EXPECT_EQ(Move(u"/x", u"/x#y"), kRenameDone);
+  EXPECT_EQ(PendingPaths(), std::vector<Text>{u"/x#y/y/f"});
+  EXPECT_EQ(Content(u"/x#y/y/f"), "new");
+  EXPECT_EQ(ListingText(u"/x#y"), u"y?1?0?16?1?2\r\n");
+  EXPECT_EQ(ListingText(u"/x#y/y"), u"f?0?3?0?1?2\r\n");
+}
+
 class DeleteTest : public Changes {
  protected:
   bool Delete(TextView path) { return cache().DeleteCachedResource(path, true); }

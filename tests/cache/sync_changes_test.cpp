@@ -93,6 +93,13 @@ TEST_F(SyncChanges, ADeletedFolderIsJournalledByItsTrailingSlash) {
   EXPECT_EQ(ListingText(u"/a"), u"");
 }
 
+TEST_F(SyncChanges, ADeletedFolderLeavesTheStagedCopyOfAFileOfItsName) {
+  WriteListing(u"/a", u"b?1?0?0?0?0\r\n");
+  WriteFileBytes(u"C:\\Stratel Drive\\cache@u\\b", "another folder's");
+  EXPECT_TRUE(cache().DeleteCachedResource(u"/a/b/", true));
+  EXPECT_TRUE(FileExists(u"C:\\Stratel Drive\\cache@u\\b"));
+}
+
 TEST_F(SyncChanges, ADeletedFileLosesItsStagedCopyToo) {
   WriteListing(u"/a", u"c.txt?0?1?0?0?0\r\n");
   WriteContent(u"/a/c.txt", "1");
