@@ -143,7 +143,7 @@ class CCache {
   // --- listings
   bool RefreshListing(TextView folder, const Text& listing_file, int32_t index);
   bool FetchMissingListing(TextView folder);
-  bool FetchStaleListing(TextView folder, const Text& listing_file);
+  bool FetchStaleListing(TextView folder);
   bool FetchServerEntries(TextView folder, DirectoryEntry** entries);
   bool FetchSyncEntries(TextView folder, DirectoryEntry** entries, const ListingFetch& fetch);
   bool StoreListing(TextView folder, Text text, TextView failure_format, const ListingFetch& fetch);
@@ -165,7 +165,7 @@ class CCache {
   bool ReadFromServer(TransferRequest& request);
   bool DownloadContent(TextView path, const Text& content_file);
   bool SyncDownload(TextView path, const Text& content_file);
-  void ForgetContentTime(TextView path);
+  void NoteBeingWritten(TextView path);
   bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
   bool StageContent(TextView path, const Text& content_file, const Text& staged);
@@ -220,7 +220,7 @@ class CCache {
   CurrentEntry current_entry_;
   RecordList file_list_;
   Text file_list_source_;
-  Text unsent_path_;  // its stored time was dropped when its content began to change
+  Text unsent_path_;  // its content has begun to change, and that was noted
 };
 
 }  // namespace zv

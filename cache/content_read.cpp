@@ -174,7 +174,7 @@ bool CCache::CacheFile(const TransferRequest& request) {
       [&] {
         const Text content_file = names_.GetFileRecordName(request.path);
         const bool anew = request.force_store && request.offset == 0;
-        ForgetContentTime(request.path);
+        NoteBeingWritten(request.path);
         File file = File::Open(content_file, Access::kWrite,
                                anew ? Disposition::kCreateAlways : Disposition::kOpenAlways);
         if (!file) {
@@ -193,10 +193,14 @@ bool CCache::CacheFile(const TransferRequest& request) {
 }
 
 // Content that begins to differ from the server's must not look like the server's copy, should this
-// process end before it is sent.
-void CCache::ForgetContentTime(TextView path) {
+// process end before it is sent; and no check may take it away meanwhile.
+void CCache::NoteBeingWritten(TextView path) {
   if (unsent_path_ == path) return;
-  RemoveFile(names_.GetFileRecordName(path) + Text(kTimeFileSuffix));
+  const Text time_file = names_.GetFileRecordName(path) + Text(kTimeFileSuffix);
+  if (FileExists(time_file)) {
+    if (!IsPending(path)) SetPending(path, PendingKind::kBeingWritten, u"");
+    RemoveFile(time_file);
+  }
   unsent_path_ = path;
 }
 

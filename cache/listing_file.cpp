@@ -37,8 +37,11 @@ std::optional<Text> ReadListing(TextView listing_file, Disposition disposition) 
 bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView text) {
   const ListingLock lock;
   const std::string bytes = ToUtf16LeBytes(text);
-  // In place only where the system keeps a file that others have open from being replaced.
-  return ReplaceFileWhole(names, listing_file, bytes) || WriteInPlace(listing_file, bytes);
+  if (ReplaceFileWhole(names, listing_file, bytes)) return true;
+  // In place only where the system keeps a file that others have open from being replaced. What is
+  // left of it when this process is killed must not be taken for current.
+  RemoveFile(Text(listing_file) + Text(kTimeFileSuffix));
+  return WriteInPlace(listing_file, bytes);
 }
 
 bool ExtendListing(const CacheNames& names, TextView listing_file, File file, TextView text,

@@ -42,7 +42,7 @@ bool CCache::GetCachedDirContents(TextView folder, int32_t index, DirectoryEntry
 bool CCache::RefreshListing(TextView folder, const Text& listing_file, int32_t index) {
   if (!FileExists(listing_file)) return FetchMissingListing(folder);
   const bool checked = folder == last_checked_folder_;
-  if (!checked && cache_enabled_ && !is_sync()) return FetchStaleListing(folder, listing_file);
+  if (!checked && cache_enabled_ && !is_sync()) return FetchStaleListing(folder);
   // A sync account compares no times; each walk fetches anew.
   if (is_sync() && index == 1) return CacheFolderContents(folder);
   return true;
@@ -57,7 +57,7 @@ bool CCache::FetchMissingListing(TextView folder) {
   return true;
 }
 
-bool CCache::FetchStaleListing(TextView folder, const Text& listing_file) {
+bool CCache::FetchStaleListing(TextView folder) {
   FileTime stored;
   GetFileTimeEntry(folder, &stored);
   last_checked_folder_ = folder;
@@ -67,11 +67,9 @@ bool CCache::FetchStaleListing(TextView folder, const Text& listing_file) {
   const FileTime server_time = ToFileTime(server_seconds);
   if (answered && CompareFileTime(stored, server_time)) return true;
 
-  // Storing the listing takes the time file away, which decides about the folder's own entry.
-  const bool was_timed = FileExists(listing_file + Text(kTimeFileSuffix));
   if (!CacheFolderContents(folder)) return false;
   if (!answered) return true;
-  if (was_timed) UpdateOwnEntry(folder, server_time);
+  UpdateRootCacheFileList(folder, server_time);
   SetFileTimeEntry(folder, server_time);
   return true;
 }
@@ -128,12 +126,8 @@ bool CCache::FetchSyncEntries(TextView folder, DirectoryEntry** entries,
 bool CCache::StoreListing(TextView folder, Text text, TextView failure_format,
                           const ListingFetch& fetch) {
   const Text listing_file = names_.GetDirRecordName(folder);
-  const Text time_file = names_.GetTimeFileName(folder);
   const ListingLock lock;
-  // Without its time a listing is never taken for current, whatever happens from here on.
-  RemoveFile(time_file);
-  const Text listing_time_file = listing_file + Text(kTimeFileSuffix);
-  if (time_file != listing_time_file) RemoveFile(listing_time_file);
+  // The time file stays: the listing is newer than it, and an older time only means another fetch.
   if (ReplaceListing(names_, listing_file, fetch.Replay(std::move(text)))) return true;
   trace_log_.WriteTrace(failure_format, listing_file, GetLastErrorText());
   return false;
@@ -161,7 +155,8 @@ std::vector<DirectoryEntry> CCache::PendingEntries(TextView folder) {
   std::vector<DirectoryEntry> entries;
   const Text parent = PathParent(WithTrailingSlash(ReplaceAll(folder, u'\\', u'/')));
   for (const PendingUpload& upload : pending_.List()) {
-    if (PathParent(upload.path) != parent) continue;
+    // A file that is being written keeps its record until it is complete.
+    if (upload.kind == PendingKind::kBeingWritten || PathParent(upload.path) != parent) continue;
     DirectoryEntry entry;
     entry.SetName(PathLeaf(upload.path));
     int64_t time = upload.since.value;

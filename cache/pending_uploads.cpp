@@ -68,8 +68,10 @@ PendingUpload ParseLine(TextView line) {
   const TextView end_mark(&kFieldEnd, 1);
   PendingUpload upload;
   const int32_t kind = ParseInt32(TakeUntil(&line, end_mark));
-  if (kind == static_cast<int32_t>(PendingKind::kEmpty)) upload.kind = PendingKind::kEmpty;
-  if (kind == static_cast<int32_t>(PendingKind::kCacheOnly)) upload.kind = PendingKind::kCacheOnly;
+  for (const PendingKind known :
+       {PendingKind::kEmpty, PendingKind::kCacheOnly, PendingKind::kBeingWritten}) {
+    if (kind == static_cast<int32_t>(known)) upload.kind = known;
+  }
   upload.since = {ParseInt64(TakeUntil(&line, end_mark))};
   upload.path = Unescape(TakeUntil(&line, end_mark));
   upload.reason = Unescape(line);
@@ -198,6 +200,14 @@ bool PendingUploads::Remove(TextView path) {
   return Update([&](std::vector<PendingUpload>& list) {
     return LinesIf(
         std::erase_if(list, [&](const PendingUpload& each) { return each.path == path; }) > 0);
+  });
+}
+
+bool PendingUploads::RemoveUnfinished() {
+  return Update([&](std::vector<PendingUpload>& list) {
+    return LinesIf(std::erase_if(list, [](const PendingUpload& each) {
+                     return each.kind == PendingKind::kBeingWritten;
+                   }) > 0);
   });
 }
 

@@ -4,7 +4,7 @@
 // It lives beside the cache folder and outlasts the process. A path is on it from the moment an
 // upload begins until the server's copy is verified, so that neither a failure nor a crash makes a
 // file fall into oblivion; the cache keeps such a file's content and its entry in the folder's
-// listing.
+// listing. While cached content is written over, a path is on it, too: its content is kept.
 #pragma once
 
 #include <optional>
@@ -21,6 +21,9 @@ enum class PendingKind {
   kContent,    // the content file waits to be sent: send it with TransferCachedFile
   kEmpty,      // a file of zero bytes waits to be made: make it with BackupZeroFile
   kCacheOnly,  // a sync account's temporary or lock file, which is never sent
+  // Blocks are laid over the server's content; what follows makes another kind of it. Left by a
+  // process that was killed it means nothing.
+  kBeingWritten,
 };
 
 struct PendingUpload {
@@ -47,6 +50,8 @@ class PendingUploads {
   // Adds a path, or gives one that is there another kind and reason.
   bool Add(TextView path, PendingKind kind, TextView reason);
   bool Remove(TextView path);
+  // What an earlier process was writing. For the process that serves the drive, at its beginning.
+  bool RemoveUnfinished();
   // A path and everything beneath it, but nothing at or beneath the other one.
   bool RemoveTree(TextView path, TextView except = {});
   // A rename of a path and everything beneath it takes two steps, so that each content file is

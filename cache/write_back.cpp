@@ -51,7 +51,8 @@ bool CCache::SendContent(TextView path, const Text& content_file, bool has_conte
   unsent_path_.clear();
   if (!has_content) {
     const auto pending = pending_.Find(path);
-    if (pending && pending->kind == PendingKind::kContent) {
+    if (pending &&
+        (pending->kind == PendingKind::kContent || pending->kind == PendingKind::kBeingWritten)) {
       trace_log_.WriteTrace(u"The content of %s is gone, and its upload with it.", path);
       SetStored(path);
     }
@@ -189,8 +190,12 @@ bool CCache::SyncUploadEmpty(TextView path, const SyncAccount& account) {
 
 bool CCache::RecordEmptyFile(TextView path) {
   const TextView leaf = PathLeaf(path);
-  // The probe's contents go with everything that its name could stand for.
-  if (leaf == kTestFile) ClearCacheForPath(path, ClearKind::kFolder);
+  // The probe's contents go with everything that its name could stand for. Its own is kept for
+  // nobody, even while the empty file waits to be sent.
+  if (leaf == kTestFile) {
+    ClearCacheForPath(path, ClearKind::kFolder);
+    RemoveFile(names_.GetFileRecordName(path));
+  }
   const int64_t now = NowInSeconds();
   const Text listing_file = names_.GetDirRecordName(PathParent(path));
   const Text record = FormatRecord(RecordFormat::kShortSize,

@@ -89,7 +89,11 @@ CEventPolling::~CEventPolling() = default;
 
 void CEventPolling::InfoPolling() { Poll(kInfoLoop); }
 
-void CEventPolling::TransferPolling() { Poll(kTransferLoop); }
+// The driver of a process that was killed knows nothing of the files that it was writing.
+void CEventPolling::TransferPolling() {
+  cache_->pending().RemoveUnfinished();
+  Poll(kTransferLoop);
+}
 
 void CEventPolling::Poll(const PollingLoop& loop) {
   const auto serve = [&] {

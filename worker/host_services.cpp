@@ -38,7 +38,13 @@ size_t FindLastRetry(TextView log, TextView name) {
 
 std::optional<std::vector<PendingUpload>> ListPendingUploads() {
   using List = std::optional<std::vector<PendingUpload>>;
-  return Quietly(List(), [] { return List(PendingUploads(CacheNames()).List()); });
+  return Quietly(List(), [] {
+    List list = PendingUploads(CacheNames()).List();
+    std::erase_if(*list, [](const PendingUpload& upload) {
+      return upload.kind == PendingKind::kBeingWritten;
+    });
+    return list;
+  });
 }
 
 bool IsUploadPending(TextView drive_path) {

@@ -240,6 +240,20 @@ TEST_F(FileCheck, AFileInTheRootIsKeptInTheRootListing) {
   EXPECT_EQ(ListingText(u"/"), u"r?0?4?0?0?0\r\n");
 }
 
+TEST_F(FileCheck, AFileThatIsBeingWrittenOverStands) {
+  for (const int64_t stored : {kEarly, kLate}) {
+    WriteContent(u"/d/f.txt", "123");
+    WriteTime(u"/d/f.txt", stored);
+    EXPECT_TRUE(Store(u"/d/f.txt", "x", 0, false));
+    EXPECT_EQ(CCache().CheckFileModified(u"Z:\\d\\f.txt"), 1U);
+    EXPECT_EQ(Content(u"/d/f.txt"), "x23");
+    EXPECT_FALSE(HasTime(u"/d/f.txt"));
+    EXPECT_TRUE(cache().TransferCachedFile(u"/d/f.txt", true));
+    EXPECT_EQ(account_.Content("/d/f.txt"), "x23");
+    EXPECT_TRUE(cache().pending().List().empty());
+  }
+}
+
 TEST_F(FileCheck, AFileThatWaitsToBeSentIsNotAskedFor) {
   cache().pending().Add(u"/d/f.txt", PendingKind::kContent, u"");
   EXPECT_EQ(cache().CheckFileModified(u"Z:\\d\\f.txt"), 1U);

@@ -208,11 +208,13 @@ class OutOfDisk : public CacheTest {
 
 TEST_F(OutOfDisk, ARefreshKeepsTheOldListing) {
   WriteListing(u"/d", u"old?0?1?0?1?2\r\n");
+  WriteTime(u"/d/", kEarly);
   {
     const FullDisk full;
     EXPECT_FALSE(cache().CacheFolderContents(u"/d/"));
   }
   EXPECT_EQ(ListingText(u"/d"), u"old?0?1?0?1?2\r\n");
+  EXPECT_EQ(TimeOf(u"/d/"), kEarly);
   EXPECT_TRUE(TooLarge());
   EXPECT_TRUE(ListFolder(Names().work_folder()).empty());
 }

@@ -124,7 +124,7 @@ TEST_F(ListingRefresh, AFailedCheckFetchesWithoutStoringATime) {
   account_.Remove("/Docs/sub");
   account_.Force("PROPFIND", 500, 1);
   EXPECT_EQ(Walk(u"/Docs/"), (List{u"a b.txt"}));
-  EXPECT_FALSE(HasTime(u"/Docs/"));
+  EXPECT_EQ(TimeOf(u"/Docs/"), kEarly);
 }
 
 TEST_F(ListingRefresh, AFailedRefreshKeepsListingAndTime) {
@@ -223,6 +223,28 @@ TEST_F(ListingWithoutChecks, AnyValueButOneLeavesChecksOff) {
   account_.server().ClearRequests();
   Walk(u"/Docs/");
   EXPECT_EQ(account_.server().request_count(), 0U);
+}
+
+TEST_F(ListingRefresh, AFileThatIsBeingWrittenOverKeepsItsRecord) {
+  Walk(u"/Docs/");
+  const Text before = ListingText(u"/Docs");
+  WriteContent(u"/Docs/a b.txt", "more than before");
+  cache().pending().Add(u"/Docs/a b.txt", PendingKind::kBeingWritten, u"");
+  EXPECT_EQ(Walk(u"/Docs/"), (List{u"a b.txt", u"sub"}));
+  EXPECT_EQ(ListingText(u"/Docs"), before);
+}
+
+TEST_F(ListingRefresh, AFetchForTheUsedSpaceLeavesTheRootsTime) {
+  Walk(u"/");
+  const int64_t time = TimeOf(u"/");
+  int64_t quota = 0;
+  int64_t used = 0;
+  EXPECT_TRUE(cache().GetUsedSpaceDetails(&quota, &used));
+  EXPECT_EQ(TimeOf(u"/"), time);
+  account_.server().ClearRequests();
+  Walk(u"/");
+  EXPECT_EQ(checks(), 1U);
+  EXPECT_EQ(listings(), 0U);
 }
 
 using CacheStart = CacheTest;

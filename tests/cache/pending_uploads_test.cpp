@@ -57,6 +57,19 @@ TEST_F(PendingUploadsTest, GoldenBytes) {
   EXPECT_EQ(pending_.List()[0].reason, u"1\r\n2");
 }
 
+TEST_F(PendingUploadsTest, OnlyWhatIsBeingWrittenIsUnfinished) {
+  testing::VirtualClock clock(ToFileTime(Seconds1601{13'000'000'000}));
+  pending_.Add(u"/written", PendingKind::kBeingWritten, u"");
+  pending_.Add(u"/content", PendingKind::kContent, u"");
+  EXPECT_TRUE(
+      ReadFileBytes(file_).value().starts_with(ToUtf16LeBytes(u"3\t13000000000\t/written\t\r\n")));
+  EXPECT_EQ(pending_.List()[0].kind, PendingKind::kBeingWritten);
+  pending_.Add(u"/empty", PendingKind::kEmpty, u"");
+  pending_.Add(u"/kept", PendingKind::kCacheOnly, u"");
+  EXPECT_TRUE(pending_.RemoveUnfinished());
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/content", u"/empty", u"/kept"}));
+}
+
 TEST_F(PendingUploadsTest, TheFileIsEmptyAfterItsLastLine) {
   pending_.Add(u"/a", PendingKind::kContent, u"");
   EXPECT_NE(ReadFileBytes(file_), "");

@@ -255,6 +255,14 @@ TEST_F(ZeroBackup, TheTestFileClearsWhatIsCachedForIt) {
   EXPECT_EQ(ListingText(u"/docs"), Record(u"TESTDIR.TMP", 0));
 }
 
+TEST_F(ZeroBackup, TheTestFilesContentGoesAlsoWhenItCouldNotBeSent) {
+  WriteContent(u"/docs/TESTDIR.TMP", "old");
+  account_.Force("PUT", 500, 5);
+  EXPECT_FALSE(Backup(u"/docs/TESTDIR.TMP"));
+  EXPECT_EQ(Content(u"/docs/TESTDIR.TMP"), std::nullopt);
+  EXPECT_EQ(ListingText(u"/docs"), Record(u"TESTDIR.TMP", 0));
+}
+
 TEST_F(ZeroBackup, AnyOtherCaseOfTheTestFileClearsNothing) {
   WriteContent(u"/docs/testdir.tmp", "old");
   EXPECT_TRUE(Backup(u"/docs/testdir.tmp"));

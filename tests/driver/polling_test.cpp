@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "cache/pending_uploads.h"
 #include "driver/event_polling.h"
 #include "platform/clock_testing.h"
 #include "tests/driver/worker_fixture.h"
@@ -45,6 +46,18 @@ TEST_F(PollingTest, UsesOneHandleForEachQueue) {
   StopWorker();
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).opens, 2u);
   EXPECT_EQ(bench_->Use(BenchDevice::kDrive).open_now, 0u);
+}
+
+TEST_F(PollingTest, ForgetsWhatAnEarlierProcessWasWriting) {
+  home_.SetAccount(server_.host(), kUser, u"secret");
+  PendingUploads pending{CacheNames()};
+  ASSERT_TRUE(pending.Add(u"/half written", PendingKind::kBeingWritten, u""));
+  ASSERT_TRUE(pending.Add(u"/whole", PendingKind::kContent, u""));
+  StartWorker();
+  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
+  const auto list = pending.List();
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].path, u"/whole");
 }
 
 TEST_F(PollingTest, GoesOnAfterAFailedFetch) {

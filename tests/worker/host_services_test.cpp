@@ -27,6 +27,9 @@ TEST_F(HostServices, AMarkedFileIsPendingAndOverdueUntilItIsSent) {
   EXPECT_EQ(ListPendingUploads().value()[0].kind, PendingKind::kContent);
   cache().pending().Remove(u"/Docs/a.txt");
   EXPECT_TRUE(ListPendingUploads().value().empty());
+  PendingUploads(CacheNames()).Add(u"/Docs/b.txt", PendingKind::kBeingWritten, u"");
+  EXPECT_TRUE(ListPendingUploads().value().empty());
+  EXPECT_TRUE(IsUploadPending(u"\\Docs\\b.txt"));
 }
 
 TEST_F(HostServices, AMarkIsTakenBack) {
