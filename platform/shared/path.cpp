@@ -23,7 +23,7 @@ TextView TakePathElement(TextView* rest) {
   return element;
 }
 
-TextView LeafOf(TextView path) {
+TextView LastPathElement(TextView path) {
   const auto last = std::find_if(path.rbegin(), path.rend(), IsPathSeparator);
   return TextView(last.base(), path.end());
 }

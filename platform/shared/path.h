@@ -19,6 +19,6 @@ DrivePath SplitDrive(TextView path);
 // Takes the next element off a path; separators at its beginning go. Empty at the end.
 TextView TakePathElement(TextView* rest);
 // What follows the last separator.
-TextView LeafOf(TextView path);
+TextView LastPathElement(TextView path);
 
 }  // namespace zv

@@ -145,7 +145,7 @@ bool MakeFolders(TextView folder) {
   if (MakeOneFolder(*native)) return true;
   if (::GetLastError() != ERROR_PATH_NOT_FOUND) return false;
   while (!folder.empty() && IsPathSeparator(folder.back())) folder.remove_suffix(1);
-  const TextView parent = folder.substr(0, folder.size() - LeafOf(folder).size());
+  const TextView parent = folder.substr(0, folder.size() - LastPathElement(folder).size());
   return !parent.empty() && parent.size() < folder.size() && MakeFolders(parent) &&
          MakeOneFolder(*native);
 }
