@@ -14,8 +14,6 @@ int TerminalWidth();
 // One line from standard input, UTF-8, without its line end: with a prompt and without echo on a
 // terminal, as it comes otherwise. nullopt at the end of the input.
 std::optional<std::string> ReadSecretLine(const std::string& prompt);
-// The signed-on user's name, UTF-8; empty when unknown.
-std::string UserName();
 
 // The process's user and group, as a mounted file system shows them to its users; 0 on Windows.
 struct UserIds {

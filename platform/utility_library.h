@@ -8,13 +8,10 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 #include "platform/text.h"
 
 namespace zv {
-
-inline constexpr std::string_view kUtilityLibraryName = "ZVUtil";
 
 // Zero-terminated UTF-16 texts, in this order: the journals' path separator, sync user, password in
 // clear, key setting in clear, application server, web server, key type ("DEFAULT" or "PRIVATE").

@@ -1,6 +1,5 @@
 #include "platform/console.h"
 
-#include <pwd.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -55,11 +54,6 @@ std::optional<std::string> ReadSecretLine(const std::string& prompt) {
   auto line = ReadLine();
   std::cerr << '\n';
   return line;
-}
-
-std::string UserName() {
-  const passwd* entry = getpwuid(getuid());
-  return entry ? entry->pw_name : std::string();
 }
 
 UserIds CurrentUserIds() { return {getuid(), getgid()}; }

@@ -10,7 +10,6 @@ namespace zv {
 inline constexpr uint32_t kInternetTimeout = 12002;
 inline constexpr uint32_t kInternetInternal = 12004;
 inline constexpr uint32_t kInternetInvalidUrl = 12005;
-inline constexpr uint32_t kInternetUnknownScheme = 12006;
 inline constexpr uint32_t kInternetNameNotResolved = 12007;
 inline constexpr uint32_t kInternetInvalidOption = 12009;
 inline constexpr uint32_t kInternetInvalidOperation = 12016;

@@ -4,8 +4,6 @@
 
 #include <iostream>
 
-#include "platform/text.h"
-
 namespace zv {
 namespace {
 
@@ -59,13 +57,6 @@ std::optional<std::string> ReadSecretLine(const std::string& prompt) {
   auto line = ReadLine();
   std::cerr << '\n';
   return line;
-}
-
-std::string UserName() {
-  wchar_t name[257] = {};
-  DWORD size = 257;
-  if (!GetUserNameW(name, &size) || size == 0) return {};
-  return ToUtf8(TextView(reinterpret_cast<const char16_t*>(name), size - 1));
 }
 
 UserIds CurrentUserIds() { return {}; }
