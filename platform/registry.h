@@ -42,7 +42,6 @@ class RegistryKey {
   // nullopt when the value is missing or its data is longer than max_bytes.
   std::optional<RegistryValue> Read(TextView name, size_t max_bytes) const;
   bool Write(TextView name, uint32_t type, std::string_view data);
-  bool Remove(TextView name);
 
  private:
   struct Impl;

@@ -44,8 +44,6 @@ bool RegistryKey::Write(TextView name, uint32_t type, std::string_view data) {
   return impl_->store->Write(impl_->id, name, type, data);
 }
 
-bool RegistryKey::Remove(TextView name) { return impl_->store->Remove(impl_->id, name); }
-
 std::optional<Text> ReadPerUserText(TextView path, TextView name, size_t max_bytes) {
   const auto store = RegistryStore::Current();
   if (!store) return std::nullopt;
@@ -69,6 +67,13 @@ bool WriteMachineValue(TextView path, TextView name, uint32_t type, std::string_
   if (!store) return false;
   const auto key = store->MakeKey(Hive::kMachine, path);
   return key && store->Write(*key, name, type, data);
+}
+
+bool RemoveUserValue(TextView path, TextView name) {
+  const auto store = RegistryStore::Current();
+  if (!store) return false;
+  const auto key = store->FindKey(Hive::kUser, path);
+  return key && store->Remove(*key, name);
 }
 
 bool RemoveUserTree(TextView path) {

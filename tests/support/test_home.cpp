@@ -4,6 +4,7 @@
 
 #include "platform/file.h"
 #include "platform/registry.h"
+#include "platform/registry_testing.h"
 #include "platform/shell.h"
 
 namespace zv::testing {
@@ -35,7 +36,7 @@ void TestHome::SetSetting(TextView sub_key, TextView name, TextView text) const 
 }
 
 void TestHome::RemoveSetting(TextView sub_key, TextView name) const {
-  OpenProductKey(sub_key).Remove(name);
+  RemoveUserValue(Text(kProductKey) + Text(sub_key), name);
 }
 
 std::optional<Text> TestHome::Setting(TextView sub_key, TextView name) const {
