@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
-#include <iostream>
+#include <utility>
+
+#include "platform/shared/no_echo.h"
 
 namespace zv {
 namespace {
@@ -12,34 +14,23 @@ bool IsConsole(DWORD stream) {
   return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
 }
 
-// Echo off for the life of the object.
-class NoEcho {
- public:
-  NoEcho() : input_(GetStdHandle(STD_INPUT_HANDLE)) {
-    if (!GetConsoleMode(input_, &before_)) return;
-    const DWORD echo = ENABLE_ECHO_INPUT;
-    changed_ = SetConsoleMode(input_, before_ & ~echo) != 0;
-  }
-  ~NoEcho() {
-    if (changed_) SetConsoleMode(input_, before_);
-  }
-  NoEcho(const NoEcho&) = delete;
-  NoEcho& operator=(const NoEcho&) = delete;
+}  // namespace
 
- private:
-  HANDLE input_;
-  DWORD before_ = 0;
-  bool changed_ = false;
+struct NoEcho::Impl {
+  HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  DWORD before = 0;
 };
 
-std::optional<std::string> ReadLine() {
-  std::string line;
-  if (!std::getline(std::cin, line)) return std::nullopt;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return line;
+NoEcho::NoEcho() {
+  auto impl = std::make_unique<Impl>();
+  if (!GetConsoleMode(impl->input, &impl->before)) return;
+  const DWORD echo = ENABLE_ECHO_INPUT;
+  if (SetConsoleMode(impl->input, impl->before & ~echo)) impl_ = std::move(impl);
 }
 
-}  // namespace
+NoEcho::~NoEcho() {
+  if (impl_) SetConsoleMode(impl_->input, impl_->before);
+}
 
 bool InputIsTerminal() { return IsConsole(STD_INPUT_HANDLE); }
 bool OutputIsTerminal() { return IsConsole(STD_OUTPUT_HANDLE); }
@@ -48,15 +39,6 @@ int TerminalWidth() {
   CONSOLE_SCREEN_BUFFER_INFO info{};
   if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return 80;
   return info.srWindow.Right - info.srWindow.Left + 1;
-}
-
-std::optional<std::string> ReadSecretLine(const std::string& prompt) {
-  if (!InputIsTerminal()) return ReadLine();
-  std::cerr << prompt << std::flush;
-  const NoEcho no_echo;
-  auto line = ReadLine();
-  std::cerr << '\n';
-  return line;
 }
 
 UserIds CurrentUserIds() { return {}; }
