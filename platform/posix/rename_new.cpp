@@ -14,7 +14,12 @@ bool RenameToNew(const std::string& from, const std::string& to) {
 }
 
 bool RenameByLink(const std::string& from, const std::string& to) {
-  return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+  if (::link(from.c_str(), to.c_str()) != 0) return false;
+  if (::unlink(from.c_str()) == 0) return true;
+  const int error = errno;
+  ::unlink(to.c_str());
+  errno = error;
+  return false;
 }
 
 }  // namespace zv

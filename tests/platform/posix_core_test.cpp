@@ -1,5 +1,6 @@
 // What is promised about Linux alone.
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -167,6 +168,44 @@ TEST_F(LinuxFileTest, RenamingByLinkNeverReplaces) {
   EXPECT_FALSE(FileExists(folder_ / u"a"));
   EXPECT_EQ(Get(u"b"), "2");
   EXPECT_EQ(Get(u"c"), "1");
+}
+
+// Until its end this thread asks for files as a user who owns nothing, whoever runs the test.
+class NobodysThread {
+ public:
+  NobodysThread() : before_(setfsuid(kNobody)) {}
+  ~NobodysThread() { setfsuid(static_cast<uid_t>(before_)); }
+  NobodysThread(const NobodysThread&) = delete;
+  NobodysThread& operator=(const NobodysThread&) = delete;
+
+  static constexpr uid_t kNobody = 65534;
+
+ private:
+  const int before_;
+};
+
+TEST_F(LinuxFileTest, RenamingByLinkLeavesOneNameWhenTheFirstOneCannotGo) {
+  namespace fs = std::filesystem;
+  constexpr auto kMayWrite =
+      fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
+  const fs::path closed = folder_.native() / "closed", open = folder_.native() / "open";
+  fs::create_directory(closed);
+  fs::create_directory(open);
+  for (const fs::path& file : {closed / "a", open / "a"}) {
+    std::ofstream(file) << "1";
+    fs::permissions(file, fs::perms::all);  // who may write a file may link it
+  }
+  fs::permissions(open, fs::perms::all);
+  fs::permissions(closed, fs::perms::all & ~kMayWrite);
+  {
+    const NobodysThread nobody;
+    EXPECT_TRUE(RenameByLink(open / "a", open / "b"));
+    EXPECT_FALSE(RenameByLink(closed / "a", open / "c"));
+    EXPECT_EQ(errno, EACCES);
+  }
+  EXPECT_TRUE(fs::exists(closed / "a"));
+  EXPECT_FALSE(fs::exists(open / "c"));
+  fs::permissions(closed, fs::perms::owner_all);
 }
 
 TEST_F(LinuxFileTest, ThreadsFindTheirOwnFilesCaseBlindAtOnce) {
