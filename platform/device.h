@@ -3,7 +3,6 @@
 // Thread rule: Control may be called from several threads at once; each call blocks until answered.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 

@@ -1,7 +1,6 @@
 // The other side of platform/device.h on Linux: a driver that lives in this process.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 

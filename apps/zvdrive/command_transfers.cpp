@@ -1,7 +1,5 @@
 // Commands about transfers: those under way, in whatever process, and those that are still to come.
-#include <algorithm>
 #include <array>
-#include <cstdio>
 #include <ctime>
 #include <iostream>
 

@@ -1,7 +1,6 @@
 // The program's commands. Each gives the exit code or throws CommandError.
 #pragma once
 
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>

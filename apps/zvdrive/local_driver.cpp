@@ -1,7 +1,6 @@
 #include "apps/zvdrive/local_driver.h"
 
 #include <cerrno>
-#include <cstring>
 #include <mutex>
 
 #include "driver/protocol.h"

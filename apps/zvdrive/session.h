@@ -2,8 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-#include <string>
 
 #include "apps/zvdrive/account.h"
 #include "apps/zvdrive/drive/virtual_drive.h"

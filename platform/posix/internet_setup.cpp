@@ -1,8 +1,6 @@
 // How a plan becomes the options of one libcurl handle.
 #include "platform/posix/internet_transfer.h"
 
-#include <algorithm>
-
 #include "platform/posix/internet_error.h"
 
 namespace zv {

@@ -1,9 +1,7 @@
 #include "platform/posix/internet_transfer.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <new>
 
 #include "platform/posix/internet_error.h"
 #include "platform/posix/sigpipe_guard.h"

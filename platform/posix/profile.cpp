@@ -1,4 +1,6 @@
 // Initialisation files, read by the rules of the system that owns the format.
+#include <algorithm>
+
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/registry.h"

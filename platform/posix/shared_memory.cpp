@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <new>
 #include <string>
 

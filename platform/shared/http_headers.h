@@ -1,7 +1,6 @@
 // Header lines of a request, as the callers of platform/internet.h hand them over.
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "platform/text.h"

@@ -1,7 +1,5 @@
 #include "platform/shared/stored_name.h"
 
-#include <cstdint>
-
 namespace zv {
 namespace {
 

@@ -1,6 +1,7 @@
 // A reader's right to read a file's cached content past the drive.
 #pragma once
 
+#include <memory>
 #include <utility>
 
 #include "apps/zvdrive/drive/open_file.h"

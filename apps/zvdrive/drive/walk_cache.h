@@ -2,8 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
-#include <optional>
 #include <unordered_map>
 #include <vector>
 
