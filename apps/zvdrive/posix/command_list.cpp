@@ -55,8 +55,6 @@ void PrintJson(const std::vector<NamedNode>& nodes) {
   std::cout << (nodes.empty() ? "]\n" : "\n]\n");
 }
 
-}  // namespace
-
 NodeInfo LookUp(VirtualDrive& drive, const Text& path, const std::string& given) {
   const auto info = drive.Look(path);
   if (!info) {
@@ -75,6 +73,8 @@ bool HasContent(VirtualDrive& drive, const Text& folder) {
                                : node.info.size > 0;
   });
 }
+
+}  // namespace
 
 int RunList(const ListOptions& options) {
   DriveSession session(ReadAccount(), {});
