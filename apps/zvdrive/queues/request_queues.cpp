@@ -13,7 +13,7 @@ using Clock = std::chrono::steady_clock;
 
 // The other side mostly answers within this time; going to sleep and being woken costs as much
 // again.
-constexpr std::chrono::microseconds kLookOut{60};
+constexpr std::chrono::microseconds kLongestSpin{60};
 constexpr std::chrono::milliseconds kNowAndThen{50};
 
 constexpr uint32_t kRefused = EINVAL;
@@ -46,9 +46,10 @@ std::optional<DriveQueue> FetchedQueue(uint32_t code) {
   return std::nullopt;
 }
 
+// False when it has not become so within kLongestSpin.
 template <typename Ready>
-bool LookOut(Ready ready) {
-  const auto until = Clock::now() + kLookOut;
+bool SpinUntil(Ready ready) {
+  const auto until = Clock::now() + kLongestSpin;
   do {
     for (int i = 0; i < 8; ++i) {
       if (ready()) return true;
@@ -129,7 +130,7 @@ void RequestQueues::Abandon(Queue& queue, const PendingPtr& pending) {
   std::erase(queue.requests, pending);
 }
 
-// A waiter that fails would rather not wait, either.
+// An exception from while_waiting counts as: stop waiting.
 bool RequestQueues::AskWaiter(const Question& question) noexcept {
   try {
     return question.while_waiting();
@@ -141,7 +142,7 @@ bool RequestQueues::AskWaiter(const Question& question) noexcept {
 RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   const Question& question = pending->question;
   const auto is_done = [&] { return pending->done.load(std::memory_order_acquire); };
-  if (LookOut(is_done)) return pending->end;
+  if (SpinUntil(is_done)) return pending->end;
   const auto until =
       question.patience ? Clock::now() + *question.patience : Clock::time_point::max();
   std::unique_lock lock(queue.mutex);
@@ -301,7 +302,7 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
     ++queue.waiting_fetches;
     queue.idle.notify_all();
     lock.unlock();
-    LookOut(has_changed);
+    SpinUntil(has_changed);
     lock.lock();
     queue.changed.wait(lock, has_changed);
   }
