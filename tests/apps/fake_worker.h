@@ -58,12 +58,11 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   // Size that the listings and look-ups give for a file, whatever its content.
   void PretendSize(TextView path, int64_t size);
 
-  // What ContentTime tells of every cached content.
   // Contents that are changed keep their time, as they do within one tick of a coarse clock.
   void StopClock() { clock_stands_ = true; }
   // As a program does that has it in its memory.
   void ChangeCached(TextView path, std::string_view content);
-
+  // What ContentTime tells of every cached content.
   void PretendContentTime(Seconds1601 time);
 
   // --- faults
@@ -115,7 +114,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
     return {clock_stands_ ? 1 : ContentVersion(path)};
   }
   void MarkSent(TextView path) override;
-  // So does the name.
+  // No real file; the name tells which version it is, too.
   Text ContentFile(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;

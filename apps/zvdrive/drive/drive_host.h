@@ -30,9 +30,9 @@ class DriveHost {
   virtual void MarkUnsent(TextView path) = 0;
   // Takes that back: the content is the server's after all.
   virtual void MarkSent(TextView path) = 0;
-  // Whether it does.
+  // Whether the cache holds content of this file that the server does not have.
   virtual bool IsUnsent(TextView path) = 0;
-  // Whether it does although it was to be sent.
+  // The same, files that are kept here on purpose left out.
   virtual bool IsOverdue(TextView path) = 0;
   // A folder was listed: the account's used space is known anew.
   virtual void NoteListing() = 0;

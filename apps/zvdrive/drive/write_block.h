@@ -11,8 +11,9 @@
 namespace zv {
 
 inline constexpr size_t kLargestBlock = 1 << 20;  // bytes of one transfer step
-// Writes of this many bytes or more come from a copy: those that follow each other are handed on
-// together. Smaller ones are stored one by one, so that they outlive this process.
+// Writes of this many bytes or more come from a program that copies a file: those that follow each
+// other are handed on together. Smaller ones are stored one by one, so that they outlive this
+// process.
 inline constexpr size_t kLeastGathered = 65536;
 
 class WriteBlock {

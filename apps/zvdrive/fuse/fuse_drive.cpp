@@ -138,9 +138,9 @@ std::optional<ContentView> ViewFor(const fuse_file_info* info, const FileHandle&
   return Drive().ViewContent(file);
 }
 
-// The kernel reads and appends by the size that it knows. Where that may be an old one it is left
-// out of it: to make it forget a size means to wait for its reads, which other serving threads may
-// have to answer.
+// The kernel reads and appends by the size that it knows. Where that may be stale, the open
+// bypasses its cache (direct_io): to make it forget a size means to wait for its reads, which other
+// serving threads may have to answer.
 DriveError KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
   Mounted& mount = TheMount();
   auto handle = std::make_unique<OpenHandle>();
