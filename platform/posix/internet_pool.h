@@ -1,5 +1,5 @@
 // Where connections wait to be used again, with the two handles that a transfer drives them by: a
-// multi handle keeps the connections that its transfers leave open. A transfer takes the line that
+// multi handle keeps the connections that its transfers leave open. A transfer takes the pair that
 // was given back last.
 #pragma once
 
@@ -19,25 +19,25 @@ struct EasyDeleter {
 };
 using EasyHandle = std::unique_ptr<CURL, EasyDeleter>;
 
-struct Line {
+struct HandlePair {
   MultiHandle multi;
   EasyHandle easy;          // without options, and not held by the multi handle, while waiting
   bool ended_well = false;  // said by the transfer: only then its easy handle is used again
 };
 
-class LinePool;
+class HandlePool;
 
-// Ends what the line does and gives it back.
-struct LineReturner {
-  // Whoever holds a line keeps the pool alive, so that objects of static lifetime may end in any
+// Ends what the pair does and gives it back.
+struct HandleReturner {
+  // Whoever holds a pair keeps the pool alive, so that objects of static lifetime may end in any
   // order.
-  std::shared_ptr<LinePool> pool;
+  std::shared_ptr<HandlePool> pool;
 
-  void operator()(Line* line) const noexcept;
+  void operator()(HandlePair* pair) const noexcept;
 };
-using LeasedLine = std::unique_ptr<Line, LineReturner>;
+using LeasedHandles = std::unique_ptr<HandlePair, HandleReturner>;
 
 // Any thread.
-LeasedLine TakeLine();
+LeasedHandles TakeHandles();
 
 }  // namespace zv

@@ -13,9 +13,9 @@ constexpr long kSendBuffer = 2 * 1024 * 1024;
 
 template <typename Value>
 void Transfer::Set(CURLoption option, Value value) {
-  const CURLcode result = curl_easy_setopt(line_->easy.get(), option, value);
+  const CURLcode result = curl_easy_setopt(handles_->easy.get(), option, value);
   if (result != CURLE_OK)
-    ThrowInternetError(InternetErrorCode(line_->easy.get(), result, plan_.check_authority));
+    ThrowInternetError(InternetErrorCode(handles_->easy.get(), result, plan_.check_authority));
 }
 
 void Transfer::SetUp() {

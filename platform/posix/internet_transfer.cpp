@@ -31,14 +31,14 @@ std::string_view TrimLine(std::string_view line) {
 
 }  // namespace
 
-Transfer::Transfer(TransferPlan plan) : plan_(std::move(plan)), line_(TakeLine()) {
+Transfer::Transfer(TransferPlan plan) : plan_(std::move(plan)), handles_(TakeHandles()) {
   SetUp();
-  curl_multi_add_handle(line_->multi.get(), line_->easy.get());
+  curl_multi_add_handle(handles_->multi.get(), handles_->easy.get());
 }
 
 Transfer::~Transfer() {
-  if (line_ && has_head_) DrainRest();
-  line_.reset();
+  if (handles_ && has_head_) DrainRest();
+  handles_.reset();
 }
 
 // Nothing may be thrown through the client's own frames: it is kept for the caller, and the
@@ -148,16 +148,16 @@ const std::string* Transfer::Header(std::string_view name) const {
 }
 
 void Transfer::Perform() {
-  if (!line_) return;
+  if (!handles_) return;
   const SigpipeGuard guard(plan_.secure);
   int running = 0;
-  curl_multi_perform(line_->multi.get(), &running);
+  curl_multi_perform(handles_->multi.get(), &running);
   if (running == 0) CollectResult();
 }
 
 void Transfer::CollectResult() {
   int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(line_->multi.get(), &left)) {
+  while (const CURLMsg* message = curl_multi_info_read(handles_->multi.get(), &left)) {
     if (message->msg == CURLMSG_DONE) {
       NoteResult(message->data.result);
       return;
@@ -167,23 +167,23 @@ void Transfer::CollectResult() {
 
 void Transfer::NoteResult(CURLcode result) {
   over_ = true;
-  line_->ended_well = result == CURLE_OK;
+  handles_->ended_well = result == CURLE_OK;
   if (result != CURLE_OK) {
     long tunnel_status = 0;
-    curl_easy_getinfo(line_->easy.get(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
+    curl_easy_getinfo(handles_->easy.get(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
     if (!connected_ && tunnel_status >= 300) {
       has_head_ = true;  // the proxy's refusal is the reply, without its body
     } else {
-      failure_ = InternetErrorCode(line_->easy.get(), result, plan_.check_authority);
+      failure_ = InternetErrorCode(handles_->easy.get(), result, plan_.check_authority);
     }
   }
-  line_.reset();
+  handles_.reset();
 }
 
 void Transfer::Fail(uint32_t code) {
   over_ = true;
   failure_ = code;
-  line_.reset();
+  handles_.reset();
 }
 
 void Transfer::ThrowIfFailed() const {
@@ -193,7 +193,7 @@ void Transfer::ThrowIfFailed() const {
 
 uint64_t Transfer::ProgressMark() const {
   curl_off_t sent = 0;
-  curl_easy_getinfo(line_->easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+  curl_easy_getinfo(handles_->easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
   return head_bytes_ + body_bytes_ + static_cast<uint64_t>(sent) + (connected_ ? 1 : 0);
 }
 
@@ -219,7 +219,7 @@ void Transfer::DriveUntil(const std::function<bool()>& reached) {
     const auto left = last_progress + std::chrono::milliseconds(StallLimit()) - now;
     if (left <= 0ms) return Fail(kInternetTimeout);
     const auto wait = std::min(std::chrono::ceil<std::chrono::milliseconds>(left), kLongestPoll);
-    curl_multi_poll(line_->multi.get(), nullptr, 0, static_cast<int>(wait.count()), nullptr);
+    curl_multi_poll(handles_->multi.get(), nullptr, 0, static_cast<int>(wait.count()), nullptr);
   }
 }
 
@@ -240,10 +240,10 @@ void Transfer::Upload(const void* data, size_t size) {
     ThrowIfFailed();
     source_ = {static_cast<const char*>(data), size};
     source_taken_ = 0;
-    if (paused_sending_ && line_) {
+    if (paused_sending_ && handles_) {
       paused_sending_ = false;
       const SigpipeGuard guard(plan_.secure);
-      curl_easy_pause(line_->easy.get(), CURLPAUSE_CONT);
+      curl_easy_pause(handles_->easy.get(), CURLPAUSE_CONT);
     }
     DriveUntil([this] { return has_head_ || source_taken_ == source_.size(); });
     source_ = {};
@@ -263,7 +263,7 @@ size_t Transfer::Read(void* buffer, size_t size) {
     if (paused_reading_) {
       paused_reading_ = false;
       const SigpipeGuard guard(plan_.secure);
-      curl_easy_pause(line_->easy.get(), CURLPAUSE_CONT);
+      curl_easy_pause(handles_->easy.get(), CURLPAUSE_CONT);
     }
     DriveUntil([this] { return room_left_ == 0; });
     got = size - room_left_;
@@ -276,7 +276,7 @@ size_t Transfer::Read(void* buffer, size_t size) {
 
 void Transfer::DrainRest() {
   curl_off_t length = -1;
-  curl_easy_getinfo(line_->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  curl_easy_getinfo(handles_->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
   const bool too_long = length >= 0 && static_cast<uint64_t>(length) > body_bytes_ + kDrainLimit;
   if (too_long || paused_reading_ || plan_.upload_length) return;
   draining_ = true;
@@ -285,7 +285,7 @@ void Transfer::DrainRest() {
   while (true) {
     Perform();
     if (over_ || body_bytes_ > limit || Clock::now() >= end) return;
-    curl_multi_poll(line_->multi.get(), nullptr, 0, 5, nullptr);
+    curl_multi_poll(handles_->multi.get(), nullptr, 0, 5, nullptr);
   }
 }
 

@@ -107,7 +107,7 @@ class Transfer {
 
   TransferPlan plan_;
   std::unique_ptr<curl_slist, ListDeleter> header_list_;
-  LeasedLine line_;  // empty again once the exchange is over
+  LeasedHandles handles_;  // empty again once the exchange is over
 
   bool connected_ = false;
   bool has_head_ = false;
