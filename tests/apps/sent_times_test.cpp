@@ -61,7 +61,7 @@ TEST_F(TimeTest, AFileThatWasSentHasTheServersTimeFromItsCloseOn) {
   EXPECT_EQ(drive_.Look(u"\\a").value.modified.value, kServer.value);
   const auto nodes = drive_.List(u"\\");
   ASSERT_EQ(nodes.value.size(), 1u);
-  EXPECT_NE(nodes.value[0].info.modified.value, 0);
+  EXPECT_EQ(nodes.value[0].info.modified.value, kServer.value);
 }
 
 }  // namespace
