@@ -7,6 +7,7 @@
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/fuse/fuse_drive.h"
+#include "apps/zvdrive/pending_sender.h"
 #include "apps/zvdrive/session.h"
 #include "apps/zvdrive/stop_signal.h"
 #include "apps/zvdrive/transfer_stopper.h"
@@ -21,7 +22,6 @@ namespace {
 
 constexpr uint32_t kPollInterval = 100;  // ms
 constexpr uint32_t kMinute = 60'000;     // ms
-constexpr TextView kOwnProcess = u"zvdrive";
 using NoUploads = std::vector<PendingUpload>;
 
 void CheckFolder(const std::string& folder) {
@@ -72,42 +72,6 @@ class NoticeForwarder {
   ~NoticeForwarder() { SetShellObserver({}); }
   NoticeForwarder(const NoticeForwarder&) = delete;
   NoticeForwarder& operator=(const NoticeForwarder&) = delete;
-};
-
-// Sends what an earlier session, or an upload that failed, left behind: at the start and at
-// intervals.
-class PendingSender {
- public:
-  PendingSender(VirtualDrive& drive, uint32_t interval)
-      : thread_(Thread::Start([this, &drive, interval] { return Run(drive, interval); })) {}
-  ~PendingSender() {
-    AskToStop();
-    thread_.Join();
-  }
-  PendingSender(const PendingSender&) = delete;
-  PendingSender& operator=(const PendingSender&) = delete;
-
-  // The file that is being sent is the last one.
-  void AskToStop() { stop_ = true; }
-
- private:
-  uint32_t Run(VirtualDrive& drive, uint32_t interval) {
-    while (!stop_) {
-      for (const PendingUpload& upload : ListPendingUploads().value_or(NoUploads())) {
-        if (stop_) break;
-        if (upload.kind == PendingKind::kCacheOnly) continue;
-        drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
-                        kOwnProcess);
-      }
-      for (uint32_t slept = 0; slept < interval && !stop_; slept += kPollInterval) {
-        SleepMs(kPollInterval);
-      }
-    }
-    return 0;
-  }
-
-  std::atomic<bool> stop_ = false;
-  Thread thread_;
 };
 
 void TellPending() {
