@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <iostream>
+#include <memory>
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/stop_signal.h"
@@ -35,16 +36,17 @@ int RunServe() {
   CatchStopSignals();
   const Account account = ReadAccount();
   CreateDriveFor(account);
-  std::atomic<bool> ended = false;
-  Thread polling = Thread::Start([&ended] {
+  // Shared: the loops go on when the drive cannot be removed.
+  const auto ended = std::make_shared<std::atomic<bool>>(false);
+  Thread polling = Thread::Start([ended] {
     const uint32_t result = StartPolling();
-    ended = true;
+    *ended = true;
     return result;
   });
   std::cout << "serving " << ToUtf8(account.drive_letter) << "\n" << std::flush;
-  while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
+  while (!*ended && !StopWasAsked()) SleepMs(kPollInterval);
   const TransferStopper stopper;
-  if (DeleteNewDrive(account.drive_letter.c_str()) != ZV_SUCCESS && !ended) {
+  if (DeleteNewDrive(account.drive_letter.c_str()) != ZV_SUCCESS && !*ended) {
     throw CommandError("the drive could not be removed");
   }
   polling.Join();
