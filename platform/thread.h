@@ -16,8 +16,9 @@ class Thread {
   Thread& operator=(Thread&&) noexcept;
   ~Thread();
 
-  // Starts a thread with default attributes; its result is kept until the last handle goes.
-  // Throws Error(kOther) when no thread can be made.
+  // Starts a thread with default attributes; its result is kept until the last handle goes. The
+  // body must not throw: that would end the process. Throws Error(kOther) when no thread can be
+  // made.
   static Thread Start(std::function<uint32_t()> body);
 
   // Waits without limit; gives the body's result.

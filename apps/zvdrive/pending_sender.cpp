@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "config/guard.h"
 #include "platform/clock.h"
 #include "worker/host_services.h"
 
@@ -11,9 +12,13 @@ namespace {
 constexpr uint32_t kPollInterval = 100;  // ms
 constexpr TextView kOwnProcess = u"zvdrive";
 
+// What fails here, the lack of memory included, stays on the list.
 void SendAgain(VirtualDrive& drive, const PendingUpload& upload) {
-  drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
-                  kOwnProcess);
+  const auto send = [&] {
+    return drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
+                           kOwnProcess);
+  };
+  Guarded(DriveError::kIo, send, [](const Failure&) {});
 }
 
 }  // namespace
