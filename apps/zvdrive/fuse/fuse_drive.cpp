@@ -494,11 +494,16 @@ void FuseMount::Serve() {
 void FuseMount::Stop() {
   if (impl_->stops.exchange(true)) return;
   fuse_exit(impl_->fuse);
-  impl_->waker = Thread::Start([place = impl_->place] {
+  const auto ask = [impl = impl_.get()] {
     struct statx unused {};
     return static_cast<uint32_t>(
-        ::statx(AT_FDCWD, place.c_str(), AT_STATX_FORCE_SYNC, STATX_SIZE, &unused));
-  });
+        ::statx(AT_FDCWD, impl->place.c_str(), AT_STATX_FORCE_SYNC, STATX_SIZE, &unused));
+  };
+  try {
+    impl_->waker = Thread::Start(ask);
+  } catch (...) {
+    ask();  // no thread can be made: who stops the mount waits for the answer
+  }
 }
 
 void FuseMount::Invalidate(TextView path) {

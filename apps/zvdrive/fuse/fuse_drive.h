@@ -32,7 +32,7 @@ class FuseMount {
 
   // Serves until Stop is called or the folder is unmounted; several threads. Unmounts.
   void Serve();
-  // Any thread.
+  // Any thread but those that serve.
   void Stop();
   // What stands under the path has changed: the system drops what it keeps of it. Any thread but
   // those that serve.

@@ -50,6 +50,34 @@ File ClaimCache() {
   return claim;
 }
 
+// Serves the mount on a thread of its own, for as long as it lives or until the folder is
+// unmounted.
+class MountServer {
+ public:
+  explicit MountServer(FuseMount& mount)
+      : mount_(mount), thread_(Thread::Start([this] { return Run(); })) {}
+  ~MountServer() { Stop(); }
+  MountServer(const MountServer&) = delete;
+  MountServer& operator=(const MountServer&) = delete;
+
+  bool has_ended() const { return ended_; }
+  void Stop() {
+    mount_.Stop();
+    thread_.Join();
+  }
+
+ private:
+  uint32_t Run() {
+    mount_.Serve();
+    ended_ = true;
+    return 0;
+  }
+
+  FuseMount& mount_;
+  std::atomic<bool> ended_ = false;
+  Thread thread_;  // last: it uses the others
+};
+
 // The worker's change notices, for the kernel: what it keeps of these entries is out of date. The
 // drive asked for the changes itself and knows of them.
 class NoticeForwarder {
@@ -103,23 +131,17 @@ int RunMount(const MountCommandOptions& options) {
                                       .allow_other = options.allow_other,
                                       .read_only = options.read_only,
                                       .own_reads = options.own_reads});
-    std::atomic<bool> ended = false;
-    Thread serving = Thread::Start([&] {
-      mount.Serve();
-      ended = true;
-      return 0U;
-    });
+    MountServer server(mount);
     const NoticeForwarder forwarder(mount, account.drive_letter);
     std::optional<PendingSender> sender;
     if (!options.read_only) {
       sender.emplace(session.drive(), static_cast<uint32_t>(options.retry_minutes) * kMinute);
     }
     std::cout << "mounted on " << options.folder << "\n" << std::flush;
-    while (!ended && !StopWasAsked()) SleepMs(kPollInterval);
+    while (!server.has_ended() && !StopWasAsked()) SleepMs(kPollInterval);
     if (sender) sender->AskToStop();
     const TransferStopper stopper;
-    mount.Stop();
-    serving.Join();
+    server.Stop();
     sender.reset();
   }
   TellPending();
