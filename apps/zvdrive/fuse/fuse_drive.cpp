@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <shared_mutex>
 #include <sstream>
 #include <stdexcept>
 
@@ -428,6 +429,7 @@ struct FuseMount::Impl {
   struct fuse* fuse = nullptr;
   std::filesystem::path place;
   std::atomic<bool> stops = false;
+  std::shared_mutex device;  // shared by those who use it without serving
   Thread waker;
 };
 
@@ -482,15 +484,16 @@ void FuseMount::Serve() {
   fuse_loop_cfg_set_idle_threads(config.get(), kIdleThreads);
   fuse_loop_mt(impl_->fuse, config.get());
   impl_->stops = true;
+  // Unmounting closes the device, whose number may be another file's at once.
+  const std::lock_guard lock(impl_->device);
   // Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
   impl_->mounted.modes.ForgetAll();
   fuse_unmount(impl_->fuse);
 }
 
-// Unmounting closes the kernel's device, whose number may be another file's at once. So the threads
-// that read from it end first: one of them is woken by a request that concerns nobody, and then
-// sees that it is to stop; it takes the others along. Should they be gone before they see the
-// request, it fails when the device is closed.
+// The threads that read from the kernel's device end before it is closed: one of them is woken by a
+// request that concerns nobody, and then sees that it is to stop; it takes the others along. Should
+// they be gone before they see the request, it fails when the device is closed.
 void FuseMount::Stop() {
   if (impl_->stops.exchange(true)) return;
   fuse_exit(impl_->fuse);
@@ -507,6 +510,7 @@ void FuseMount::Stop() {
 }
 
 void FuseMount::Invalidate(TextView path) {
+  const std::shared_lock lock(impl_->device);
   if (impl_->stops) return;
   fuse_invalidate_path(impl_->fuse, ToUtf8(ReplaceAll(path, u'\\', u'/')).c_str());
 }

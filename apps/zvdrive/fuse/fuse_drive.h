@@ -34,8 +34,9 @@ class FuseMount {
   void Serve();
   // Any thread but those that serve.
   void Stop();
-  // What stands under the path has changed: the system drops what it keeps of it. Any thread but
-  // those that serve.
+  // What stands under the path has changed: the system drops what it keeps of it. May wait for
+  // reads that the mount is to answer: before Stop, no call is under way. Any thread but those that
+  // serve.
   void Invalidate(TextView path);
 
  private:

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
@@ -132,7 +134,7 @@ int RunMount(const MountCommandOptions& options) {
                                       .read_only = options.read_only,
                                       .own_reads = options.own_reads});
     MountServer server(mount);
-    const NoticeForwarder forwarder(mount, account.drive_letter);
+    std::optional<NoticeForwarder> forwarder(std::in_place, mount, account.drive_letter);
     std::optional<PendingSender> sender;
     if (!options.read_only) {
       sender.emplace(session.drive(), static_cast<uint32_t>(options.retry_minutes) * kMinute);
@@ -141,6 +143,8 @@ int RunMount(const MountCommandOptions& options) {
     while (!server.has_ended() && !StopWasAsked()) SleepMs(kPollInterval);
     if (sender) sender->AskToStop();
     const TransferStopper stopper;
+    // A notice may wait for reads that the mount must answer: it ends while there is one that does.
+    forwarder.reset();
     server.Stop();
     sender.reset();
   }
