@@ -168,8 +168,15 @@ DriveError KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_
 }
 
 DriveError KeepOpenOrClose(fuse_file_info* info, const OpenedFile& opened, std::string_view path) {
-  const DriveError error = KeepOpen(info, opened, path);
-  if (error != DriveError::kNone) Drive().Close(opened.file, ProcessName());
+  const auto close = [&] { Drive().Close(opened.file, ProcessName()); };
+  DriveError error = DriveError::kNone;
+  try {
+    error = KeepOpen(info, opened, path);
+  } catch (...) {
+    close();
+    throw;
+  }
+  if (error != DriveError::kNone) close();
   return error;
 }
 
