@@ -1,5 +1,5 @@
-// The drive as a FUSE file system: each callback becomes a call of the drive, and its answer an
-// errno.
+// The drive mounted as a FUSE file system, from mounting to unmounting. What programs ask for
+// arrives in fuse_callbacks.h.
 #pragma once
 
 #include <memory>

@@ -1,0 +1,264 @@
+#include "apps/zvdrive/fuse/fuse_callbacks.h"
+
+#define FUSE_USE_VERSION 312
+#include <fuse.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <iterator>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "apps/zvdrive/fuse/fuse_answer.h"
+#include "apps/zvdrive/fuse/keep_open.h"
+#include "apps/zvdrive/fuse/mounted.h"
+#include "apps/zvdrive/fuse/received_write.h"
+#include "platform/console.h"
+
+namespace zv {
+namespace {
+
+// What programs should read and write at once: each of their calls is a request of its own.
+constexpr uint32_t kBlockSize = kLargestBlock;
+
+OpenFile& FileOf(const fuse_file_info* info) { return *OpenHandles<OpenHandle>::Of(info->fh).file; }
+bool Appends(const fuse_file_info* info) { return (info->flags & O_APPEND) != 0; }
+
+void FillStat(const NodeInfo& info, struct stat* out) {
+  std::memset(out, 0, sizeof *out);
+  out->st_mode = info.is_folder ? S_IFDIR | 0755 : S_IFREG | 0644;
+  out->st_nlink = info.is_folder ? 2 : 1;
+  static const UserIds owner = CurrentUserIds();
+  out->st_uid = owner.user;
+  out->st_gid = owner.group;
+  out->st_size = info.size;
+  out->st_blksize = kBlockSize;
+  out->st_blocks = (info.size + 511) / 512;
+  // What the worker could not tell is the beginning of its calendar, not of the system's.
+  const auto unix_time = [](Seconds1601 time) { return std::max<int64_t>(0, ToUnix(time)); };
+  out->st_mtim.tv_sec = unix_time(info.modified);
+  out->st_ctim = out->st_atim = out->st_mtim;
+}
+
+int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
+  return Answer([&] {
+    const auto info = TheDrive().Look(PathOnDrive(path));
+    if (info) {
+      FillStat(info.value, out);
+      TheMount().told.Note(path, info.value.size, std::chrono::steady_clock::now());
+    }
+    return ResultOf(info.error);
+  });
+}
+
+int OpenFolderAt(const char*, fuse_file_info* info) {
+  return Answer([&] {
+    info->fh = TheMount().folders.Keep(std::make_unique<OpenFolder>());
+    return 0;
+  });
+}
+
+int ReleaseFolder(const char*, fuse_file_info* info) {
+  TheMount().folders.Release(info->fh);
+  return 0;
+}
+
+constexpr const char* kOwnEntries[] = {".", ".."};
+
+// One reply's worth of entries, from the offset on: as many as fit and are known. An entry's offset
+// is where the next one begins.
+int FillFolder(FolderListing& listing, std::string path, void* buffer, fuse_fill_dir_t fill,
+               off_t offset, fuse_fill_dir_flags flags) {
+  if (!path.ends_with('/')) path += '/';
+  const size_t folder_length = path.size();
+  size_t next = static_cast<size_t>(offset);
+  for (; next < std::size(kOwnEntries); ++next) {
+    if (fill(buffer, kOwnEntries[next], nullptr, static_cast<off_t>(next + 1), {})) return 0;
+  }
+  bool holds_some = false;
+  for (size_t index = next - std::size(kOwnEntries);; ++index) {
+    const NamedNode* node = holds_some ? listing.AtOnce(index) : listing.At(index);
+    if (!node) return holds_some ? 0 : ResultOf(listing.error());
+    struct stat attributes;
+    FillStat(node->info, &attributes);
+    path.replace(folder_length, path.size(), ToUtf8(node->name));
+    const off_t after = static_cast<off_t>(index + std::size(kOwnEntries) + 1);
+    TheMount().told.Note(path, node->info.size, std::chrono::steady_clock::now());
+    if (fill(buffer, path.c_str() + folder_length, &attributes, after, flags)) return 0;
+    holds_some = true;
+  }
+}
+
+int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offset,
+               fuse_file_info* info, fuse_readdir_flags flags) {
+  return Answer([&] {
+    OpenFolder& folder = OpenHandles<OpenFolder>::Of(info->fh);
+    std::shared_ptr<FolderListing> listing;
+    {
+      const std::lock_guard lock(folder.mutex);
+      if (offset == 0 || !folder.listing) folder.listing = TheDrive().OpenFolder(PathOnDrive(path));
+      listing = folder.listing;
+    }
+    const auto fill_flags =
+        static_cast<fuse_fill_dir_flags>((flags & FUSE_READDIR_PLUS) ? FUSE_FILL_DIR_PLUS : 0);
+    return FillFolder(*listing, path, buffer, fill, offset, fill_flags);
+  });
+}
+
+int OpenFileAt(const char* path, fuse_file_info* info) {
+  return Answer([&] {
+    const bool empty_it = (info->flags & O_TRUNC) != 0;
+    const auto opened = TheDrive().Open(PathOnDrive(path), empty_it);
+    return ResultOf(opened ? KeepOpenOrClose(info, opened.value, path) : opened.error);
+  });
+}
+
+int CreateFileAt(const char* path, mode_t, fuse_file_info* info) {
+  return Answer([&] {
+    auto opened = TheDrive().Create(PathOnDrive(path));
+    // Somebody else made it since the kernel looked.
+    if (opened.error == DriveError::kExists && !(info->flags & O_EXCL)) {
+      opened = TheDrive().Open(PathOnDrive(path), (info->flags & O_TRUNC) != 0);
+    }
+    return ResultOf(opened ? KeepOpenOrClose(info, opened.value, path) : opened.error);
+  });
+}
+
+int ReadFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_info* info) {
+  return Answer([&] {
+    size_t done = 0;
+    while (done < size) {
+      const auto count =
+          TheDrive().Read(FileOf(info), offset + static_cast<off_t>(done),
+                          std::as_writable_bytes(std::span(buffer + done, size - done)));
+      if (!count) return ResultOf(count.error);
+      if (count.value == 0) break;
+      done += count.value;
+    }
+    return static_cast<int>(done);
+  });
+}
+
+int WriteFile(const char*, const char* data, size_t size, off_t offset, fuse_file_info* info) {
+  return Answer([&] {
+    WriteBlockPtr* const block = ReceivedWrite();
+    const Written written = block ? Written(*block) : std::as_bytes(std::span(data, size));
+    const DriveError error = Appends(info) ? TheDrive().Append(FileOf(info), written)
+                                           : TheDrive().Write(FileOf(info), offset, written);
+    return error == DriveError::kNone ? static_cast<int>(size) : ResultOf(error);
+  });
+}
+
+int Truncate(const char* path, off_t size, fuse_file_info* info) {
+  return Answer([&] {
+    return ResultOf(info ? TheDrive().Resize(FileOf(info), size)
+                         : TheDrive().ResizePath(PathOnDrive(path), size, ProcessName()));
+  });
+}
+
+int FlushFile(const char*, fuse_file_info* info) {
+  return Answer([&] { return ResultOf(TheDrive().Flush(FileOf(info), ProcessName())); });
+}
+
+int SyncFile(const char*, int, fuse_file_info* info) {
+  return Answer([&] { return ResultOf(TheDrive().Flush(FileOf(info), ProcessName())); });
+}
+
+int ReleaseFile(const char*, fuse_file_info* info) {
+  return Answer([&] {
+    auto handle = TheMount().files.Release(info->fh);
+    const FileHandle file = handle->file;
+    if (handle->maps) TheDrive().EndMapping(*file);
+    handle.reset();
+    return ResultOf(TheDrive().Close(file, ProcessName()));
+  });
+}
+
+int MakeFolderAt(const char* path, mode_t) {
+  return Answer([&] { return ResultOf(TheDrive().MakeFolder(PathOnDrive(path))); });
+}
+
+int RemoveFileAt(const char* path) {
+  return Answer([&] { return ResultOf(TheDrive().RemoveFile(PathOnDrive(path), ProcessName())); });
+}
+
+int RemoveFolderAt(const char* path) {
+  return Answer(
+      [&] { return ResultOf(TheDrive().RemoveFolder(PathOnDrive(path), ProcessName())); });
+}
+
+int RenameAt(const char* from, const char* to, unsigned flags) {
+  return Answer([&] {
+    constexpr unsigned kNoReplace = 1;
+    if ((flags & ~kNoReplace) != 0) return -EINVAL;
+    return ResultOf(
+        TheDrive().Rename(PathOnDrive(from), PathOnDrive(to), flags == 0, ProcessName()));
+  });
+}
+
+// The server keeps its own times, owners and modes. Programs that set them after a copy are not to
+// fail.
+int SetTimes(const char*, const timespec[2], fuse_file_info*) { return 0; }
+int SetMode(const char*, mode_t, fuse_file_info*) { return 0; }
+int SetOwner(const char*, uid_t, gid_t, fuse_file_info*) { return 0; }
+
+int VolumeStat(const char*, struct statvfs* out) {
+  return Answer([&] {
+    const auto volume = TheDrive().Volume();
+    if (!volume) return ResultOf(volume.error);
+    constexpr uint64_t kMebibyte = 1 << 20;
+    std::memset(out, 0, sizeof *out);
+    out->f_bsize = kMebibyte;
+    out->f_frsize = kMebibyte;
+    out->f_blocks = static_cast<fsblkcnt_t>(std::max<int64_t>(0, volume.value.quota_mib));
+    const auto used = static_cast<fsblkcnt_t>(std::max<int64_t>(0, volume.value.used_mib));
+    out->f_bfree = out->f_bavail = out->f_blocks > used ? out->f_blocks - used : 0;
+    out->f_namemax = 255;
+    return 0;
+  });
+}
+
+void* Initialise(fuse_conn_info* connection, fuse_config* config) {
+  connection->max_write = kLargestBlock;
+  connection->max_read = kLargestBlock;  // as the mount option says it
+  connection->max_readahead = kLargestBlock;
+  connection->want |= connection->capable & (FUSE_CAP_READDIRPLUS | FUSE_CAP_ASYNC_READ);
+  connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO);
+  config->use_ino = 0;
+  config->entry_timeout = static_cast<double>(kAttributeLifetime.count());
+  config->attr_timeout = static_cast<double>(kAttributeLifetime.count());
+  config->negative_timeout = 0;
+  return fuse_get_context()->private_data;
+}
+
+}  // namespace
+
+fuse_operations FuseCallbacks() {
+  fuse_operations operations{};
+  operations.getattr = GetAttributes;
+  operations.opendir = OpenFolderAt;
+  operations.readdir = ReadFolder;
+  operations.releasedir = ReleaseFolder;
+  operations.open = OpenFileAt;
+  operations.create = CreateFileAt;
+  operations.read = ReadFile;
+  operations.write = WriteFile;
+  operations.truncate = Truncate;
+  operations.flush = FlushFile;
+  operations.fsync = SyncFile;
+  operations.release = ReleaseFile;
+  operations.mkdir = MakeFolderAt;
+  operations.unlink = RemoveFileAt;
+  operations.rmdir = RemoveFolderAt;
+  operations.rename = RenameAt;
+  operations.utimens = SetTimes;
+  operations.chmod = SetMode;
+  operations.chown = SetOwner;
+  operations.statfs = VolumeStat;
+  operations.init = Initialise;
+  return operations;
+}
+
+}  // namespace zv
