@@ -5,8 +5,8 @@
 
 namespace zv::testing {
 
-// While it lives, the replies of a listing and of a folder's time may have this many bytes at most.
-// One at a time; any thread may read a reply meanwhile.
+// While it lives, the reply to a PROPFIND may have this many bytes at most. One at a time; any
+// thread may read a reply meanwhile.
 class ReplyLimit {
  public:
   explicit ReplyLimit(size_t bytes);

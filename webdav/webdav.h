@@ -109,7 +109,7 @@ class CWebDAV {
   const ConnectionSettings& settings() const { return settings_; }
 
  protected:
-  // --- building blocks that the upload client shares; each may throw
+  // --- building blocks that other clients share; each may throw
   // Discards connection and session and opens both anew, under this agent name.
   void OpenConnection(TextView agent);
   // Base64 of user:password in the 8-bit form, for Basic authentication (RFC 7617).
@@ -125,6 +125,10 @@ class CWebDAV {
   Text EncodeTarget(TextView path);
   // The header block of a MOVE.
   Text DestinationHeaders(TextView new_path);
+  // The open reply's body, whole, from the 8-bit code page. One that is too long throws.
+  Text ReadReplyText();
+  // Says why a listing, or another PROPFIND's answer, could not be had.
+  void ReportListingFailure(const Failure& failure);
 
   ConnectionSettings settings_;
   Text account_root_;  // "/users/" + user + "/Files"
@@ -150,9 +154,6 @@ class CWebDAV {
 
   bool SendLocked(TextView verb, TextView encoded_path);
   bool FetchListing(const Text& full_path, DirectoryEntry** entries);
-  // The open reply's body, whole, from the 8-bit code page.
-  Text ReadReplyText();
-  void ReportListingFailure(const Failure& failure);
   // Text of the first node that the query selects; empty when there is none.
   Text GetNodeText(const XmlNode& node, TextView query);
 

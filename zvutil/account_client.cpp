@@ -1,6 +1,7 @@
 #include "zvutil/account_client.h"
 
-#include <array>
+#include "config/guard.h"
+#include "webdav/scoped_request.h"
 
 namespace zv {
 namespace {
@@ -9,7 +10,6 @@ constexpr TextView kAccountHeaders = u"Depth:0\nContent-Type:text/xml\nTranslate
 constexpr std::string_view kAccountBody =
     "<?xml version='1.0'?><propfind xmlns='DAV:'><prop><quota/><used/></prop></propfind>";
 constexpr uint32_t kMultistatus = 207;
-constexpr size_t kPieceBytes = 16384;
 constexpr int kMebibyteBits = 20;
 
 }  // namespace
@@ -28,23 +28,20 @@ std::optional<int64_t> AccountClient::ListedUsedBytes() const {
 }
 
 std::optional<int64_t> AccountClient::AskUsedBytes() {
-  ResetRequest();
-  AddRequestHeaders(kAccountHeaders, false);
-  SetRequestBody(kAccountBody, false);
-  SetRequestFlags(kFlagNoCacheWrite, false);
-  if (!SendDAVRequest(u"PROPFIND", account_root_ + u"/") || status_code() != kMultistatus) {
-    ClearRequest();
-    return std::nullopt;
-  }
-  std::string bytes;
-  std::array<char, kPieceBytes> piece;
-  size_t count = 0;
-  while (GetBufferFromServer(piece.data(), piece.size(), &count) && count > 0) {
-    bytes.append(piece.data(), count);
-  }
-  ClearRequest();
-  DirectoryEntry* entries = nullptr;
-  return ParseMultistatus(FromAnsi(bytes), &entries) ? ListedUsedBytes() : std::nullopt;
+  return Guarded(
+      std::optional<int64_t>(),
+      [&]() -> std::optional<int64_t> {
+        const ScopedRequest scope(*this);
+        AddRequestHeaders(kAccountHeaders, false);
+        SetRequestBody(kAccountBody, false);
+        SetRequestFlags(kFlagNoCacheWrite, false);
+        if (!SendDAVRequest(u"PROPFIND", account_root_ + u"/") || status_code() != kMultistatus) {
+          return std::nullopt;
+        }
+        DirectoryEntry* entries = nullptr;
+        return ParseMultistatus(ReadReplyText(), &entries) ? ListedUsedBytes() : std::nullopt;
+      },
+      [&](const Failure& failure) { ReportListingFailure(failure); });
 }
 
 }  // namespace zv

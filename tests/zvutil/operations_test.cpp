@@ -5,6 +5,7 @@
 #include "platform/clock_testing.h"
 #include "platform/file.h"
 #include "tests/zvutil/zvutil_fixture.h"
+#include "webdav/listing_testing.h"
 
 namespace zv::testing {
 namespace {
@@ -41,6 +42,17 @@ class OperationsTest : public SyncAccountTest {
   bool Delete(TextView entry) {
     WriteJournal(u"Delete_src.txt", entry);
     return DeleteSyncEntry(login());
+  }
+  // The file is there; what the account holds by now is answered so that it cannot be told.
+  void ExpectAnUploadWithoutUsedSpace(const Reply& answer) {
+    account_.OnAnswer([&](const Request& request) {
+      if (request.verb == "GET") account_.server().Enqueue(answer);
+    });
+    EXPECT_TRUE(Upload("the content"));
+    EXPECT_EQ(account_.Content("/Docs/a.txt"), "the content");
+    EXPECT_EQ(QuotaFile(), "(none)");
+    EXPECT_NE(home_.LogText(u"DavDebug.txt").find(u"Internet Error from DAV GetContents, Reason: "),
+              Text::npos);
   }
   std::optional<std::string> Downloaded(TextView leaf) const {
     return ReadFileBytes(CacheNames().folder() + Text(leaf));
@@ -151,6 +163,15 @@ TEST_F(OperationsTest, AnEmptyFileIsUploaded) {
   EXPECT_EQ(account_.Content("/Docs/a.txt"), "");
   EXPECT_EQ(account_.Count("PUT"), 1U);
   EXPECT_FALSE(FileExists(kStaged));
+}
+
+TEST_F(OperationsTest, AnUploadSucceedsWhenTheAnswerForTheUsedSpaceHasNoEnd) {
+  const ReplyLimit limit(100000);
+  ExpectAnUploadWithoutUsedSpace(Reply::Status(207).LongBody(64 << 20).SayNoLength());
+}
+
+TEST_F(OperationsTest, AnUploadSucceedsWhenTheAnswerForTheUsedSpaceBreaksOff) {
+  ExpectAnUploadWithoutUsedSpace(Reply::Status(207).LongBody(1 << 20).CloseAfter(50000));
 }
 
 TEST_F(OperationsTest, AnUploadThatTheServerRefusesKeepsTheCopy) {
