@@ -40,7 +40,9 @@ int ClassifyFileName(TextView path);
 
 // Never shared between threads: each polling thread and each export call makes its own. Two objects
 // work on the same files. No operation throws; failures are false or 0 with a line in
-// "CacheDebug.txt". Paths are server paths ("/Docs/a.txt") unless said otherwise.
+// "CacheDebug.txt". Paths are server paths ("/Docs/a.txt") unless said otherwise. send (or
+// tell_server) matters on a sync account only: false makes the change in the cache alone. On an
+// ordinary account the server is always told.
 class CCache {
  public:
   // Makes the cache folder when it is missing.
@@ -55,16 +57,25 @@ class CCache {
   // Fetches a folder and rewrites its listing; entries (optional) receives the producer's own
   // array.
   bool CacheFolderContents(TextView folder, DirectoryEntry** entries = nullptr);
+  // Loads a listing whole, for ParseSingleFromFile; a missing one is made, empty. False when it
+  // holds no line.
   bool ParseFileListFromCache(TextView listing_file);
+  // Entry number index (from 1). Loads the listing when another one is loaded, or for index 1.
   bool ParseSingleFromFile(TextView listing_file, int32_t index, DirectoryEntry* reply);
+  // The record of the path's name, read from the file; entry then carries the whole path.
   bool ParseSingleResource(TextView listing_file, TextView path, DirectoryEntry* entry);
+  // The same of the listing of the path's folder, which is fetched when it is missing.
   bool GetCachedResourceDetails(TextView path, DirectoryEntry* entry);
   // Drops old_path's record (empty new_path), renames it in place, or moves it into the current
   // entry. True, and found set, when the listing held any record.
   bool ParseDirContentsFromFile(TextView listing_file, TextView old_path, TextView new_path,
                                 bool* found = nullptr);
+  // Writes the record of the path anew into its folder's listing, which must be there unless it is
+  // the root's; a folder without a listing of its own gets one.
   bool UpdateCacheFileList(TextView path, const FindData& information);
+  // Gives a folder whose listing is timed this time in its parent's listing. folder ends in "/".
   bool UpdateRootCacheFileList(TextView folder, FileTime time);
+  // Adds the current entry's record to the listing of the path's folder.
   bool AddFileEntryToCacheFile(TextView path);
   // Forgets which folder was checked last and which listing is loaded, so that the next walk starts
   // afresh.
@@ -73,29 +84,40 @@ class CCache {
   bool GetUsedSpaceDetails(int64_t* quota, int64_t* used);
 
   // --- contents
+  // Reads a range from the content file, which is fetched first when it is missing; the beginning
+  // of a file that is not cached may come straight from the server.
   bool ReadCachedFile(TransferRequest& request);
+  // Fetches a file whole into its content file.
   bool CacheRestoreFile(TextView path);
+  // Reads a range from the server, past the cache.
   bool FillDataFromServer(TransferRequest& request);
+  // Stores a written range in the content file. Sends nothing.
   bool CacheFile(const TransferRequest& request);
-  // Whether the server really holds the file afterwards is told by the list of pending uploads.
+  // Sends a content file and writes its record. Whether the server really holds the file afterwards
+  // is told by the list of pending uploads.
   bool TransferCachedFile(TextView path, bool send);
+  // Makes a file of zero bytes, on the server and in its folder's listing.
   bool BackupZeroFile(TransferRequest& request, bool send);
 
   // --- changes
+  // Makes a folder, on the server (a sync account's is always told) and in its parent's listing.
   bool CreateCacheDirectory(TextView path);
-  // kRename...; tell_server matters for sync accounts only.
+  // kRename...
   uint32_t RenameCachedResource(TextView old_path, TextView new_path, bool tell_server);
+  // On the server, then in the cache: contents, times, record. A sync account tells a folder by its
+  // trailing separator.
   bool DeleteCachedResource(TextView path, bool send);
   // One cache file with its time file, or all of them when the name is empty. The only copy of a
   // file that waits to be sent stays.
   bool ClearCache(TextView cache_file);
+  // The cache files of a file, or of a folder and beneath it.
   bool ClearCacheForPath(TextView path, ClearKind kind);
   // Path with a drive letter and backslashes. 1, or 0 after an exception.
   uint32_t CheckFileModified(TextView drive_path);
   // 1 when the pending-delete journal was processed. What waits to be sent stays.
   uint32_t ApplyPendingDeletes();
 
-  // --- times
+  // --- times: as in cache/time_file.h, with the failures in the log
   bool SetFileTimeEntry(TextView path, FileTime time);
   bool GetFileTimeEntry(TextView path, FileTime* time);
   uint32_t CompareFileTime(FileTime first, FileTime second);

@@ -64,8 +64,9 @@ void StoreBlock(CEventPolling& polling, const TransferRequest& block) {
   g_backup_failed = 1;
 }
 
-// Whether a file that is complete goes to the server: documents do, temporary files do not, and an
-// office lock file does when the shell wrote it.
+// Whether a complete file of a sync account is handed over: one whose name has an extension is,
+// but no temporary file, and an office lock file only when the shell wrote it. An ordinary account
+// sends every file.
 bool SendsOnCompletion(const RequestRecord& request) {
   constexpr int kOrdinaryName = 0;
   constexpr int kOfficeLockFile = 2;

@@ -52,6 +52,8 @@ class CWebDAV {
   bool ReadConnectionSettings();
   // Opens session and connection anew. The connection is missing when that fails.
   virtual void PrepareConnectionHandle();
+  // A new request is put together: from nothing, then with its flags, header lines and body. What
+  // is not appended replaces what was there; the flags of a TLS connection are added by themselves.
   void ResetRequest();
   void SetRequestFlags(uint32_t flags, bool append);
   void AddRequestHeaders(TextView text, bool append);
@@ -60,8 +62,11 @@ class CWebDAV {
   bool SendDAVRequest(TextView verb, TextView path);
   // Reads into the buffer; received (optional) gets the count of bytes, 0 at the end.
   bool GetBufferFromServer(void* buffer, size_t size, size_t* received = nullptr);
+  // Closes the request; what is left of the reply is not read.
   void ClearRequest();
+  // Lets the open request take any certificate.
   void IgnoreCertificateRequest();
+  // The last reply's status text, or the words of the last failure.
   Text GetErrorMessage();
   // Probes the login with OPTIONS; the last status code, 0 when no reply came.
   uint32_t LoginToServer(TextView user, TextView password);
@@ -76,12 +81,18 @@ class CWebDAV {
   bool ParseMultistatus(TextView reply, DirectoryEntry** entries);
 
   // --- single resources
+  // True also when the folder is there already.
   bool CreateDirectoryOnServer(TextView path);
+  // File or folder; never the root. Both are true also when the server fails twice (500): it may
+  // have deleted it all the same. The second one writes nothing to the user's log.
   bool DeleteResource(TextView path);
   bool DeleteServerFile(TextView path);
   // After false, status_code() is 412 when the target exists.
   bool RenameResource(TextView old_path, TextView new_path);
+  // By a GET whose body is not read: the reply's Content-Length as it stands (empty without one)
+  // and its time. A file that cannot be had is an error in the user's log.
   bool GetFileLength(TextView path, Text* length, FileTime* last_modified);
+  // The same without the time and without a line: whether it is there is what is asked.
   bool IsFileOnServer(TextView path, Text* length);
   // 1 or 0; whole seconds.
   uint32_t GetFolderLastModifiedTime(TextView path, Seconds1601* time);
@@ -97,6 +108,7 @@ class CWebDAV {
   // Sends the GET of a file from request.offset, or of a range. True when the reply brings just
   // that; content_length() and request.file_size then tell its length (0 when it does not say).
   bool StartRestore(TransferRequest& request, bool ranged);
+  // Ends what StartRestore began.
   void EndRestoreFromServer(TransferRequest& request);
 
   uint32_t status_code() const { return status_code_; }
