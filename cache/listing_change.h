@@ -26,7 +26,8 @@ ListingChanged ApplyChange(TextView text, const ListingChange& change);
 
 // A fetch of one listing that is under way. The server's answer may be older than a change that
 // another thread makes meanwhile; such changes are kept here and made once more to what was
-// fetched. Thread rule: every call under a ListingLock.
+// fetched. Thread rule: any thread; Note and Replay under a ListingLock, which its beginning and
+// its end take by themselves.
 class ListingFetch {
  public:
   explicit ListingFetch(TextView listing_file);
