@@ -12,23 +12,19 @@ namespace {
 constexpr size_t kDriveRootUnits = 3;  // letter, colon, backslash
 constexpr size_t kQuotaTextUnits = 512;
 
-Text Quietly(Text (*body)()) {
-  return Guarded(Text(), body, [](const Failure&) {});
-}
-
 }  // namespace
 
 Text GetApplicationPath() { return ReadSetting(kApplicationKey, u"Application Path"); }
 
 Text GetAppDataFolder() {
-  return Quietly([] {
+  return GuardedQuietly(Text(), [] {
     const Text local = LocalAppDataFolder();
     return local.empty() ? Text() : Format(u"%s\\Orvelan\\Cirrux", local);
   });
 }
 
 Text GetSyncFolderRoot() {
-  return Quietly([] {
+  return GuardedQuietly(Text(), [] {
     const Text key = Text(kProductKey).append(kApplicationKey);
     if (!RegistryKey::Open(key, KeyMode::kOpen)) return Text();
     return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
@@ -36,13 +32,10 @@ Text GetSyncFolderRoot() {
 }
 
 int64_t GetSyncUsedQuota() {
-  return Guarded(
-      int64_t{0},
-      [] {
-        const Text file = Format(u"%s%s", GetSyncFolderRoot(), u"\\ZVCOMMON\\quota.ini");
-        return ParseInt64(ReadProfileText(file, u"ZVSYNC", u"ZVSyncUsedQuota", kQuotaTextUnits));
-      },
-      [](const Failure&) {});
+  return GuardedQuietly(int64_t{0}, [] {
+    const Text file = Format(u"%s%s", GetSyncFolderRoot(), u"\\ZVCOMMON\\quota.ini");
+    return ParseInt64(ReadProfileText(file, u"ZVSYNC", u"ZVSyncUsedQuota", kQuotaTextUnits));
+  });
 }
 
 }  // namespace zv

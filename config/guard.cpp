@@ -1,5 +1,7 @@
 #include "config/guard.h"
 
+#include <new>
+
 namespace zv {
 namespace {
 

@@ -2,7 +2,6 @@
 // and handed to a handler that writes its line; the operation's neutral result is returned.
 #pragma once
 
-#include <new>
 #include <utility>
 
 #include "platform/error.h"
@@ -35,6 +34,12 @@ Result Guarded(Result neutral, Body&& body, OnFailure&& on_failure) noexcept {
     }
     return neutral;
   }
+}
+
+// The same where nothing is to be written: what cannot be had reads as the neutral result.
+template <typename Result, typename Body>
+Result GuardedQuietly(Result neutral, Body&& body) noexcept {
+  return Guarded(std::move(neutral), std::forward<Body>(body), [](const Failure&) {});
 }
 
 }  // namespace zv

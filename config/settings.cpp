@@ -79,15 +79,12 @@ constexpr SettingInfo kSettings[] = {
 }  // namespace
 
 bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_bytes, Text* value) {
-  return Guarded(
-      false,
-      [&] {
-        const auto key = RegistryKey::Open(key_path, KeyMode::kOpen);
-        if (!key) return false;
-        const auto data = key->Read(value_name, buffer_bytes);
-        return data && TextFromValue(*data, value);
-      },
-      [](const Failure&) {});
+  return GuardedQuietly(false, [&] {
+    const auto key = RegistryKey::Open(key_path, KeyMode::kOpen);
+    if (!key) return false;
+    const auto data = key->Read(value_name, buffer_bytes);
+    return data && TextFromValue(*data, value);
+  });
 }
 
 Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_bytes) {
@@ -107,43 +104,34 @@ Text ReadSetting(TextView sub_key, TextView value_name) {
 }
 
 bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value) {
-  return Guarded(
-      false,
-      [&] {
-        const Text path = KeyPath(sub_key);
-        auto key = RegistryKey::Open(path, KeyMode::kOpen);
-        if (!key) key = RegistryKey::Open(path, KeyMode::kOpenOrCreate);
-        Text terminated(value);
-        terminated += u'\0';
-        return key && key->Write(value_name, kRegSz, ToUtf16LeBytes(terminated));
-      },
-      [](const Failure&) {});
+  return GuardedQuietly(false, [&] {
+    const Text path = KeyPath(sub_key);
+    auto key = RegistryKey::Open(path, KeyMode::kOpen);
+    if (!key) key = RegistryKey::Open(path, KeyMode::kOpenOrCreate);
+    Text terminated(value);
+    terminated += u'\0';
+    return key && key->Write(value_name, kRegSz, ToUtf16LeBytes(terminated));
+  });
 }
 
 Text ReadAccountType() { return ReadSetting(kConnectionParameters, u"Account_Type"); }
 
 std::optional<int64_t> ReadStoredUsedQuota() {
-  return Guarded(
-      std::optional<int64_t>(),
-      [&]() -> std::optional<int64_t> {
-        const auto key = RegistryKey::Open(Text(kProductKey).append(kConnectionParameters),
-                                           KeyMode::kOpenOrCreate);
-        const auto data = key ? key->Read(u"OLdUsedQuota", kUsedQuotaBufferBytes) : std::nullopt;
-        Text text;
-        if (!data || !TextFromValue(*data, &text)) return std::nullopt;
-        return ParseInt64(text);
-      },
-      [](const Failure&) {});
+  return GuardedQuietly(std::optional<int64_t>(), []() -> std::optional<int64_t> {
+    const auto key =
+        RegistryKey::Open(Text(kProductKey).append(kConnectionParameters), KeyMode::kOpenOrCreate);
+    const auto data = key ? key->Read(u"OLdUsedQuota", kUsedQuotaBufferBytes) : std::nullopt;
+    Text text;
+    if (!data || !TextFromValue(*data, &text)) return std::nullopt;
+    return ParseInt64(text);
+  });
 }
 
 int64_t ReadAccountQuota() {
-  return Guarded(
-      int64_t{0},
-      [] {
-        const auto text = ReadPerUserText(kQuotaKey, u"Quota", kQuotaBufferBytes);
-        return text ? ParseInt64(*text) : int64_t{0};
-      },
-      [](const Failure&) {});
+  return GuardedQuietly(int64_t{0}, [] {
+    const auto text = ReadPerUserText(kQuotaKey, u"Quota", kQuotaBufferBytes);
+    return text ? ParseInt64(*text) : int64_t{0};
+  });
 }
 
 std::span<const SettingInfo> AllSettings() { return kSettings; }

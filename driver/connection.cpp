@@ -93,22 +93,20 @@ uint32_t GetConnectionSteps(TextView local_name, char16_t* buffer, uint32_t* len
 
 uint32_t CConnection::CreateDrive(TextView local_name, TextView remote_name, TextView password,
                                   TextView user_name) {
-  return Guarded(
-      kDriveBadNetName,
-      [&] { return CreateDriveSteps(local_name, remote_name, password, user_name); },
-      [](const Failure&) {});
+  return GuardedQuietly(kDriveBadNetName, [&] {
+    return CreateDriveSteps(local_name, remote_name, password, user_name);
+  });
 }
 
 uint32_t CConnection::DeleteDrive(TextView local_name) {
-  const auto delete_drive = [&] {
+  return GuardedQuietly(kDriveGeneralFailure, [&] {
     const auto drive = Device::Open(DriveDeviceName(local_name), DeviceDisposition::kOpenExisting);
     if (!drive) {
       WriteDebugOutput(kNoHandle);
       return kDriveGeneralFailure;
     }
     return DeleteDriveThroughDriver(*drive, local_name) ? kDriveSuccess : kDriveGeneralFailure;
-  };
-  return Guarded(kDriveGeneralFailure, delete_drive, [](const Failure&) {});
+  });
 }
 
 uint32_t CConnection::GetConnection(TextView local_name, char16_t* buffer, uint32_t* length) {

@@ -66,12 +66,11 @@ constexpr PollingLoop kTransferLoop = {
 // The body of a polling thread. Without memory for its objects it ends at once.
 uint32_t PollingThread(void (CEventPolling::*run)()) {
   constexpr uint32_t kEnded = 1;
-  const auto poll = [run] {
+  return GuardedQuietly(kEnded, [run] {
     CEventPolling polling;
     (polling.*run)();
     return kEnded;
-  };
-  return Guarded(kEnded, poll, [](const Failure&) {});
+  });
 }
 
 }  // namespace

@@ -151,13 +151,10 @@ bool CWebDAV::DownloadFile(Download& download) {
 // An attempt that broke off leaves what it received for the next one, which sees from the file
 // whether that is so.
 void CWebDAV::KeepReceived(Download& download) {
-  Guarded(
-      false,
-      [&] {
-        if (download.file) WriteReceived(download);
-        return true;
-      },
-      [](const Failure&) {});
+  GuardedQuietly(false, [&] {
+    if (download.file) WriteReceived(download);
+    return true;
+  });
 }
 
 bool CWebDAV::RunAttempt(Download& download) {

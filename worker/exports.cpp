@@ -33,10 +33,7 @@ TextView CutToBuffer(const ZvChar* path) { return ViewOf(path).substr(0, kLocalP
 
 // What the operations let out can only be lack of memory while an object is made, or the shared
 // block mapped.
-template <typename Result, typename Body>
-Result Contained(Result neutral, Body&& body) {
-  return zv::Guarded(neutral, std::forward<Body>(body), [](const zv::Failure&) {});
-}
+using zv::GuardedQuietly;
 
 }  // namespace
 
@@ -56,7 +53,7 @@ uint32_t ZVWORKER_CALL DeleteNewDrive(const ZvChar* local_name) {
 }
 
 uint32_t ZVWORKER_CALL StartPolling(void) {
-  return Contained(uint32_t{0}, [] { return zv::RunPolling(); });
+  return GuardedQuietly(uint32_t{0}, [] { return zv::RunPolling(); });
 }
 
 uint32_t ZVWORKER_CALL GetDriveConnection(const ZvChar* local_name, ZvChar* remote_name,
@@ -67,13 +64,13 @@ uint32_t ZVWORKER_CALL GetDriveConnection(const ZvChar* local_name, ZvChar* remo
 int32_t ZVWORKER_CALL GetInternetDetails(ZvChar* name, uint32_t* first_count,
                                          uint32_t* second_count, uint32_t* elapsed_seconds,
                                          uint16_t mode) {
-  return Contained(int32_t{0}, [&] {
+  return GuardedQuietly(int32_t{0}, [&] {
     return zv::ReadProgressDetails(name, first_count, second_count, elapsed_seconds, mode);
   });
 }
 
 uint32_t ZVWORKER_CALL WrapperUpdate(const ZvChar* path, const ZvFindData* information) {
-  return Contained(uint32_t{0}, [&]() -> uint32_t {
+  return GuardedQuietly(uint32_t{0}, [&]() -> uint32_t {
     if (!information) return 0;
     zv::FindData copy;
     std::memcpy(static_cast<void*>(&copy), information, sizeof copy);
@@ -82,13 +79,13 @@ uint32_t ZVWORKER_CALL WrapperUpdate(const ZvChar* path, const ZvFindData* infor
 }
 
 int64_t ZVWORKER_CALL GetFolderSize(const ZvChar* path) {
-  return Contained(int64_t{0}, [&] {
+  return GuardedQuietly(int64_t{0}, [&] {
     return static_cast<int64_t>(zv::CBackupDAV().GetFolderSizeInByte(ViewOf(path)));
   });
 }
 
 uint32_t ZVWORKER_CALL IsListingFileExist(const ZvChar* first_path, const ZvChar* second_path) {
-  return Contained(uint32_t{0}, [&]() -> uint32_t {
+  return GuardedQuietly(uint32_t{0}, [&]() -> uint32_t {
     zv::CWebDAV server;
     zv::Text length;
     const bool first = server.IsFileOnServer(ViewOf(first_path), &length);
@@ -98,28 +95,29 @@ uint32_t ZVWORKER_CALL IsListingFileExist(const ZvChar* first_path, const ZvChar
 }
 
 uint32_t ZVWORKER_CALL DeleteListingFile(const ZvChar* path) {
-  return Contained(uint32_t{0},
-                   [&]() -> uint32_t { return zv::CWebDAV().DeleteServerFile(ViewOf(path)); });
+  return GuardedQuietly(uint32_t{0},
+                        [&]() -> uint32_t { return zv::CWebDAV().DeleteServerFile(ViewOf(path)); });
 }
 
 uint64_t ZVWORKER_CALL GetUsedSpace(void) {
-  return Contained(uint64_t{0}, [] { return zv::GetUsedSpaceBytes(); });
+  return GuardedQuietly(uint64_t{0}, [] { return zv::GetUsedSpaceBytes(); });
 }
 
 uint32_t ZVWORKER_CALL DeleteCache(void) {
-  return Contained(uint32_t{0}, []() -> uint32_t { return zv::CCache().ApplyPendingDeletes(); });
+  return GuardedQuietly(uint32_t{0},
+                        []() -> uint32_t { return zv::CCache().ApplyPendingDeletes(); });
 }
 
 void ZVWORKER_CALL ResetProgressDetails(void) {
-  Contained(false, [] {
+  GuardedQuietly(false, [] {
     zv::ResetProgress();
     return true;
   });
 }
 
 uint32_t ZVWORKER_CALL CheckLastModifiedTime(const ZvChar* path) {
-  return Contained(uint32_t{0},
-                   [&]() -> uint32_t { return zv::CCache().CheckFileModified(CutToBuffer(path)); });
+  return GuardedQuietly(
+      uint32_t{0}, [&]() -> uint32_t { return zv::CCache().CheckFileModified(CutToBuffer(path)); });
 }
 
 }  // extern "C"

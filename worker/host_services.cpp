@@ -12,11 +12,6 @@ namespace {
 
 Text ServerPath(TextView drive_path) { return ReplaceAll(drive_path, u'\\', u'/'); }
 
-template <typename Result, typename Body>
-Result Quietly(Result neutral, Body&& body) {
-  return Guarded(neutral, std::forward<Body>(body), [](const Failure&) {});
-}
-
 // The end of the user log: enough for the lines of the transfer that is under way.
 Text UserLogTail() {
   constexpr int64_t kTailBytes = 32768;
@@ -38,7 +33,7 @@ size_t FindLastRetry(TextView log, TextView name) {
 
 std::optional<std::vector<PendingUpload>> ListPendingUploads() {
   using List = std::optional<std::vector<PendingUpload>>;
-  return Quietly(List(), [] {
+  return GuardedQuietly(List(), [] {
     List list = PendingUploads(CacheNames()).List();
     std::erase_if(*list, [](const PendingUpload& upload) {
       return upload.kind == PendingKind::kBeingWritten;
@@ -49,13 +44,13 @@ std::optional<std::vector<PendingUpload>> ListPendingUploads() {
 
 bool IsUploadPending(TextView drive_path) {
   // What cannot be told may be so.
-  return Quietly(true,
-                 [&] { return PendingUploads(CacheNames()).Contains(ServerPath(drive_path)); });
+  return GuardedQuietly(
+      true, [&] { return PendingUploads(CacheNames()).Contains(ServerPath(drive_path)); });
 }
 
 bool IsUploadOverdue(TextView drive_path) {
   // A list that cannot be read may hold the file.
-  return Quietly(true, [&] {
+  return GuardedQuietly(true, [&] {
     const Text path = ServerPath(drive_path);
     const auto pending = PendingUploads(CacheNames()).List();
     return std::any_of(pending.begin(), pending.end(), [&](const PendingUpload& upload) {
@@ -65,19 +60,20 @@ bool IsUploadOverdue(TextView drive_path) {
 }
 
 void MarkUploadPending(TextView drive_path) {
-  Quietly(false, [&] {
+  GuardedQuietly(false, [&] {
     return PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {});
   });
 }
 
 void UnmarkUploadPending(TextView drive_path) {
-  Quietly(false, [&] { return PendingUploads(CacheNames()).Remove(ServerPath(drive_path)); });
+  GuardedQuietly(false,
+                 [&] { return PendingUploads(CacheNames()).Remove(ServerPath(drive_path)); });
 }
 
 uint64_t CachedContentVersion(TextView drive_path) { return CachedContentTime(drive_path).value; }
 
 FileTime CachedContentTime(TextView drive_path) {
-  return Quietly(FileTime{}, [&] {
+  return GuardedQuietly(FileTime{}, [&] {
     const CacheNames names;
     const Text path = ServerPath(drive_path);
     FileTime time;
@@ -88,14 +84,14 @@ FileTime CachedContentTime(TextView drive_path) {
 }
 
 Text CachedContentFile(TextView drive_path) {
-  return Quietly(Text(), [&] {
+  return GuardedQuietly(Text(), [&] {
     const Text file = CacheNames().GetFileRecordName(ServerPath(drive_path));
     return FileExists(file) ? file : Text();
   });
 }
 
 Text LastTransferTrouble(TextView name) {
-  return Quietly(Text(), [&] {
+  return GuardedQuietly(Text(), [&] {
     // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.
     const Text log = UserLogTail();
     const size_t found = FindLastRetry(log, name);
@@ -108,7 +104,7 @@ Text LastTransferTrouble(TextView name) {
 }
 
 Text UploadBetweenAttempts() {
-  return Quietly(Text(), [] {
+  return GuardedQuietly(Text(), [] {
     const Text log = UserLogTail();
     Text latest;
     size_t latest_retry = 0;

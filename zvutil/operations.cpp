@@ -15,11 +15,6 @@ namespace {
 constexpr uint32_t kStatusNotFound = 404;
 constexpr int kEmptyFileAttempts = 3;
 
-template <typename Body>
-bool Quietly(Body&& body) {
-  return Guarded(false, std::forward<Body>(body), [](const Failure&) {});
-}
-
 void KeepUsedQuota(std::optional<int64_t> used_bytes) {
   if (used_bytes) StoreSyncUsedQuota(*used_bytes);
 }
@@ -53,7 +48,7 @@ bool Upload(AccountClient& client, const Text& local, const Text& path) {
 
 bool ListSyncFolder(const SyncLogin& login, std::vector<DirectoryEntry>* entries) {
   entries->clear();
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto folder = ReadJournal(u"Source.txt");
     if (!folder) return false;
     AccountClient client(login);
@@ -68,7 +63,7 @@ bool ListSyncFolder(const SyncLogin& login, std::vector<DirectoryEntry>* entries
 }
 
 bool DownloadSyncFile(const SyncLogin& login) {
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto folder = ReadJournal(u"Download_dst.txt");
     const auto source = ReadJournalEntry(u"Download_src.txt");
     if (!folder || !source || source->is_folder) return false;
@@ -90,7 +85,7 @@ bool DownloadSyncFile(const SyncLogin& login) {
 }
 
 bool UploadSyncFile(const SyncLogin& login) {
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto folder = ReadJournal(u"Upload_dst.txt");
     const auto source = ReadJournalEntry(u"Upload_src.txt");
     if (!folder || !source || source->is_folder) return false;
@@ -105,14 +100,14 @@ bool UploadSyncFile(const SyncLogin& login) {
 }
 
 bool CreateSyncFolder(const SyncLogin& login) {
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto folder = ReadJournal(u"createdir_dst.txt");
     return folder && AccountClient(login).CreateDirectoryOnServer(*folder);
   });
 }
 
 bool RenameSyncEntry(const SyncLogin& login) {
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto source = ReadJournal(u"Rename_src.txt");
     const auto target = ReadJournal(u"Rename_dst.txt");
     return source && target && AccountClient(login).RenameResource(*source, *target);
@@ -120,7 +115,7 @@ bool RenameSyncEntry(const SyncLogin& login) {
 }
 
 bool DeleteSyncEntry(const SyncLogin& login) {
-  return Quietly([&] {
+  return GuardedQuietly(false, [&] {
     const auto entry = ReadJournalEntry(u"Delete_src.txt");
     if (!entry) return false;
     AccountClient client(login);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <new>
 #include <stdexcept>
 
 namespace zv {
@@ -43,6 +44,11 @@ TEST(Guard, OutlivesAHandlerThatFails) {
                 7, []() -> int { throw std::runtime_error("body"); },
                 [](const Failure&) { throw std::bad_alloc(); }),
             7);
+}
+
+TEST(Guard, GivesTheSameWhenNothingIsToBeWritten) {
+  EXPECT_EQ(GuardedQuietly(0, [] { return 42; }), 42);
+  EXPECT_EQ(GuardedQuietly(7, []() -> int { throw std::bad_alloc(); }), 7);
 }
 
 TEST(Guard, TellsTheKindsOfFailureApart) {
