@@ -39,6 +39,10 @@ inline constexpr uint32_t kFlagNoCacheWrite = 0x04000000;
 inline constexpr uint32_t kFlagSecure = 0x00800000;
 inline constexpr uint32_t kFlagIgnoreCertDate = 0x00002000;
 inline constexpr uint32_t kFlagIgnoreCertName = 0x00001000;
+// A TLS request that takes certificates of other names and dates.
+inline constexpr uint32_t kSecureFlags = kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate;
+// For kOptionSecurityFlags: revocation, unknown authority, wrong name, wrong date.
+inline constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
 
 enum class AccessType { kDirect = 1, kNamedProxy = 3 };
 

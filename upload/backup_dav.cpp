@@ -34,9 +34,7 @@ bool CBackupDAV::MakeBackupCall(TextView url, uint32_t content_length) {
       [&] {
         if (!connection_) throw Error(ErrorKind::kInternet, LastError(), GetErrorMessage());
         AddRequestHeaders(Format(u"Authorization: Basic %s", BasicCredentials()), true);
-        if (IsDirectSecure()) {
-          request_flags_ |= kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate;
-        }
+        if (IsDirectSecure()) request_flags_ |= kSecureFlags;
         request_ = std::make_unique<HttpRequest>(*connection_, u"PUT", EncodeTarget(url),
                                                  TextView(), request_flags_);
         request_->AddHeaders(request_headers_);

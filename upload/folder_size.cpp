@@ -13,7 +13,6 @@ namespace {
 
 constexpr TextView kAgent = u"Cirrux Mail";
 constexpr uint16_t kSecurePort = 443;
-constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
 constexpr size_t kLargestAnswer = 512;  // bytes
 constexpr size_t kServerBufferBytes = 1040;
 
@@ -74,8 +73,7 @@ uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
             settings_.use_proxy ? Format(u"%s:%d", settings_.proxy_host, settings_.proxy_port)
                                 : Text());
         HttpConnection connection(session, GetScriptServer(), kSecurePort, {}, {});
-        HttpRequest request(connection, u"GET", object, u"HTTP/1.0",
-                            kFlagReload | kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate);
+        HttpRequest request(connection, u"GET", object, u"HTTP/1.0", kFlagReload | kSecureFlags);
         if (settings_.use_proxy) {
           SetProxyText(request, kOptionProxyUser, settings_.proxy_user);
           SetProxyText(request, kOptionProxyPassword, settings_.proxy_password);

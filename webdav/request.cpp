@@ -8,12 +8,6 @@
 namespace zv {
 namespace {
 
-constexpr uint32_t kSecureFlags = kFlagSecure | kFlagIgnoreCertName | kFlagIgnoreCertDate;
-static_assert(kSecureFlags == 0x803000);
-
-// Revocation, unknown authority, wrong name, wrong date.
-constexpr uint32_t kIgnoreCertificateFlags = 0x3180;
-
 uint32_t TimeoutOf(TextView verb) {  // ms
   if (verb == u"PROPFIND") return 45000;
   if (verb == u"DELETE") return 80000;
