@@ -10,6 +10,7 @@ namespace {
 constexpr size_t kLongestKeyPath = 254;
 // As the system itself writes it: keys are found whatever their case.
 constexpr TextView kQuotaKey = u"SOFTWARE\\Orve-Lan\\Cirrux\\Connection Parameters";
+constexpr TextView kDefaultRemoteName = u"\\\\cirrux\\drive";
 constexpr size_t kQuotaBufferBytes = 100;
 constexpr size_t kUsedQuotaBufferBytes = 2000;
 
@@ -59,7 +60,7 @@ constexpr SettingInfo kSettings[] = {
     {kConnectionParameters, u"ProxyPass", u"secret", u"",
      u"Six characters and the proxy password, every character raised by 20."},
     {kConnectionParameters, u"Local Name", u"text", u"", u"Drive letter and colon of the drive."},
-    {kConnectionParameters, u"Remote Name", u"text", u"\\\\cirrux\\drive",
+    {kConnectionParameters, u"Remote Name", u"text", kDefaultRemoteName,
      u"Network name that the drive answers to."},
     {kConnectionParameters, u"UNC Server", u"text", u"",
      u"Server part of the drive's network path."},
@@ -115,6 +116,16 @@ bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value) 
 }
 
 Text ReadAccountType() { return ReadSetting(kConnectionParameters, u"Account_Type"); }
+
+Text HostOfServerValue(TextView value) {
+  const size_t end = value.find(u';');
+  return end == TextView::npos ? Text() : Text(value.substr(0, end));
+}
+
+Text ReadRemoteName() {
+  const Text name = ReadSetting(kConnectionParameters, u"Remote Name");
+  return name.empty() ? Text(kDefaultRemoteName) : name;
+}
 
 std::optional<int64_t> ReadStoredUsedQuota() {
   return GuardedQuietly(std::optional<int64_t>(), []() -> std::optional<int64_t> {

@@ -40,6 +40,12 @@ bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value);
 Text ReadAccountType();
 inline constexpr TextView kSyncAccount = u"ZVSYNC";
 
+// The host of a value that names an ordinary account's server or script server: what stands before
+// its ";". Empty without one.
+Text HostOfServerValue(TextView value);
+// The network name that the drive answers to: "Remote Name", or its fallback when that is empty.
+Text ReadRemoteName();
+
 // Used bytes of "OLdUsedQuota"; nullopt when the value is missing or invalid.
 std::optional<int64_t> ReadStoredUsedQuota();
 // The "Quota" value in bytes by the per-user look-up; 0 when missing.

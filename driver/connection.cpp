@@ -19,14 +19,6 @@ constexpr uint32_t kHttpOk = 200;
 constexpr uint32_t kDeviceArrival = 0x8000;
 constexpr TextView kNoHandle = u"Driver handle invalid\n";
 
-bool IsOurRemoteName(TextView remote_name) {
-  Text ours;
-  if (!ReadRegistryString(kConnectionParameters, u"Remote Name", &ours) || ours.empty()) {
-    ours = u"\\\\cirrux\\drive";
-  }
-  return EqualsNoCase(remote_name, ours);
-}
-
 bool SaveConnectionSettings(TextView local_name, TextView user_name, TextView stored_password) {
   return WriteRegistryString(kConnectionParameters, u"UserName", user_name) &&
          WriteRegistryString(kConnectionParameters, u"Password", stored_password) &&
@@ -53,7 +45,7 @@ uint32_t CreateDriveSteps(TextView local_name, TextView remote_name, TextView pa
                           TextView user_name) {
   CWebDAV server;
   DebugTrace(u"Entered CConnection::CreateDrive\n");
-  if (!IsOurRemoteName(remote_name)) return kDriveBadNetName;
+  if (!EqualsNoCase(remote_name, ReadRemoteName())) return kDriveBadNetName;
   if (user_name.empty() || EqualsNoCase(user_name, u"(null)")) {
     WriteDebugOutput(u"Username string is blank\n");
     return kDriveBadNetName;

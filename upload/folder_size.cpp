@@ -53,8 +53,7 @@ Text CBackupDAV::GetScriptServer() {
         Text value;
         ReadRegistryText(Text(kProductKey) + Text(kConnectionParameters), settings_.user_name,
                          kServerBufferBytes, &value);
-        const size_t end = value.find(u';');
-        return end == Text::npos ? Text() : value.substr(0, end);
+        return HostOfServerValue(value);
       },
       [&](const Failure& failure) {
         debug_log_.WriteTrace(u"Exception in GetScriptServer, Reason: %s", failure.text);

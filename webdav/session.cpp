@@ -19,16 +19,11 @@ constexpr int16_t kRetryWaitMs = 5000;
 
 Text AccountRoot(const Text& user) { return u"/users/" + user + u"/Files"; }
 
-Text BeforeSemicolon(const Text& text) {
-  const size_t end = text.find(u';');
-  return end == Text::npos ? Text() : text.substr(0, end);
-}
-
 // The host of an ordinary account stands in the value that "CurrentUser" names.
 Text ServerHost(const RegistryKey& connection) {
   if (ReadAccountType() == kSyncAccount) return ReadKeyText(connection, u"WebServer");
   const Text value_name = ReadKeyText(connection, u"CurrentUser", kCurrentUserBytes);
-  return BeforeSemicolon(ReadKeyText(connection, value_name));
+  return HostOfServerValue(ReadKeyText(connection, value_name));
 }
 
 void ReadProxy(const RegistryKey& connection, ConnectionSettings& settings) {

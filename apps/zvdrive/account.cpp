@@ -89,10 +89,9 @@ std::string AddProxy(const AccountChanges& changes, Writes& writes) {
   return {};
 }
 
-// What the server is stored as, up to the ";".
+// The server of an ordinary account, which stands in a value of this name.
 Text ServerOf(TextView user) {
-  const Text stored = user.empty() ? Text() : ReadSetting(kConnectionParameters, user);
-  return stored.substr(0, stored.find(u';'));
+  return HostOfServerValue(user.empty() ? Text() : ReadSetting(kConnectionParameters, user));
 }
 
 void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes) {
@@ -237,12 +236,11 @@ Account ReadAccount() {
   const Text server =
       ReadSetting(kConnectionParameters, ReadSetting(kConnectionParameters, u"CurrentUser"));
   account.server = account.is_sync ? ReadSetting(kConnectionParameters, u"WebServer")
-                                   : server.substr(0, server.find(u';'));
+                                   : HostOfServerValue(server);
   account.password = PasswordFromStored(ReadSetting(kConnectionParameters, u"Password"));
   account.drive_letter = ReadSetting(kConnectionParameters, u"Local Name");
   if (account.drive_letter.empty()) account.drive_letter = kDefaultDriveLetter;
-  account.remote_name = ReadSetting(kConnectionParameters, u"Remote Name");
-  if (account.remote_name.empty()) account.remote_name = u"\\\\cirrux\\drive";
+  account.remote_name = ReadRemoteName();
   return account;
 }
 

@@ -305,6 +305,13 @@ TEST_F(AccountTest, ShowsTheAccountWithoutItsSecrets) {
   EXPECT_THAT(shown, Not(HasSubstr("hidden")));
 }
 
+TEST_F(AccountTest, AServerThatTheWorkerDoesNotReadIsNoServer) {
+  EXPECT_EQ(SetAccount(Basic()), "");
+  home_.SetSetting(kConnectionSubKey, u"ann", u"files.example.org");
+  EXPECT_THAT(DescribeAccount(), HasSubstr("server            -\n"));
+  EXPECT_FALSE(ReadAccount().is_complete());
+}
+
 TEST_F(AccountTest, ShowsThatNothingIsSet) {
   const std::string shown = DescribeAccount();
   EXPECT_THAT(shown, HasSubstr("server            -\n"));

@@ -131,6 +131,26 @@ TEST_F(Settings, AccountTypeIsEmptyForAnOrdinaryAccount) {
   EXPECT_EQ(ReadAccountType(), kSyncAccount);
 }
 
+TEST_F(Settings, AServersHostStandsBeforeTheSemicolon) {
+  EXPECT_EQ(HostOfServerValue(u"files.example.org;anything;more"), u"files.example.org");
+  EXPECT_EQ(HostOfServerValue(u";anything"), u"");
+  EXPECT_EQ(HostOfServerValue(u"files.example.org"), u"");
+  EXPECT_EQ(HostOfServerValue(u""), u"");
+}
+
+TEST_F(Settings, AnEmptyRemoteNameReadsAsTheFallbackOfTheTable) {
+  const auto settings = AllSettings();
+  const auto row = std::find_if(settings.begin(), settings.end(), [](const SettingInfo& setting) {
+    return setting.name == u"Remote Name";
+  });
+  ASSERT_NE(row, settings.end());
+  EXPECT_EQ(ReadRemoteName(), row->fallback);
+  home_.SetSetting(kConnectionParameters, u"Remote Name", u"");
+  EXPECT_EQ(ReadRemoteName(), row->fallback);
+  home_.SetSetting(kConnectionParameters, u"Remote Name", u"\\our\drive");
+  EXPECT_EQ(ReadRemoteName(), u"\\our\drive");
+}
+
 TEST_F(Settings, UsedQuotaIsMissingUntilItIsStored) {
   EXPECT_EQ(ReadStoredUsedQuota(), std::nullopt);
   EXPECT_TRUE(RegistryKey::Open(kKeyPath, KeyMode::kOpen)) << "looking it up makes the key";
