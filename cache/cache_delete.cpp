@@ -115,10 +115,7 @@ void CCache::ForgetResource(TextView path, TextView staging_prefix) {
 void CCache::ForgetJournalled(TextView path, TextView staging_prefix) {
   const TextView stem = WithoutTrailingSlash(path);
   if (stem.empty() || IsPending(stem)) return;
-  const std::vector<PendingUpload> waiting = pending_.List();
-  const Text folder = Text(stem) + u"/";
-  if (std::any_of(waiting.begin(), waiting.end(),
-                  [&](const PendingUpload& upload) { return upload.path.starts_with(folder); })) {
+  if (pending_.ContainsTree(stem)) {
     ClearFolder(stem, false);
     return;
   }

@@ -44,10 +44,14 @@ Text EncodeCacheName(TextView text) {
   return encoded;
 }
 
-Text PathParent(TextView path) {
+TextView FolderPart(TextView path) {
   const size_t slash = path.rfind(u'/');
-  if (slash == TextView::npos || slash == 0) return u"/";
-  return Text(path.substr(0, slash));
+  return path.substr(0, slash == TextView::npos ? 0 : slash);
+}
+
+Text PathParent(TextView path) {
+  const TextView folder = FolderPart(path);
+  return folder.empty() ? Text(u"/") : Text(folder);
 }
 
 TextView PathLeaf(TextView path) {
@@ -58,6 +62,11 @@ TextView PathLeaf(TextView path) {
 TextView WithoutTrailingSlash(TextView path) {
   if (path.ends_with(u'/')) path.remove_suffix(1);
   return path;
+}
+
+bool IsAtOrBeneath(TextView path, TextView top) {
+  if (!path.starts_with(top)) return false;
+  return path.size() == top.size() || path[top.size()] == u'/';
 }
 
 bool IsCacheFileName(TextView leaf) {

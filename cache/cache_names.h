@@ -12,9 +12,14 @@ Text EncodeCacheName(TextView text);
 // Parts of a server path. The parent is everything before the last "/" ("/" when that is empty),
 // the leaf everything after it; of a path without "/" all is leaf.
 Text PathParent(TextView path);
+// The same parent, but empty for what lies in the root.
+TextView FolderPart(TextView path);
 TextView PathLeaf(TextView path);
 // Without one trailing "/".
 TextView WithoutTrailingSlash(TextView path);
+
+// Whether the path is the other one or lies beneath it.
+bool IsAtOrBeneath(TextView path, TextView top);
 
 // Whether a file of this name in the cache folder would be taken for one of the cache's own.
 bool IsCacheFileName(TextView leaf);

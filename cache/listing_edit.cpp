@@ -10,11 +10,6 @@
 namespace zv {
 namespace {
 
-Text FolderPart(TextView path) {
-  const size_t slash = path.rfind(u'/');
-  return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
-}
-
 // As starts_with, which compares unit by unit.
 bool BeginsWith(TextView text, TextView beginning) {
   return text.size() >= beginning.size() &&

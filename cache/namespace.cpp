@@ -1,6 +1,4 @@
 // Folders made and entries renamed, on the server and in the cache.
-#include <algorithm>
-
 #include "cache/cache.h"
 #include "cache/cache_rename.h"
 #include "cache/entry_record.h"
@@ -26,18 +24,6 @@ Text TempTestExtension(TextView path) {
 
 bool TurnsTemporaryIntoReal(TextView old_path, TextView new_path) {
   return TempTestExtension(old_path) == u"tmp" && TempTestExtension(new_path) != u"tmp";
-}
-
-Text FolderPart(TextView path) {
-  const size_t slash = path.rfind(u'/');
-  return Text(path.substr(0, slash == TextView::npos ? 0 : slash));
-}
-
-bool AnyWaits(const std::vector<PendingUpload>& list, TextView path) {
-  const Text folder = Text(path) + u"/";
-  return std::any_of(list.begin(), list.end(), [&](const PendingUpload& upload) {
-    return upload.path == path || upload.path.starts_with(folder);
-  });
 }
 
 void MoveTimeFile(TextView from, TextView to) {
@@ -97,9 +83,7 @@ uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool
         rename.result = ReadIsSync() ? SyncRename(rename) : RenameOnServer(rename);
         if (rename.ended) return rename.result;
         // What was not renamed keeps out of the way of a file that only this machine has.
-        if (rename.result != kRenameDone && AnyWaits(pending_.List(), new_path)) {
-          return rename.result;
-        }
+        if (rename.result != kRenameDone && pending_.ContainsTree(new_path)) return rename.result;
         RenameRecord(rename);
         bool noted = false;
         {
@@ -139,8 +123,8 @@ uint32_t CCache::SyncRename(Rename& rename) {
 }
 
 void CCache::RenameRecord(Rename& rename) {
-  const Text old_parent = FolderPart(rename.old_path);
-  const Text new_parent = FolderPart(rename.new_path);
+  const TextView old_parent = FolderPart(rename.old_path);
+  const TextView new_parent = FolderPart(rename.new_path);
   const Text old_listing = names_.GetDirRecordName(old_parent);
   const TextView new_leaf = PathLeaf(rename.new_path);
   const bool in_place = old_parent == new_parent;

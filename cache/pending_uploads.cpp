@@ -97,11 +97,6 @@ Text ReadText(File& file) { return file ? FromUtf16LeBytes(file.ReadAll()) : Tex
 enum class Changed { kNothing, kAdded, kLines };  // kAdded: one at the end, nothing else
 Changed LinesIf(bool changed) { return changed ? Changed::kLines : Changed::kNothing; }
 
-bool IsAtOrBeneath(TextView path, TextView top) {
-  if (!path.starts_with(top)) return false;
-  return path.size() == top.size() || path[top.size()] == u'/';
-}
-
 Text PathAfterRename(TextView path, TextView old_top, TextView new_top) {
   return Text(new_top) + Text(path.substr(old_top.size()));
 }
@@ -179,6 +174,12 @@ bool PendingUploads::Contains(TextView path) const noexcept {
   } catch (...) {
     return true;
   }
+}
+
+bool PendingUploads::ContainsTree(TextView path) const {
+  const std::vector<PendingUpload> list = List();
+  return std::any_of(list.begin(), list.end(),
+                     [&](const PendingUpload& each) { return IsAtOrBeneath(each.path, path); });
 }
 
 bool PendingUploads::Add(TextView path, PendingKind kind, TextView reason) {

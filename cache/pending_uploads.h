@@ -47,6 +47,8 @@ class PendingUploads {
   std::optional<PendingUpload> Find(TextView path) const;
   // True, too, when the list cannot be read. Does not throw.
   bool Contains(TextView path) const noexcept;
+  // A path or anything beneath it. Throws as List does.
+  bool ContainsTree(TextView path) const;
   // Adds a path, or gives one that is there another kind and reason.
   bool Add(TextView path, PendingKind kind, TextView reason);
   bool Remove(TextView path);

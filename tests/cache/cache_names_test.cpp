@@ -86,10 +86,20 @@ TEST_F(CacheNamesTest, AQuestionMarkIsEncodedInFileNames) {
   EXPECT_EQ(names_.GetFileRecordName(u"/a?b"), u"C:\\K\\file#ZV#a%3Fb#");
 }
 
+TEST_F(CacheNamesTest, ASiblingWhoseNameBeginsAlikeDoesNotLieBeneath) {
+  EXPECT_TRUE(IsAtOrBeneath(u"/a/b", u"/a/b"));
+  EXPECT_TRUE(IsAtOrBeneath(u"/a/b/c/d", u"/a/b"));
+  EXPECT_FALSE(IsAtOrBeneath(u"/a/bc", u"/a/b"));
+  EXPECT_FALSE(IsAtOrBeneath(u"/a", u"/a/b"));
+}
+
 TEST_F(CacheNamesTest, ParentAndLeafOfAPath) {
   EXPECT_EQ(PathParent(u"/a/b/c"), u"/a/b");
   EXPECT_EQ(PathParent(u"/a"), u"/");
   EXPECT_EQ(PathParent(u"a"), u"/");
+  EXPECT_EQ(FolderPart(u"/a/b/c"), u"/a/b");
+  EXPECT_EQ(FolderPart(u"/a"), u"");
+  EXPECT_EQ(FolderPart(u"a"), u"");
   EXPECT_EQ(PathLeaf(u"/a/b"), u"b");
   EXPECT_EQ(PathLeaf(u"b"), u"b");
   EXPECT_EQ(PathLeaf(u"/a/"), u"");

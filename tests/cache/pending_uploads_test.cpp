@@ -101,6 +101,13 @@ TEST_F(PendingUploadsTest, RenamesATreeOverWhatHadTheNewName) {
   EXPECT_EQ(pending_.List()[0].reason, u"/a/x");
 }
 
+TEST_F(PendingUploadsTest, TellsOfAnythingBeneathAFolder) {
+  EXPECT_TRUE(pending_.Add(u"/a/b/c.txt", PendingKind::kContent, u""));
+  EXPECT_TRUE(pending_.ContainsTree(u"/a/b/c.txt"));
+  EXPECT_TRUE(pending_.ContainsTree(u"/a"));
+  EXPECT_FALSE(pending_.ContainsTree(u"/a/b/c"));
+}
+
 TEST_F(PendingUploadsTest, ReadsRandomBytesAsNoPaths) {
   WriteFileBytes(file_, std::string("\x01\x02\r\0\n\0garbage\xFF", 14));
   EXPECT_TRUE(pending_.List().empty());
@@ -113,6 +120,7 @@ TEST_F(PendingUploadsTest, AListThatCannotBeReadIsNeverTakenForAnEmptyOne) {
   EXPECT_TRUE(pending_.Contains(u"/a"));
   EXPECT_THROW(pending_.List(), Error);
   EXPECT_THROW(pending_.Find(u"/a"), Error);
+  EXPECT_THROW(pending_.ContainsTree(u"/a"), Error);
   EXPECT_FALSE(pending_.Add(u"/a", PendingKind::kContent, u""));
   EXPECT_FALSE(pending_.Remove(u"/a"));
   EXPECT_FALSE(pending_.AddRenamed(u"/a", u"/b"));
