@@ -129,6 +129,9 @@ class CCache {
  private:
   // The entry held between operations: taken out of one listing, written into another.
   struct CurrentEntry {
+    // What a listing told of an entry, under this name.
+    static CurrentEntry Of(const DirectoryEntry& listed, TextView name);
+
     int32_t directory_flag = 0;
     int32_t attributes = 0;
     int64_t size = 0;

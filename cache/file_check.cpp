@@ -37,12 +37,8 @@ void CCache::RefreshFileRecord(TextView path, int64_t content_length) {
   DirectoryEntry cached;
   GetCachedResourceDetails(path, &cached);
   const TextView leaf = PathLeaf(path);
-  current_entry_ = {.directory_flag = static_cast<int32_t>(cached.directory_flag),
-                    .attributes = static_cast<int32_t>(cached.attributes),
-                    .size = static_cast<uint32_t>(content_length),
-                    .creation_time = cached.creation_time,
-                    .change_time = cached.last_write_time,
-                    .name = Text(leaf)};
+  current_entry_ = CurrentEntry::Of(cached, leaf);
+  current_entry_.size = static_cast<uint32_t>(content_length);
   const Text listing_file = names_.GetDirRecordName(PathParent(path));
   EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = CurrentEntryRecord()});
   ClearCacheForPath(path, ClearKind::kFile);

@@ -67,12 +67,7 @@ bool CCache::ParseDirContentsFromFile(TextView listing_file, TextView old_path, 
         const auto edited = EditListing(listing_file, change);
         if (!edited) return false;
         if (edited->matched && !new_path.empty() && !in_place) {
-          current_entry_ = {.directory_flag = static_cast<int32_t>(edited->matched->directory_flag),
-                            .attributes = static_cast<int32_t>(edited->matched->attributes),
-                            .size = edited->matched->size,
-                            .creation_time = edited->matched->creation_time,
-                            .change_time = edited->matched->change_time,
-                            .name = Text(new_name)};
+          current_entry_ = CurrentEntry::Of(*edited->matched, new_name);
         }
         if (found) *found = edited->held_records;
         return edited->held_records;
@@ -110,6 +105,15 @@ bool CCache::UpdateCacheFileList(TextView path, const FindData& information) {
         return true;
       },
       TraceFileFailure(u"%s", u"Exception while updating cache file list!"));
+}
+
+CCache::CurrentEntry CCache::CurrentEntry::Of(const DirectoryEntry& listed, TextView name) {
+  return {.directory_flag = static_cast<int32_t>(listed.directory_flag),
+          .attributes = static_cast<int32_t>(listed.attributes),
+          .size = listed.size,
+          .creation_time = listed.creation_time,
+          .change_time = listed.change_time,
+          .name = Text(name)};
 }
 
 Text CCache::CurrentEntryRecord() const {
