@@ -193,7 +193,11 @@ class CCache {
   void NoteBeingWritten(TextView path);
   bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
+  // Copies a file (null: makes an empty one) to where the utility library takes it, and calls it:
+  // whether it took the file; nullopt when it came to no call.
+  std::optional<bool> HandOver(TextView path, const SyncAccount& account, const Text* content_file);
   bool StageContent(TextView path, const Text& content_file, const Text& staged);
+  bool StageNothing(const Text& staged);
   bool IsListedFolder(TextView path);
   bool RecordContent(TextView path, const Text& content_file);
   bool SendEmptyFile(TransferRequest& request);

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kEmptyFileAttempts = 5;
 constexpr TextView kTestFile = u"TESTDIR.TMP";
+constexpr TextView kNotTaken = u"The utility library did not take the file.";
 constexpr TextView kWriteFailed = u"Exception while transferring cached file!";
 
 // Up to and including the last "/".
@@ -70,21 +71,27 @@ bool CCache::SyncUpload(TextView path, const Text& content_file) {
   unsent_path_.clear();
   const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
   if (FileExists(content_file)) SetPending(path, PendingKind::kContent, u"");
-  if (!NameIsHandedOver(path)) return false;
-  if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
-  const Text staging = StagingFolder(account.user_name);
-  const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
-  MakeFolders(staging);
-  if (!StageContent(path, content_file, staged)) return false;
-  if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return false;
-  if (CallEntry(&UtilityLibrary::upload, kUtilityUpload, account)) {
+  const auto taken = HandOver(path, account, &content_file);
+  if (taken.value_or(false)) {
     SetStored(path);
     return true;
   }
-  if (IsPending(path)) {
-    SetPending(path, PendingKind::kContent, u"The utility library did not take the file.");
-  }
+  if (taken && IsPending(path)) SetPending(path, PendingKind::kContent, kNotTaken);
   return false;
+}
+
+std::optional<bool> CCache::HandOver(TextView path, const SyncAccount& account,
+                                     const Text* content_file) {
+  if (!NameIsHandedOver(path)) return std::nullopt;
+  if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return std::nullopt;
+  const Text staging = StagingFolder(account.user_name);
+  const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
+  MakeFolders(staging);
+  const bool is_staged =
+      content_file ? StageContent(path, *content_file, staged) : StageNothing(staged);
+  if (!is_staged) return std::nullopt;
+  if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return std::nullopt;
+  return CallEntry(&UtilityLibrary::upload, kUtilityUpload, account) != 0;
 }
 
 // False when there is something to be sent that could not be copied. What lies under the copy's
@@ -97,6 +104,12 @@ bool CCache::StageContent(TextView path, const Text& content_file, const Text& s
                       staged, code);
   if (!FileExists(content_file)) return RemoveFile(staged) || !FileExists(staged);
   SetPending(path, PendingKind::kContent, reason);
+  return false;
+}
+
+bool CCache::StageNothing(const Text& staged) {
+  if (File::Open(staged, Access::kWrite, Disposition::kCreateAlways)) return true;
+  LogNoJournal(staged, true);
   return false;
 }
 
@@ -170,20 +183,12 @@ bool CCache::SendEmptyFile(TransferRequest& request) {
 }
 
 bool CCache::SyncUploadEmpty(TextView path, const SyncAccount& account) {
-  if (!NameIsHandedOver(path)) return false;
-  if (!JournalWritten(u"Upload_dst.txt", FolderWithSlash(path), true)) return false;
-  const Text staging = StagingFolder(account.user_name);
-  const Text staged = Format(u"%s\\%s", staging, PathLeaf(path));
-  MakeFolders(staging);
-  if (!File::Open(staged, Access::kWrite, Disposition::kCreateAlways)) {
-    LogNoJournal(staged, true);
-    return false;
-  }
-  if (!JournalWritten(u"Upload_src.txt", u"F_" + staged, true)) return false;
-  if (CallEntry(&UtilityLibrary::upload, kUtilityUpload, account)) {
+  const auto taken = HandOver(path, account, nullptr);
+  if (!taken) return false;
+  if (*taken) {
     SetStored(path);
   } else {
-    SetPending(path, PendingKind::kEmpty, u"The utility library did not take the file.");
+    SetPending(path, PendingKind::kEmpty, kNotTaken);
   }
   return true;
 }
