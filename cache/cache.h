@@ -25,8 +25,6 @@
 
 namespace zv {
 
-class File;
-
 // What RenameCachedResource answers: the driver's own status words.
 inline constexpr uint32_t kRenameDone = 100;
 inline constexpr uint32_t kRenameFailed = 101;
@@ -124,7 +122,6 @@ class CCache {
 
   const CacheNames& names() const { return names_; }
   PendingUploads& pending() { return pending_; }
-  CLogEvent& trace_log() { return trace_log_; }
 
  private:
   // The entry held between operations: taken out of one listing, written into another.

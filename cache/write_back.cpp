@@ -173,8 +173,7 @@ bool CCache::SendEmptyFile(TransferRequest& request) {
   SetPending(request.path, PendingKind::kEmpty, u"");
   for (int attempt = 0; attempt < kEmptyFileAttempts; ++attempt) {
     if (!server_->InitiateUpload(request)) continue;
-    const TransferRequest copy = request;
-    if (!server_->EndUpload(copy)) continue;
+    if (!server_->EndUpload(request)) continue;
     SetStored(request.path);
     return true;
   }

@@ -145,7 +145,7 @@ uint32_t CBackupDAV::FinishAttempt(const Attempt& attempt, int16_t& retry_count)
   }
   // A cancel asked since the last chunk would be lost with this: what the server has taken, or
   // refused for good, cannot be canceled any more, but an upload that it does not take can.
-  const bool cancel = SetProgressDetails(TransferKind::kIdle, {}, 0, 0, 0);
+  const bool cancel = PublishIdle();
   return cancel && goes_on ? CancelAttempt(attempt, retry_count) : result;
 }
 

@@ -54,7 +54,7 @@ bool SetProgressDetails(TransferKind kind, TextView name, uint32_t first_count,
       .compare_exchange_strong(asked, 0, std::memory_order_relaxed);
 }
 
-void PublishIdle() { SetProgressDetails(TransferKind::kIdle, {}, 0, 0, 0); }
+bool PublishIdle() { return SetProgressDetails(TransferKind::kIdle, {}, 0, 0, 0); }
 
 void ClearCancelRequest() { Put(Record().cancel_request, uint8_t{0}); }
 

@@ -13,8 +13,8 @@ namespace zv {
 // by that.
 bool SetProgressDetails(TransferKind kind, TextView name, uint32_t first_count,
                         uint32_t second_count, int64_t start_time);
-// Idle, an empty name and zeros.
-void PublishIdle();
+// Idle, an empty name and zeros. True as above.
+bool PublishIdle();
 void ClearCancelRequest();
 
 // Reads the record. Each pointer may be null. mode 1: name (260 units) is an input, and the
