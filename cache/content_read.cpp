@@ -1,6 +1,4 @@
 // File contents: served from content files, which are whole or absent, and brought from the server.
-#include <algorithm>
-
 #include "cache/cache.h"
 #include "cache/listing_file.h"
 #include "cache/work_file.h"

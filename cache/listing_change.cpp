@@ -1,7 +1,5 @@
 #include "cache/listing_change.h"
 
-#include <algorithm>
-
 #include "cache/entry_record.h"
 #include "cache/listing_file.h"
 

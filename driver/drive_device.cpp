@@ -1,7 +1,6 @@
 #include "driver/drive_device.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "config/settings.h"
 #include "platform/clock.h"

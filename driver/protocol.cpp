@@ -1,7 +1,6 @@
 #include "driver/protocol.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace zv {
 namespace {

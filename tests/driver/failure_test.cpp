@@ -4,7 +4,6 @@
 #include <atomic>
 #include <deque>
 #include <functional>
-#include <mutex>
 
 #include "driver/connection.h"
 #include "driver/event_polling.h"

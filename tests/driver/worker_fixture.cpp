@@ -1,7 +1,5 @@
 #include "tests/driver/worker_fixture.h"
 
-#include <cstring>
-
 #include "cache/cache_names.h"
 #include "driver/event_polling.h"
 #include "platform/file.h"

@@ -3,7 +3,6 @@
 #ifndef TESTS_KERNEL_DRIVER_DRIVER_SERVICE_H_
 #define TESTS_KERNEL_DRIVER_DRIVER_SERVICE_H_
 
-#include <cstdint>
 #include <memory>
 #include <string>
 

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <utility>
 
 #include "driver/protocol.h"
 #include "platform/device.h"

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <optional>
 
 #include "platform/home.h"
 #include "platform/registry.h"

@@ -1,6 +1,5 @@
 #include "tests/support/failing_memory.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 namespace {

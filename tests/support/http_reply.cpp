@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 
 namespace zv::testing {

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "platform/clock_testing.h"
 #include "platform/file.h"
 #include "tests/support/http_server.h"

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <optional>
 #include <stdexcept>
 #include <thread>
 

@@ -1,8 +1,6 @@
 // The built library, loaded at run time as a host program does: on Windows by ordinal only.
 #pragma once
 
-#include <string>
-
 #include "include/zvworker/zvworker.h"
 
 namespace zv::testing {
