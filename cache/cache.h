@@ -33,9 +33,6 @@ inline constexpr uint32_t kRenameTargetExists = 102;
 // What ClearCacheForPath clears.
 enum class ClearKind : uint32_t { kFile = 0, kFolder = 1, kFolderTree = 2 };
 
-// -1: no extension; 1: temporary; 2: an office lock file; 0: any other. Path with backslashes.
-int ClassifyFileName(TextView path);
-
 // Never shared between threads: each polling thread and each export call makes its own. Two objects
 // work on the same files. No operation throws; failures are false or 0 with a line in
 // "CacheDebug.txt". Paths are server paths ("/Docs/a.txt") unless said otherwise. send (or

@@ -2,6 +2,7 @@
 #include "cache/cache.h"
 #include "cache/listing_file.h"
 #include "cache/work_file.h"
+#include "config/file_names.h"
 #include "platform/error.h"
 #include "platform/file.h"
 
@@ -11,13 +12,6 @@ namespace {
 // A read at the beginning of a file that is not cached goes past the cache below this many bytes.
 constexpr uint32_t kSmallRead = 51200;
 
-// After the last dot, in small letters; nullopt without a dot past the name's first character.
-std::optional<Text> ExtensionOf(TextView name) {
-  const size_t dot = name.rfind(u'.');
-  if (dot == TextView::npos || dot == 0) return std::nullopt;
-  return ToLower(name.substr(dot + 1));
-}
-
 // Whether the content file waits to be sent: nothing may take its place. Under a ListingLock this
 // stays as it is in the face of renames, which take the lock while a waiting file gets its new
 // name.
@@ -26,16 +20,6 @@ bool HoldsOnlyCopy(const PendingUploads& pending, TextView path, TextView conten
 }
 
 }  // namespace
-
-int ClassifyFileName(TextView path) {
-  const TextView name = path.substr(path.rfind(u'\\') + 1);
-  const auto extension = ExtensionOf(name);
-  if (!extension) return -1;
-  if (extension->starts_with(u"tmp")) return 1;
-  const bool office = extension->starts_with(u"doc") || extension->starts_with(u"ppt") ||
-                      extension->starts_with(u"xls");
-  return office && name.starts_with(u"~$") ? 2 : 0;
-}
 
 bool CCache::ReadCachedFile(TransferRequest& request) {
   return Guarded(
@@ -52,7 +36,7 @@ bool CCache::ReadCachedFile(TransferRequest& request) {
         if (file) return ReadFromContent(request, file, content_file);
 
         const Text reason = GetLastErrorText();
-        const bool temporary = ClassifyFileName(content_file) == 1;
+        const bool temporary = ClassifyFileName(content_file) == kTemporaryName;
         if (!ReadIsSync() || temporary) return true;
         trace_log_.WriteLog(
             LogLevel::kError,

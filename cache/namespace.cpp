@@ -3,6 +3,7 @@
 #include "cache/cache_rename.h"
 #include "cache/entry_record.h"
 #include "cache/listing_file.h"
+#include "config/file_names.h"
 #include "config/settings.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -13,18 +14,6 @@ namespace {
 
 constexpr uint32_t kStatusNotFound = 404;
 constexpr uint32_t kStatusTargetExists = 412;
-
-// In small letters, of a path whose first character does not count; empty without one.
-Text TempTestExtension(TextView path) {
-  const TextView name = path.substr(path.empty() ? 0 : 1);
-  const size_t dot = name.rfind(u'.');
-  if (dot == TextView::npos || dot == 0) return {};
-  return ToLower(name.substr(dot + 1));
-}
-
-bool TurnsTemporaryIntoReal(TextView old_path, TextView new_path) {
-  return TempTestExtension(old_path) == u"tmp" && TempTestExtension(new_path) != u"tmp";
-}
 
 void MoveTimeFile(TextView from, TextView to) {
   MoveToNew(Text(from) + Text(kTimeFileSuffix), Text(to) + Text(kTimeFileSuffix));

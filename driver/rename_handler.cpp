@@ -1,4 +1,5 @@
 // Renaming, and what a save by renaming brings with it.
+#include "config/file_names.h"
 #include "config/settings.h"
 #include "driver/drive_device.h"
 #include "driver/handler_guard.h"

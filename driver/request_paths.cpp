@@ -8,17 +8,8 @@
 namespace zv {
 namespace {
 
-constexpr TextView kTempExtension = u"tmp";
-
 TextView DropFirst(TextView text, size_t count) {
   return text.substr(std::min(count, text.size()));
-}
-
-// Lowered; empty when there is no "." after the first character.
-Text Extension(TextView path_without_first) {
-  const size_t dot = path_without_first.rfind(u'.');
-  if (dot == TextView::npos || dot == 0) return {};
-  return ToLower(path_without_first.substr(dot + 1));
 }
 
 }  // namespace
@@ -45,13 +36,6 @@ Text RenameTargetPath(TextView internal_path) {
   constexpr size_t kSeparators = 2;
   return Text(
       DropFirst(internal_path, kUncPrefix.size() + kSeparators + server.size() + share.size()));
-}
-
-bool IsTempFileRename(TextView source, TextView target) {
-  const Text source_extension = Extension(DropFirst(source, 1));
-  const Text target_extension = Extension(DropFirst(target, 1));
-  const bool from_temporary = source_extension.empty() || source_extension == kTempExtension;
-  return from_temporary && !target_extension.empty() && target_extension != kTempExtension;
 }
 
 }  // namespace zv

@@ -19,8 +19,4 @@ bool IsFromExplorer(const RequestRecord& request);
 // "\??\Y:\path". A text that is shorter than what is to be dropped gives an empty path.
 Text RenameTargetPath(TextView internal_path);
 
-// Whether a rename is how an application saves a document: a temporary or extensionless file
-// becomes one with another extension.
-bool IsTempFileRename(TextView source, TextView target);
-
 }  // namespace zv

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "config/file_names.h"
 #include "driver/drive_device.h"
 #include "driver/handler_guard.h"
 #include "driver/handlers.h"
@@ -68,10 +69,8 @@ void StoreBlock(CEventPolling& polling, const TransferRequest& block) {
 // but no temporary file, and an office lock file only when the shell wrote it. An ordinary account
 // sends every file.
 bool SendsOnCompletion(const RequestRecord& request) {
-  constexpr int kOrdinaryName = 0;
-  constexpr int kOfficeLockFile = 2;
   const int name_class = ClassifyFileName(request.Path());
-  if (name_class == kOfficeLockFile) return IsFromExplorer(request);
+  if (name_class == kOfficeLockName) return IsFromExplorer(request);
   return name_class == kOrdinaryName;
 }
 

@@ -46,21 +46,5 @@ TEST(DrivePathTest, TakesPathsThatARenameRecordHoldsWithItsPrefix) {
   EXPECT_EQ(CheckNewPath(Text(u"\\") + Text(253, u'x')), DriveError::kNameTooLong);
 }
 
-TEST(DrivePathTest, ATemporaryFileOverADocumentIsASave) {
-  EXPECT_TRUE(IsTemporarySave(u"\\x.tmp", u"\\report.doc"));
-  EXPECT_TRUE(IsTemporarySave(u"\\X.TMP", u"\\report.txt"));
-  EXPECT_TRUE(IsTemporarySave(u"\\4913", u"\\report.doc"));
-  EXPECT_FALSE(IsTemporarySave(u"\\a.txt", u"\\b.txt"));
-  EXPECT_FALSE(IsTemporarySave(u"\\a.tmp", u"\\b.tmp"));
-  EXPECT_FALSE(IsTemporarySave(u"\\a.tmp", u"\\README"));
-}
-
-// The worker looks for the dot in the whole path without its first unit.
-TEST(DrivePathTest, ADotThatLeadsTheWholePathBeginsNoExtension) {
-  EXPECT_TRUE(IsTemporarySave(u"\\.tmp", u"\\a.doc"));
-  EXPECT_FALSE(IsTemporarySave(u"\\a", u"\\.doc"));
-  EXPECT_FALSE(IsTemporarySave(u"\\Docs\\.bak", u"\\Docs\\a.doc"));
-}
-
 }  // namespace
 }  // namespace zv::testing

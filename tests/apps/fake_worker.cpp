@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "apps/zvdrive/drive/drive_path.h"
+#include "config/file_names.h"
 #include "platform/format.h"
 #include "webdav/directory_entry.h"
 
@@ -484,7 +485,7 @@ ChannelReply FakeWorker::AnswerRename(const AskedRequest& asked) {
   const Text to = asked.second_path.substr(std::min<size_t>(6, asked.second_path.size()));
   const uint32_t status = RenameAll(asked.path, to, asked.minor == MinorCode::kReplaceOnRename);
   // A folder has no content: all that comes of it is that its record goes.
-  if (status == kNamespaceSuccess && IsTemporarySave(asked.path, to)) Upload(to);
+  if (status == kNamespaceSuccess && IsTempFileRename(asked.path, to)) Upload(to);
   return StatusReply(IOCTL_NAMESPACE_REPLY, status);
 }
 

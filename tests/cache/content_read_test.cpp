@@ -170,21 +170,6 @@ TEST_F(ContentRead, ContentThatCannotBeOpenedReadsAsSuccessWithoutBytes) {
   EXPECT_EQ(result.bytes, std::string(5, '\0'));
 }
 
-TEST(ClassifyFileName, SortsByExtension) {
-  EXPECT_EQ(ClassifyFileName(u"\\d\\a.TMP"), 1);
-  EXPECT_EQ(ClassifyFileName(u"a.tmp1"), 1);
-  EXPECT_EQ(ClassifyFileName(u"\\d\\~$report.docx"), 2);
-  EXPECT_EQ(ClassifyFileName(u"~$a.XLS"), 2);
-  EXPECT_EQ(ClassifyFileName(u"~$a.pptx"), 2);
-  EXPECT_EQ(ClassifyFileName(u"~$a.txt"), 0);
-  EXPECT_EQ(ClassifyFileName(u"~report.doc"), 0);
-  EXPECT_EQ(ClassifyFileName(u"report.doc"), 0);
-  EXPECT_EQ(ClassifyFileName(u"README"), -1);
-  EXPECT_EQ(ClassifyFileName(u".profile"), -1);
-  EXPECT_EQ(ClassifyFileName(u"\\d.x\\README"), -1);
-  EXPECT_EQ(ClassifyFileName(u""), -1);
-}
-
 class FileCheck : public CacheTest {
  protected:
   FileCheck() {

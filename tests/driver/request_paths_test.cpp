@@ -48,26 +48,5 @@ TEST_F(RequestPathsTest, GivesNothingOfARenameTargetThatIsTooShort) {
   EXPECT_EQ(RenameTargetPath(u"\\??\\UNC\\srv\\sh"), u"");
 }
 
-TEST_F(RequestPathsTest, TakesASaveByATemporaryFileForOne) {
-  EXPECT_TRUE(IsTempFileRename(u"/a.tmp", u"/a.txt"));
-  EXPECT_TRUE(IsTempFileRename(u"/a.TMP", u"/a.TXT"));
-  EXPECT_TRUE(IsTempFileRename(u"/D1F00000", u"/report.doc"));
-  EXPECT_TRUE(IsTempFileRename(u"/.hidden", u"/a.txt"));
-}
-
-TEST_F(RequestPathsTest, TakesNoOtherRenameForASave) {
-  EXPECT_FALSE(IsTempFileRename(u"/a.txt", u"/b.txt"));
-  EXPECT_FALSE(IsTempFileRename(u"/a.tmp", u"/b.TMP"));
-  EXPECT_FALSE(IsTempFileRename(u"/a.tmp", u"/b"));
-  EXPECT_FALSE(IsTempFileRename(u"/a", u"/.profile"));
-  EXPECT_FALSE(IsTempFileRename(u"", u""));
-}
-
-// The last "." is looked for in the whole path, as it always was.
-TEST_F(RequestPathsTest, SeesADotInAFolderNameAsAnExtension) {
-  EXPECT_FALSE(IsTempFileRename(u"/v1.2/draft", u"/v1.2/report.doc"));
-  EXPECT_TRUE(IsTempFileRename(u"/draft", u"/v1.2/report"));
-}
-
 }  // namespace
 }  // namespace zv::testing

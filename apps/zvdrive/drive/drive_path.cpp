@@ -6,15 +6,6 @@ namespace {
 // A rename carries its target with six more units in front ("\??\" and the drive).
 constexpr size_t kLongestNewPath = 253;
 
-// Lowered text after the last dot of a path without its first unit; empty when the dot leads or is
-// missing.
-Text ExtensionOf(TextView path) {
-  const TextView name = path.empty() ? path : path.substr(1);
-  const size_t dot = name.rfind(u'.');
-  if (dot == TextView::npos || dot == 0) return {};
-  return ToLower(name.substr(dot + 1));
-}
-
 }  // namespace
 
 Text ParentOf(TextView path) {
@@ -45,12 +36,6 @@ DriveError CheckNewPath(TextView path) {
   constexpr TextView kNever = u"/?\r\n";
   if (leaf.find_first_of(kNever) != Text::npos) return DriveError::kInvalidName;
   return DriveError::kNone;
-}
-
-bool IsTemporarySave(TextView from, TextView to) {
-  const Text source = ExtensionOf(from);
-  const Text target = ExtensionOf(to);
-  return (source.empty() || source == u"tmp") && !target.empty() && target != u"tmp";
 }
 
 }  // namespace zv

@@ -20,8 +20,4 @@ bool IsWithin(TextView path, TextView folder);
 // whole.
 DriveError CheckNewPath(TextView path);
 
-// Whether a rename looks like the save of a temporary file over a document: then the worker sends
-// the renamed file's content to the server again.
-bool IsTemporarySave(TextView from, TextView to);
-
 }  // namespace zv

@@ -1,6 +1,6 @@
 #include "apps/zvdrive/drive/sync_rules.h"
 
-#include "apps/zvdrive/drive/drive_path.h"
+#include "config/file_names.h"
 
 namespace zv {
 namespace {
@@ -11,15 +11,7 @@ constexpr TextView kNotTheShell = u"zvdrive";
 }  // namespace
 
 bool SyncRules::SendsFile(TextView path) const {
-  if (!is_sync_) return true;
-  const Text leaf = ToLower(LeafOf(path));
-  const size_t dot = leaf.rfind(u'.');
-  if (dot == Text::npos || dot == 0) return false;
-  const TextView extension = TextView(leaf).substr(dot + 1);
-  if (extension.starts_with(u"tmp")) return false;
-  const bool is_office = extension.starts_with(u"doc") || extension.starts_with(u"ppt") ||
-                         extension.starts_with(u"xls");
-  return !is_office || !leaf.starts_with(u"~$");
+  return !is_sync_ || ClassifyFileName(path) == kOrdinaryName;
 }
 
 Text SyncRules::TellingProcess(TextView process) const { return Text(is_sync_ ? kShell : process); }

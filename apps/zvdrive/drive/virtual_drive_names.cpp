@@ -3,6 +3,7 @@
 
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
+#include "config/file_names.h"
 
 namespace zv {
 
@@ -191,7 +192,7 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
   }
   DriveError error = SendBeforeRename(moved, process);
   if (error != DriveError::kNone) return error;
-  const bool sends_content = IsTemporarySave(from, to);
+  const bool sends_content = IsTempFileRename(from, to);
   if (sends_content && !source.is_folder) {
     error = BringSaveIn(from, source, moved.empty() ? FileHandle() : moved.front());
     if (error != DriveError::kNone) return error;
@@ -261,7 +262,7 @@ DriveError VirtualDrive::AskSyncRename(TextView from, const NodeInfo& source, Te
     return error;
   }
   if (!is_unsent) return DriveError::kNone;
-  if (sync_.SendsFile(to) && !IsTemporarySave(from, to)) requests_.Complete(to, process, {});
+  if (sync_.SendsFile(to) && !IsTempFileRename(from, to)) requests_.Complete(to, process, {});
   if (!EqualsNoCase(from, to) && CheckListed(from) == DriveError::kNone) {
     requests_.Delete(from, telling);
   }
