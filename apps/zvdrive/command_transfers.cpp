@@ -1,9 +1,9 @@
 // Commands about transfers: those under way, in whatever process, and those that are still to come.
 #include <array>
-#include <ctime>
 #include <iostream>
 
 #include "apps/zvdrive/commands.h"
+#include "apps/zvdrive/local_time.h"
 #include "apps/zvdrive/progress_line.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
@@ -30,15 +30,6 @@ TransferState ReadTransfer() {
   state.elapsed_seconds = elapsed;
   state.trouble = ToUtf8(LastTransferTrouble(TextView(name.data())));
   return state;
-}
-
-std::string FormatTime(Seconds1601 time) {
-  const std::time_t seconds = ToUnix(time);
-  std::array<char, 32> text{};
-  if (const std::tm* local = std::localtime(&seconds)) {
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", local);
-  }
-  return text.data();
 }
 
 }  // namespace
@@ -97,7 +88,7 @@ int RunPending(bool json) {
   for (const PendingUpload& upload : pending) {
     const std::string path = ToUtf8(upload.path);
     std::cout << (OutputIsTerminal() ? PrintableText(path) : path) << "  since "
-              << FormatTime(upload.since);
+              << FormatTime(upload.since, TimeDetail::kMinutes);
     if (upload.kind == PendingKind::kCacheOnly) std::cout << "  (kept in the cache on purpose)";
     if (!upload.reason.empty()) std::cout << "  " << ToUtf8(upload.reason);
     std::cout << "\n";

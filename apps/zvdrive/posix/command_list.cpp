@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <ctime>
 #include <iostream>
 
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
+#include "apps/zvdrive/local_time.h"
 #include "apps/zvdrive/progress_line.h"
 #include "apps/zvdrive/session.h"
 #include "include/zvworker/zvworker.h"
@@ -22,15 +22,6 @@ Text DrivePathOf(const std::string& path) {
   return text;
 }
 
-std::string FormatTime(Seconds1601 time) {
-  const std::time_t seconds = ToUnix(time);
-  std::array<char, 32> text{};
-  if (const std::tm* local = std::localtime(&seconds)) {
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", local);
-  }
-  return text.data();
-}
-
 void PrintNode(const NamedNode& node, const ListOptions& options) {
   const std::string given = ToUtf8(node.name);
   const std::string name =
@@ -41,7 +32,8 @@ void PrintNode(const NamedNode& node, const ListOptions& options) {
   }
   std::array<char, 32> size{};
   std::snprintf(size.data(), size.size(), "%14lld", static_cast<long long>(node.info.size));
-  std::cout << size.data() << "  " << FormatTime(node.info.modified) << "  " << name << "\n";
+  std::cout << size.data() << "  " << FormatTime(node.info.modified, TimeDetail::kSeconds) << "  "
+            << name << "\n";
 }
 
 void PrintJson(const std::vector<NamedNode>& nodes) {
