@@ -8,6 +8,8 @@
 namespace zv::testing {
 namespace {
 
+constexpr std::chrono::seconds kPatience(20);
+
 class ThreadsTest : public DriveTest {
  protected:
   ThreadsTest() : DriveTest(kNoLifetime) {}
@@ -172,8 +174,48 @@ TEST_F(ThreadsTest, ARemovalThatWaitsForAnUploadHoldsUpNoOtherChange) {
       EXPECT_EQ(drive_.Rename(u"\\c", u"\\b", false, kProcess), DriveError::kNone);
     }
   });
-  constexpr std::chrono::seconds kPatience(20);
   EXPECT_EQ(renamed.wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(removed.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  worker_.CancelTransfer(u"\\a");
+  EXPECT_EQ(closed.get(), DriveError::kNotStored);
+  EXPECT_EQ(removed.get(), DriveError::kNone);
+}
+
+// The upload begins when the removal has waited for the file's users and waits for its turn.
+TEST_F(ThreadsTest, AnUploadThatBeginsBeforeARemovalsTurnHoldsUpNoOtherChange) {
+  WriteFile(u"\\b", "other");
+  const FileHandle file = CreateFileAt(u"\\a");
+  ASSERT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  worker_.HoldCompletions();
+  std::promise<void> has_turn, turn_ends, is_sent;
+  worker_.OnRequest([&](const AskedRequest& asked) {
+    if (asked.IsCompletion()) is_sent.set_value();
+    if (asked.major != MajorCode::kRename) return;
+    has_turn.set_value();
+    turn_ends.get_future().wait();
+  });
+  auto first = std::async(std::launch::async,
+                          [&] { return drive_.Rename(u"\\b", u"\\c", false, kProcess); });
+  has_turn.get_future().wait();
+
+  // Whoever waits for the file's users has a handle of it.
+  const long at_rest = file.use_count();
+  std::unique_lock in_use(file->mutex);
+  auto removed =
+      std::async(std::launch::async, [&] { return drive_.RemoveFile(u"\\a", kProcess); });
+  while (file.use_count() == at_rest) std::this_thread::yield();
+  in_use.unlock();
+  while (file.use_count() != at_rest) std::this_thread::yield();
+  auto closed = std::async(std::launch::async, [&] { return CloseFile(file); });
+  is_sent.get_future().wait();
+  worker_.OnRequest({});
+
+  turn_ends.set_value();
+  EXPECT_EQ(first.get(), DriveError::kNone);
+  while (file.use_count() == at_rest) std::this_thread::yield();
+  auto second = std::async(std::launch::async,
+                           [&] { return drive_.Rename(u"\\c", u"\\b", false, kProcess); });
+  EXPECT_EQ(second.wait_for(kPatience), std::future_status::ready);
   EXPECT_EQ(removed.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   worker_.CancelTransfer(u"\\a");
   EXPECT_EQ(closed.get(), DriveError::kNotStored);
