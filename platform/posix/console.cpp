@@ -35,6 +35,7 @@ int TerminalWidth() {
   return size.ws_col;
 }
 
+// The real ones: libfuse names them to the kernel as the mount's owner.
 UserIds CurrentUserIds() { return {getuid(), getgid()}; }
 
 }  // namespace zv
