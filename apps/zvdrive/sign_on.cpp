@@ -53,6 +53,8 @@ std::string DescribeError(DriveError error) {
       return "a folder cannot be moved into itself";
     case DriveError::kNotPermitted:
       return "not possible for the root";
+    case DriveError::kInterrupted:
+      return "interrupted";
   }
   return "unknown error";
 }

@@ -181,6 +181,27 @@ TEST_F(ThreadsTest, ARemovalThatWaitsForAnUploadHoldsUpNoOtherChange) {
   EXPECT_EQ(removed.get(), DriveError::kNone);
 }
 
+TEST_F(ThreadsTest, AnInterruptEndsTheWaitForAFileThatSomebodyElseSends) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  ASSERT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  const long at_rest = file.use_count();
+  std::unique_lock in_use(file->mutex);
+  auto opened = std::async(std::launch::async, [&] { return drive_.Open(u"\\a", false).error; });
+  auto viewed = std::async(std::launch::async, [&] { drive_.ViewContent(file); });
+  auto flushed = std::async(std::launch::async, [&] { return drive_.Flush(*file, kProcess); });
+  while (file.use_count() == at_rest) std::this_thread::yield();
+  worker_.SetInterrupted(true);
+  EXPECT_EQ(opened.wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(viewed.wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(flushed.wait_for(kPatience), std::future_status::ready);
+  worker_.SetInterrupted(false);
+  in_use.unlock();
+  EXPECT_EQ(opened.get(), DriveError::kInterrupted);
+  EXPECT_EQ(flushed.get(), DriveError::kIo);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "x");
+}
+
 // The upload begins when the removal has waited for the file's users and waits for its turn.
 TEST_F(ThreadsTest, AnUploadThatBeginsBeforeARemovalsTurnHoldsUpNoOtherChange) {
   WriteFile(u"\\b", "other");

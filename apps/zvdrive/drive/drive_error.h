@@ -20,6 +20,7 @@ enum class DriveError {
   kNotUnique,     // another file already goes by the same name in the cache
   kIntoItself,    // a folder into its own subtree
   kNotPermitted,  // not on the root
+  kInterrupted,   // nothing was done: who asked did not want to wait any longer
 };
 
 template <typename T>

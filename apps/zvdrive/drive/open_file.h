@@ -36,7 +36,7 @@ struct GatheredWrites {
 struct OpenFile {
   // Guards what is below the line, and keeps the file's blocks, completion, renames and deletes in
   // order.
-  std::mutex mutex;
+  std::timed_mutex mutex;
 
   // Changed with the drive's own lock and the mutex both held; read with either.
   Text path;

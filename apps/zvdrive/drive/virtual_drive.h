@@ -19,6 +19,7 @@
 #include "apps/zvdrive/drive/drive_host.h"
 #include "apps/zvdrive/drive/drive_requests.h"
 #include "apps/zvdrive/drive/folder_listing.h"
+#include "apps/zvdrive/drive/lock_while.h"
 #include "apps/zvdrive/drive/name_guard.h"
 #include "apps/zvdrive/drive/open_file.h"
 #include "apps/zvdrive/drive/sent_times.h"
@@ -66,6 +67,7 @@ class VirtualDrive {
   DriveResult<VolumeSize> Volume() { return requests_.Volume(); }
 
   // --- files
+  // kInterrupted: it was in use by somebody else for longer than the asking program wanted to wait.
   DriveResult<OpenedFile> Open(TextView path, bool empty_it);
   // kExists when it exists.
   DriveResult<OpenedFile> Create(TextView path);
@@ -136,6 +138,9 @@ class VirtualDrive {
   DriveResult<FileHandle> AcquireUnlisted(TextView path);
   void Release(const FileHandle& file);
   std::vector<FileHandle> OpenWithin(TextView path) const;
+
+  // Waits for the others who use the file. Holds nothing when the asking program is interrupted.
+  PatientLock LockUnlessInterrupted(OpenFile& file);
 
   // The following are called with the file's own mutex held.
   DriveResult<bool> BringUpToDate(OpenFile& file);

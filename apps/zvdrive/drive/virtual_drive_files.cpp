@@ -19,8 +19,10 @@ DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
   const FileHandle& file = acquired.value;
   DriveResult<bool> unchanged = false;
   {
-    const std::lock_guard lock(file->mutex);
-    if (file->is_gone) {
+    const PatientLock lock = LockUnlessInterrupted(*file);
+    if (!lock) {
+      unchanged = DriveError::kInterrupted;
+    } else if (file->is_gone) {
       unchanged = DriveError::kNotFound;
     } else if (empty_it) {
       EmptyIt(*file);
@@ -34,6 +36,10 @@ DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
     return unchanged.error;
   }
   return OpenedFile{file, unchanged.value};
+}
+
+PatientLock VirtualDrive::LockUnlessInterrupted(OpenFile& file) {
+  return LockWhile(file.mutex, [this] { return !host_.IsInterrupted(); });
 }
 
 DriveResult<OpenedFile> VirtualDrive::Create(TextView path) {
@@ -83,7 +89,8 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
 }
 
 std::optional<ContentView> VirtualDrive::ViewContent(const FileHandle& file) {
-  const std::lock_guard lock(file->mutex);
+  const PatientLock lock = LockUnlessInterrupted(*file);
+  if (!lock) return std::nullopt;
   const bool is_ours = file->begins_anew || file->has_unsent || file->content_is_ours;
   if (file->is_gone || is_ours || file->size == 0) return std::nullopt;
   if (host_.ContentVersion(file->path) == 0 && Fetch(*file) != DriveError::kNone) {
@@ -156,9 +163,10 @@ DriveError VirtualDrive::BringContentIn(OpenFile& file) {
   return DriveError::kNone;
 }
 
+// What cannot be waited for is no success, nor to be tried again by who has closed the file: kIo.
 DriveError VirtualDrive::Flush(OpenFile& file, TextView process) {
-  const std::lock_guard lock(file.mutex);
-  return Send(file, process);
+  const PatientLock lock = LockUnlessInterrupted(file);
+  return lock ? Send(file, process) : DriveError::kIo;
 }
 
 DriveError VirtualDrive::Send(OpenFile& file, TextView process) {

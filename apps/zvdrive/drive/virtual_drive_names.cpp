@@ -114,7 +114,7 @@ DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
 
 DriveError VirtualDrive::Remove(TextView path, bool is_folder, TextView process) {
   const auto open = OpenWithin(path);
-  std::vector<std::unique_lock<std::mutex>> locks;
+  std::vector<PatientLock> locks;
   for (const FileHandle& file : open) {
     locks.emplace_back(file->mutex);
     file->has_lost_block |= SettleStoring(*file) != DriveError::kNone;
@@ -184,7 +184,7 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
                                       OnTarget target, TextView process) {
   const auto moved = OpenWithin(from);
   const auto replaced = OpenWithin(to);
-  std::vector<std::unique_lock<std::mutex>> locks;
+  std::vector<PatientLock> locks;
   for (const FileHandle& file : moved) locks.emplace_back(file->mutex);
   for (const FileHandle& file : replaced) {
     locks.emplace_back(file->mutex);

@@ -36,6 +36,8 @@ int ErrnoOf(DriveError error) {
       return ENOTUNIQ;
     case DriveError::kNotPermitted:
       return EPERM;
+    case DriveError::kInterrupted:
+      return EINTR;
   }
   return EIO;
 }
