@@ -1,5 +1,6 @@
 // The drive of a sync account: what it asks the worker for, and in whose name.
 #include <atomic>
+#include <future>
 #include <thread>
 
 #include "apps/zvdrive/drive/sync_rules.h"
@@ -196,6 +197,30 @@ TEST_F(SyncDriveTest, AsksOneThingAtATime) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(most, 1);
+}
+
+TEST_F(SyncDriveTest, AnInterruptEndsTheWaitForTheTurnAndTheFileIsSentLater) {
+  const FileHandle file = CreateFileAt(u"\\a.txt");
+  ASSERT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  std::promise<void> has_turn, turn_ends;
+  worker_.OnRequest([&](const AskedRequest& asked) {
+    if (asked.major != MajorCode::kVolumeInfo) return;
+    has_turn.set_value();
+    turn_ends.get_future().wait();
+  });
+  auto other = std::async(std::launch::async, [&] { return drive_.Volume().error; });
+  has_turn.get_future().wait();
+  worker_.SetInterrupted(true);
+  auto flushed = std::async(std::launch::async, [&] { return drive_.Flush(*file, kProcess); });
+  constexpr std::chrono::seconds kPatience(20);
+  EXPECT_EQ(flushed.wait_for(kPatience), std::future_status::ready);
+  worker_.SetInterrupted(false);
+  turn_ends.set_value();
+  EXPECT_EQ(flushed.get(), DriveError::kIo);
+  EXPECT_EQ(other.get(), DriveError::kNone);
+  EXPECT_TRUE(worker_.IsUnsent(u"\\a.txt"));
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a.txt"), "x");
 }
 
 }  // namespace

@@ -34,14 +34,15 @@ NodeInfo InfoOf(const DirectoryEntry& entry) {
 
 }  // namespace
 
-std::unique_lock<std::mutex> DriveRequests::TakeTurn() {
-  return one_at_a_time_ ? std::unique_lock(turn_mutex_) : std::unique_lock<std::mutex>();
+PatientLock DriveRequests::TakeTurn(const WhileWaiting& while_waiting) {
+  return one_at_a_time_ ? LockWhile(turn_mutex_, while_waiting) : PatientLock();
 }
 
 std::optional<ChannelReply> DriveRequests::Submit(DriveQueue queue, const RequestRecord& record,
                                                   std::span<std::byte> into,
                                                   const WhileWaiting& while_waiting) {
-  const auto turn = TakeTurn();
+  const auto turn = TakeTurn(while_waiting);
+  if (one_at_a_time_ && !turn) return std::nullopt;
   return channel_.Submit(queue, record, {}, into, while_waiting);
 }
 

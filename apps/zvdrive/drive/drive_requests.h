@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "apps/zvdrive/drive/drive_error.h"
+#include "apps/zvdrive/drive/lock_while.h"
 #include "apps/zvdrive/drive/request_channel.h"
 #include "apps/zvdrive/drive/write_block.h"
 #include "platform/clock.h"
@@ -51,8 +52,9 @@ class DriveRequests {
   explicit DriveRequests(RequestChannel& channel, bool one_at_a_time = false)
       : channel_(channel), one_at_a_time_(one_at_a_time) {}
 
-  // Held by whoever asks the worker for something else than a request.
-  std::unique_lock<std::mutex> TakeTurn();
+  // Held by whoever asks the worker for something else than a request. Holds nothing when requests
+  // need no turns, or while_waiting would rather not wait any longer.
+  PatientLock TakeTurn(const WhileWaiting& while_waiting = {});
 
   using NodeSink = std::function<void(NamedNode&)>;
   // Everything in a folder but "." and "..". sink (may be empty) gets each entry as it comes in,
@@ -92,7 +94,7 @@ class DriveRequests {
 
   RequestChannel& channel_;
   const bool one_at_a_time_;
-  std::mutex turn_mutex_;
+  std::timed_mutex turn_mutex_;
 };
 
 }  // namespace zv
