@@ -284,7 +284,8 @@ void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,
     }
     open_files_.erase(file->path);
     file->path = Text(to).append(TextView(file->path).substr(from.size()));
-    open_files_[file->path] = file;
+    // Its last user may have left while the change held it.
+    if (file->open_count > 0) open_files_[file->path] = file;
   }
   sent_times_.Move(from, to);
   walks_.Drop(from);
