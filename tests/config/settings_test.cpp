@@ -4,10 +4,8 @@
 #include <set>
 
 #include "platform/registry.h"
-#include "tests/support/test_home.h"
-#ifndef _WIN32
 #include "platform/registry_testing.h"
-#endif
+#include "tests/support/test_home.h"
 
 namespace zv {
 namespace {
@@ -94,8 +92,6 @@ TEST_F(Settings, EndAtTheFirstTerminator) {
   EXPECT_EQ(Read(u"Name"), u"ab");
 }
 
-#ifndef _WIN32
-// Windows mends such texts when they are written or read.
 TEST_F(Settings, OddByteCountReadsAsMissing) {
   WriteRaw(u"Name", kRegSz, std::string("a\0\0", 3));
   EXPECT_EQ(Read(u"Name"), u"unchanged");
@@ -105,7 +101,6 @@ TEST_F(Settings, TextWithoutATerminatorReadsAsMissing) {
   WriteRaw(u"Name", kRegSz, Bytes(u"ab"));
   EXPECT_EQ(Read(u"Name"), u"unchanged");
 }
-#endif
 
 TEST_F(Settings, KeyPathIsCutAt254Units) {
   const size_t rest = 254 - kProductKey.size();
@@ -183,14 +178,12 @@ TEST_F(Settings, AccountQuotaIsZeroWhenMissing) {
   EXPECT_EQ(ReadAccountQuota(), 10737418240);
 }
 
-#ifndef _WIN32
 TEST_F(Settings, AccountQuotaOfTheMachineStandsInForTheUsers) {
-  testing::WriteMachineValue(kKeyPath, u"Quota", kRegSz, Bytes(Text(u"77\0", 3)));
+  ASSERT_TRUE(testing::WriteMachineValue(kKeyPath, u"Quota", kRegSz, Bytes(Text(u"77\0", 3))));
   EXPECT_EQ(ReadAccountQuota(), 77);
   home_.SetSetting(kConnectionParameters, u"Quota", u"55");
   EXPECT_EQ(ReadAccountQuota(), 55);
 }
-#endif
 
 TEST(SettingsTable, NamesEveryValueThatTheProductReads) {
   std::set<Text> names;
