@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "cache/pending_uploads.h"
 #include "driver/event_polling.h"
@@ -11,7 +13,20 @@
 namespace zv::testing {
 namespace {
 
-class PollingTest : public WorkerTest {};
+class PollingTest : public WorkerTest {
+ protected:
+  // Ends one queue and waits until its thread has closed its handle; the other one goes on.
+  void EndAlone(RequestQueue queue, RequestQueue other) {
+    ASSERT_TRUE(bench_->WaitForFetch(queue));
+    ASSERT_TRUE(bench_->WaitForFetch(other));
+    bench_->EndPolling(queue);
+    const auto end = std::chrono::steady_clock::now() + DriverBench::kPatience;
+    while (bench_->Use(BenchDevice::kDrive).open_now > 1) {
+      ASSERT_LT(std::chrono::steady_clock::now(), end);
+      std::this_thread::yield();
+    }
+  }
+};
 
 TEST_F(PollingTest, LogsItsStartBeforeEveryFetch) {
   StartWorker();
@@ -97,17 +112,32 @@ TEST_F(PollingTest, CallsInfoRequestsOnTheTransferQueueImproper) {
   }
 }
 
-TEST_F(PollingTest, EndsOnlyWhenBothQueuesHaveEnded) {
+TEST_F(PollingTest, EndsOnlyWhenTheTransferQueueHasEndedToo) {
   StartWorker();
-  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
-  bench_->EndPolling(RequestQueue::kInfo);
-  EXPECT_EQ(AskTransfer(MakeRequest(MajorCode::kDirectory, u"\\")).outcome, Outcome::kNoReply);
-  // Both threads hold a handle until they end.
-  ASSERT_TRUE(bench_->WaitForFetch(RequestQueue::kTransfer));
+  EndAlone(RequestQueue::kInfo, RequestQueue::kTransfer);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(AskBlock(u"\\a", "block", 0, true).status, kTransferSuccess);
+  }
+  EXPECT_FALSE(polling_returned_);
+  EXPECT_EQ(CountPollLines(u"End Info. polling"), 1u);
   EXPECT_EQ(CountPollLines(u"End trf polling"), 0u);
   StopWorker();
-  EXPECT_EQ(CountPollLines(u"End Info. polling"), 1u);
+  EXPECT_TRUE(polling_returned_);
   EXPECT_EQ(CountPollLines(u"End trf polling"), 1u);
+}
+
+TEST_F(PollingTest, EndsOnlyWhenTheInfoQueueHasEndedToo) {
+  StartWorker();
+  EndAlone(RequestQueue::kTransfer, RequestQueue::kInfo);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(AskInfo(MakeRequest(MajorCode::kVolumeInfo, u"")).outcome, Outcome::kReplied);
+  }
+  EXPECT_FALSE(polling_returned_);
+  EXPECT_EQ(CountPollLines(u"End trf polling"), 1u);
+  EXPECT_EQ(CountPollLines(u"End Info. polling"), 0u);
+  StopWorker();
+  EXPECT_TRUE(polling_returned_);
+  EXPECT_EQ(CountPollLines(u"End Info. polling"), 1u);
 }
 
 TEST_F(PollingTest, EndsWhenTheDriveIsDeleted) {

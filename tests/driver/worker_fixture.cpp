@@ -128,7 +128,11 @@ void WorkerTest::ServeMemoryAccount() {
 }
 
 void WorkerTest::StartPollingThreads() {
-  polling_ = Thread::Start([] { return RunPolling(); });
+  polling_ = Thread::Start([this] {
+    const uint32_t result = RunPolling();
+    polling_returned_ = true;
+    return result;
+  });
   is_polling_ = true;
 }
 

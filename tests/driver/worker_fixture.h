@@ -1,6 +1,7 @@
 // A worker that serves a playing driver: home, scripted server and polling threads for each test.
 #pragma once
 
+#include <atomic>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -92,6 +93,7 @@ class WorkerTest : public HomeTest {
   std::unique_ptr<DriverBench> bench_;
   Thread polling_;
   bool is_polling_ = false;
+  std::atomic<bool> polling_returned_ = false;
 };
 
 }  // namespace zv::testing
