@@ -184,6 +184,16 @@ TEST_F(TransferTest, RefusesOneBlockAfterABlockThatCouldNotBeStored) {
   EXPECT_EQ(CountPollLines(u"Error caching file contents"), 1u);
 }
 
+TEST_F(TransferTest, BeginsNoFileAnewWithAForcedBlockThatIsRefused) {
+  StartWorker();
+  WriteContent(u"/a.txt", "0123456789");
+  BlockContent(u"/bad.txt");
+  AskBlock(u"\\bad.txt", "lost");
+  EXPECT_EQ(AskBlock(u"\\a.txt", "refused", 0, true).status, kTransferFailure);
+  StopWorker();
+  EXPECT_EQ(ReadContent(u"/a.txt"), "0123456789");
+}
+
 TEST_F(TransferTest, RefusesTheBlockThatItHasNoMemoryFor) {
   StartWorker();
   FailTransferBuffers(1);
@@ -273,6 +283,17 @@ TEST_F(SyncCompletionTest, KeepsTemporaryFiles) {
   EXPECT_FALSE(IsHandedOver(u"\\a.tmp"));
   EXPECT_FALSE(IsHandedOver(u"\\README"));
   EXPECT_FALSE(IsHandedOver(u"\\a.tmp", u"explorer.exe"));
+}
+
+TEST_F(SyncCompletionTest, HandsEmptyFilesOverForTheShellOnly) {
+  MakeFolders(u"C:\\Stratel Drive");
+  RequestRecord request = MakeBackup(MinorCode::kZeroBackup, u"\\a.txt");
+  request.SetProcessName(u"notepad.exe");
+  EXPECT_EQ(ReplyAs<TransferReply>(AskTransfer(request)).status, kTransferSuccess);
+  EXPECT_FALSE(FileExists(kUploadJournal));
+  request.SetProcessName(u"explorer.exe");
+  EXPECT_EQ(ReplyAs<TransferReply>(AskTransfer(request)).status, kTransferSuccess);
+  EXPECT_TRUE(FileExists(kUploadJournal));
 }
 
 TEST_F(SyncCompletionTest, HandsOfficeLockFilesOverForTheShellOnly) {
