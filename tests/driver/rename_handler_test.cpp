@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/file.h"
+#include "platform/utility_library.h"
 #include "tests/driver/worker_fixture.h"
 
 namespace zv::testing {
@@ -64,6 +66,22 @@ TEST_F(RenameTest, ReplacesTheTargetWhenAsked) {
   EXPECT_EQ(Verbs(), (std::vector<std::string>{"MOVE", "DELETE", "MOVE"}));
 }
 
+TEST_F(RenameTest, RenamesAgainThoughTheTargetCouldNotBeDeleted) {
+  StartWorker();
+  WriteListing(u"/", {u"a?0?3?32?100?200", u"b?0?3?32?100?200"});
+  for (const int status : {412, 423, 201}) server_.Enqueue(Reply::Status(status));
+  EXPECT_EQ(AskRename(u"\\a", u"\\??\\Y:\\b", 61), kNamespaceSuccess);
+  EXPECT_EQ(Verbs(), (std::vector<std::string>{"MOVE", "DELETE", "MOVE"}));
+}
+
+TEST_F(RenameTest, AnswersWithTheSecondRenamesStatusAfterADeletion) {
+  StartWorker();
+  WriteListing(u"/", {u"a?0?3?32?100?200", u"b?0?3?32?100?200"});
+  for (const int status : {412, 204, 500}) server_.Enqueue(Reply::Status(status));
+  EXPECT_EQ(AskRename(u"\\a", u"\\??\\Y:\\b", 61), kNamespaceFailure);
+  EXPECT_EQ(Verbs(), (std::vector<std::string>{"MOVE", "DELETE", "MOVE"}));
+}
+
 TEST_F(RenameTest, KeepsTheTargetWhenTheRenameFailsForAnotherReason) {
   StartWorker();
   server_.On([](const Request&) { return Reply::Status(500); });
@@ -107,13 +125,68 @@ TEST_F(RenameTest, SendsNothingWhenTheSaveFails) {
   EXPECT_FALSE(WasSent("PUT"));
 }
 
+constexpr TextView kSyncFolder = u"C:\\Stratel Drive";
+constexpr TextView kRenameJournal = u"C:\\Stratel Drive\\Rename_src.txt";
+constexpr TextView kUploadJournal = u"C:\\Stratel Drive\\Upload_src.txt";
+
+// A utility library that does whatever it is asked for.
+int32_t Agree(const char16_t*, const char16_t*, const char16_t*, const char16_t*, const char16_t*,
+              const char16_t*, const char16_t*) {
+  return 1;
+}
+constexpr UtilityLibrary kAgreeing = {.upload = Agree, .rename = Agree};
+constexpr UtilityLibrary kNoEntries = {};
+
 class SyncRenameTest : public RenameTest {
  protected:
+  ~SyncRenameTest() override {
+    StopWorker();
+    SetUtilityLibrary(nullptr);
+  }
   void SetUp() override {
+    SetUtilityLibrary(&kAgreeing);
+    MakeFolders(kSyncFolder);
     StartWorker({.check_freshness = false, .account_type = u"ZVSYNC"});
     WriteListing(u"/", {u"a.tmp?0?7?32?100?200", u"a.txt?0?7?32?100?200"});
   }
+  // A rename to "b.txt" that this program asks for.
+  StatusWord AskRenameBy(TextView process, TextView source) {
+    RequestRecord request = MakeRequest(MajorCode::kRename, source);
+    request.SetSecondPath(u"\\??\\Y:\\b.txt");
+    request.SetProcessName(process);
+    return ReplyAs<StatusWord>(AskInfo(request));
+  }
 };
+
+TEST_F(SyncRenameTest, IsHandedOverForTheShell) {
+  EXPECT_EQ(AskRenameBy(u"Explorer.exe", u"\\a.txt"), kNamespaceSuccess);
+  EXPECT_TRUE(FileExists(kRenameJournal));
+}
+
+TEST_F(SyncRenameTest, IsHandedOverForNoOtherProgram) {
+  EXPECT_EQ(AskRenameBy(u"notepad.exe", u"\\a.txt"), kNamespaceSuccess);
+  EXPECT_FALSE(FileExists(kRenameJournal));
+}
+
+TEST_F(SyncRenameTest, HandsASavedDocumentOver) {
+  WriteContent(u"/a.tmp", "saved");
+  EXPECT_EQ(AskRenameBy(u"winword.exe", u"\\a.tmp"), kNamespaceSuccess);
+  EXPECT_TRUE(FileExists(kUploadJournal));
+}
+
+TEST_F(SyncRenameTest, HandsADocumentOverThatTheShellSaved) {
+  WriteContent(u"/a.tmp", "saved");
+  EXPECT_EQ(AskRenameBy(u"explorer.exe", u"\\a.tmp"), kNamespaceSuccess);
+  EXPECT_TRUE(FileExists(kUploadJournal));
+}
+
+TEST_F(SyncRenameTest, LooksForTheShellViewAfterASaveThatFailedToo) {
+  SetUtilityLibrary(&kNoEntries);
+  EXPECT_EQ(AskRenameBy(u"explorer.exe", u"\\a.tmp"), kNamespaceFailure);
+  StopWorker();
+  EXPECT_TRUE(
+      PollLogHas(u"Trying to send message to shellview to refresh view. Stratel Drive (Y:)"));
+}
 
 TEST_F(SyncRenameTest, LooksForTheShellViewAfterASave) {
   AskRename(u"\\a.tmp", u"\\??\\Y:\\b.txt");
