@@ -1,6 +1,8 @@
 // Listing, looking up, sizes, making and deleting, as the driver sees them.
 #include <gtest/gtest.h>
 
+#include "platform/file.h"
+#include "platform/utility_library.h"
 #include "tests/driver/worker_fixture.h"
 
 namespace zv::testing {
@@ -162,6 +164,15 @@ TEST_F(NamespaceTest, JoinsFolderAndNameOfAQuery) {
   EXPECT_EQ(CountPollLines(u"After converting the values \\Docs\\a.txt"), 1u);
 }
 
+TEST_F(NamespaceTest, TakesAQueryWithoutAFolderForTheRoot) {
+  StartWorker();
+  WriteListing(u"/", {u"a.txt?0?5?32?100?200"});
+  const DirectoryEntry entry = AskQuery(u"", u"a.txt");
+  EXPECT_EQ(entry.directory_flag, 1u);
+  EXPECT_EQ(entry.name_length, 0u);
+  EXPECT_EQ(entry.size, 0);
+}
+
 TEST_F(NamespaceTest, AnswersAQueryForWhatIsAbsent) {
   StartWorker();
   WriteListing(u"/Docs", {u"a.txt?0?5?32?100?200"});
@@ -253,6 +264,23 @@ TEST_F(NamespaceTest, SaysThatADeletionFailed) {
   EXPECT_EQ(ReplyAs<StatusWord>(AskInfo(MakeRequest(MajorCode::kDelete, u"\\a"))),
             kNamespaceFailure);
   EXPECT_EQ(AskQuery(u"\\a").directory_flag, 0u);
+}
+
+TEST_F(NamespaceTest, HandsASyncAccountsDeletionsOverForTheShellOnly) {
+  constexpr TextView kDeleteJournal = u"C:\\Stratel Drive\\Delete_src.txt";
+  constexpr UtilityLibrary kNoEntries = {};
+  SetUtilityLibrary(&kNoEntries);
+  MakeFolders(u"C:\\Stratel Drive");
+  StartWorker({.check_freshness = false, .account_type = u"ZVSYNC"});
+  RequestRecord request = MakeRequest(MajorCode::kDelete, u"\\a.txt");
+  request.SetProcessName(u"notepad.exe");
+  EXPECT_EQ(ReplyAs<StatusWord>(AskInfo(request)), kNamespaceSuccess);
+  EXPECT_FALSE(FileExists(kDeleteJournal));
+  request.SetProcessName(u"explorer.exe");
+  EXPECT_EQ(ReplyAs<StatusWord>(AskInfo(request)), kNamespaceFailure);
+  EXPECT_TRUE(FileExists(kDeleteJournal));
+  StopWorker();
+  SetUtilityLibrary(nullptr);
 }
 
 TEST_F(NamespaceTest, NeverDeletesTheRoot) {
