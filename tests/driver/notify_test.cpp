@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "platform/clock_testing.h"
 #include "platform/error.h"
 #include "platform/shell_observer.h"
 #include "tests/driver/worker_fixture.h"
@@ -93,12 +94,20 @@ class WorkerNotifyTest : public WorkerTest {
     StartWorker();
     ServeMemoryAccount();
   }
+  VirtualClock clock_;  // retry pauses pass at once
   ShellRecorder shell_;
 };
 
 TEST_F(WorkerNotifyTest, TellsOfANewFolder) {
   AskTransfer(MakeBackup(MinorCode::kCreateDirectory, u"\\new"));
   EXPECT_EQ(shell_.WaitFor(1), std::vector{(Change{kShellMakeDirectory, u"Y:\\new", u""})});
+}
+
+TEST_F(WorkerNotifyTest, TellsOfNoFolderThatCouldNotBeMade) {
+  server_.Enqueue(Reply::Status(403));
+  AskTransfer(MakeBackup(MinorCode::kCreateDirectory, u"\\refused"));
+  AskTransfer(MakeBackup(MinorCode::kCreateDirectory, u"\\made"));
+  EXPECT_EQ(shell_.WaitFor(1), std::vector{(Change{kShellMakeDirectory, u"Y:\\made", u""})});
 }
 
 TEST_F(WorkerNotifyTest, TellsOfADeletionThatSucceeded) {
@@ -125,6 +134,34 @@ TEST_F(WorkerNotifyTest, TellsOfAReplacedTarget) {
   EXPECT_THAT(changes,
               ::testing::UnorderedElementsAre(Change{kShellDeleteItem, u"Y:\\a", u""},
                                               Change{kShellRenameItem, u"Y:\\a", u"Y:\\b"}));
+}
+
+TEST_F(WorkerNotifyTest, TellsOfNoTargetThatCouldNotBeReplaced) {
+  account_.Store("/users/user/Files/c", "content");
+  for (const int status : {412, 423, 412}) server_.Enqueue(Reply::Status(status));
+  EXPECT_EQ(AskRename(u"\\a", u"\\??\\Y:\\b", 61), kNamespaceTargetExists);
+  AskInfo(MakeRequest(MajorCode::kDelete, u"\\c"));
+  EXPECT_EQ(shell_.WaitFor(1), std::vector{(Change{kShellDeleteItem, u"Y:\\c", u""})});
+}
+
+TEST_F(WorkerNotifyTest, TellsOfTheDeletionAloneWhenTheRenameAfterItFails) {
+  WriteListing(u"/", {u"a?0?3?32?100?200", u"b?0?3?32?100?200"});
+  account_.Store("/users/user/Files/c", "content");
+  for (const int status : {412, 204, 500}) server_.Enqueue(Reply::Status(status));
+  EXPECT_EQ(AskRename(u"\\a", u"\\??\\Y:\\b", 61), kNamespaceFailure);
+  AskInfo(MakeRequest(MajorCode::kDelete, u"\\c"));
+  EXPECT_THAT(shell_.WaitFor(2),
+              ::testing::UnorderedElementsAre(Change{kShellDeleteItem, u"Y:\\a", u""},
+                                              Change{kShellDeleteItem, u"Y:\\c", u""}));
+}
+
+TEST_F(WorkerNotifyTest, TellsOfNoEmptyFileThatCouldNotBeSent) {
+  server_.On([this](const Request& request) {
+    return request.target.ends_with("refused") ? Reply::Status(507) : account_(request);
+  });
+  AskTransfer(MakeBackup(MinorCode::kZeroBackup, u"\\refused"));
+  AskTransfer(MakeBackup(MinorCode::kZeroBackup, u"\\sent"));
+  EXPECT_EQ(shell_.WaitFor(1), std::vector{(Change{kShellCreateItem, u"Y:\\sent", u""})});
 }
 
 TEST_F(WorkerNotifyTest, TellsOfAnEmptyFileThatWasSent) {
