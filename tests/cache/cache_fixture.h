@@ -103,6 +103,17 @@ class CacheTest : public HomeTest {
 
   Text CacheLog() const { return home_.LogText(u"CacheDebug.txt"); }
   bool Logged(TextView part) const { return CacheLog().find(part) != Text::npos; }
+  // Whether a line of the level Error, and not of any other, begins with this.
+  bool LoggedAsError(TextView beginning) const {
+    const Text log = CacheLog();
+    for (size_t at = log.find(beginning); at != Text::npos; at = log.find(beginning, at + 1)) {
+      const size_t line = log.rfind(u'\n', at) + 1;
+      // "Error       : 11/15/2026 14:03:09 : "
+      const TextView prefix = TextView(log).substr(line, at - line);
+      if (prefix.size() == 36 && prefix.starts_with(u"Error  ")) return true;
+    }
+    return false;
+  }
   std::vector<Text> PendingPaths() {
     std::vector<Text> paths;
     for (const PendingUpload& upload : cache().pending().List()) paths.push_back(upload.path);

@@ -134,7 +134,7 @@ TEST_F(ContentRead, PastTheEndIsRefusedAndTheContentGoes) {
   EXPECT_FALSE(result.done);
   EXPECT_EQ(result.file_size, -1);
   EXPECT_EQ(Content(u"/c"), std::nullopt);
-  EXPECT_TRUE(home_.LogHasLine(u"CacheDebug.txt", u"Invalid request, Offset > file length"));
+  EXPECT_TRUE(LoggedAsError(u"Invalid request, Offset > file length\r\n"));
 }
 
 TEST_F(ContentRead, PastTheEndOfAFileThatWaitsToBeSentKeepsTheContent) {

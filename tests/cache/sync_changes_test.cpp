@@ -132,7 +132,7 @@ TEST_F(SyncChanges, ADeletionWhoseJournalCannotBeMadeChangesNothing) {
   BlockJournal(u"Delete_src.txt");
   WriteListing(u"/a", u"c.txt?0?1?0?0?0\r\n");
   EXPECT_FALSE(cache().DeleteCachedResource(u"/a/c.txt", true));
-  EXPECT_TRUE(JournalTold(u"Delete_src.txt"));
+  EXPECT_TRUE(JournalToldAsError(u"Delete_src.txt"));
   EXPECT_EQ(ListingText(u"/a"), u"c.txt?0?1?0?0?0\r\n");
 }
 
@@ -210,7 +210,7 @@ TEST_F(SyncWriteBack, TheFoldersJournalThatCannotBeMadeStopsIt) {
   BlockJournal(u"Upload_dst.txt");
   Store(u"/Docs/a.txt", "contents");
   EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
-  EXPECT_TRUE(JournalTold(u"Upload_dst.txt"));
+  EXPECT_TRUE(JournalToldAsError(u"Upload_dst.txt"));
   EXPECT_TRUE(recorder_.calls.empty());
   EXPECT_FALSE(FileExists(kStaged));
 }
@@ -219,7 +219,7 @@ TEST_F(SyncWriteBack, TheFilesJournalThatCannotBeMadeStopsIt) {
   BlockJournal(u"Upload_src.txt");
   Store(u"/Docs/a.txt", "contents");
   EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
-  EXPECT_TRUE(JournalTold(u"Upload_src.txt"));
+  EXPECT_TRUE(JournalToldAsError(u"Upload_src.txt"));
   EXPECT_TRUE(recorder_.calls.empty());
   EXPECT_EQ(PendingPaths(), List{u"/Docs/a.txt"});
 }
@@ -244,8 +244,8 @@ TEST_F(SyncWriteBack, WithoutContentACopyOfAnotherFileIsNotSentInItsPlace) {
   EXPECT_FALSE(cache().TransferCachedFile(u"/Docs/a.txt", true));
   EXPECT_EQ(Ordinals(), Calls{712});
   EXPECT_FALSE(staged);
-  EXPECT_TRUE(
-      Logged(u"Unable to find file " + Names().GetFileRecordName(u"/Docs/a.txt") + u", Reason: "));
+  EXPECT_TRUE(LoggedAsError(u"Unable to find file " + Names().GetFileRecordName(u"/Docs/a.txt") +
+                            u", Reason: "));
 }
 
 TEST_F(SyncWriteBack, WithoutContentACopyThatCannotGoStopsIt) {
@@ -270,7 +270,7 @@ TEST_F(SyncWriteBack, AnEmptyFileThatCannotBeStagedFails) {
   MakeFolders(kStaged);
   TransferRequest request{.path = u"/Docs/a.txt"};
   EXPECT_FALSE(cache().BackupZeroFile(request, true));
-  EXPECT_TRUE(Logged(u"Unable to create/open file " + Text(kStaged) + u". Reason: "));
+  EXPECT_TRUE(LoggedAsError(u"Unable to create/open file " + Text(kStaged) + u". Reason: "));
   EXPECT_TRUE(recorder_.calls.empty());
 }
 

@@ -116,9 +116,11 @@ class SyncTest : public CacheTest {
     recorder_.listing.back().last_entry = 1;
   }
   void BlockJournal(TextView name) { MakeFolders(Journal(name)); }
-  bool JournalTold(TextView name) const {
-    return Logged(u"Unable to create/open file " + Journal(name) + u". Reason: ");
+  static Text NoJournalLine(TextView name) {
+    return u"Unable to create/open file " + Journal(name) + u". Reason: ";
   }
+  bool JournalTold(TextView name) const { return Logged(NoJournalLine(name)); }
+  bool JournalToldAsError(TextView name) const { return LoggedAsError(NoJournalLine(name)); }
 
   Recorder recorder_;
 };

@@ -179,21 +179,21 @@ TEST_F(SyncDownload, ThatFailsLeavesNoContent) {
 TEST_F(SyncDownload, ThatBringsNoFileFailsTheRead) {
   recorder_.effect = {};
   EXPECT_FALSE(Read(u"/Docs/a.txt", 0, 4).done);
-  EXPECT_TRUE(Logged(u"Unable to open file " + Names().GetFileRecordName(u"/Docs/a.txt") +
-                     u" for reading restore file cache data, Reason: "));
+  EXPECT_TRUE(LoggedAsError(u"Unable to open file " + Names().GetFileRecordName(u"/Docs/a.txt") +
+                            u" for reading restore file cache data, Reason: "));
 }
 
 TEST_F(SyncDownload, TheFoldersJournalThatCannotBeMadeStopsIt) {
   BlockJournal(u"Download_dst.txt");
   EXPECT_FALSE(cache().CacheRestoreFile(u"/Docs/a.txt"));
-  EXPECT_TRUE(JournalTold(u"Download_dst.txt"));
+  EXPECT_TRUE(JournalToldAsError(u"Download_dst.txt"));
   EXPECT_FALSE(FileExists(Journal(u"Download_src.txt")));
 }
 
 TEST_F(SyncDownload, TheFilesJournalThatCannotBeMadeStopsIt) {
   BlockJournal(u"Download_src.txt");
   EXPECT_FALSE(cache().CacheRestoreFile(u"/Docs/a.txt"));
-  EXPECT_TRUE(JournalTold(u"Download_src.txt"));
+  EXPECT_TRUE(JournalToldAsError(u"Download_src.txt"));
   EXPECT_TRUE(recorder_.calls.empty());
 }
 

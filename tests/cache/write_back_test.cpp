@@ -175,8 +175,8 @@ TEST_F(WriteBack, WithoutContentTheRecordGoesAndNothingIsPending) {
   EXPECT_FALSE(cache().TransferCachedFile(u"/docs/a.txt", true));
   EXPECT_EQ(ListingText(u"/docs"), u"");
   EXPECT_TRUE(PendingPaths().empty());
-  EXPECT_TRUE(
-      Logged(u"Unable to find file " + Names().GetFileRecordName(u"/docs/a.txt") + u", Reason: "));
+  EXPECT_TRUE(LoggedAsError(u"Unable to find file " + Names().GetFileRecordName(u"/docs/a.txt") +
+                            u", Reason: "));
 }
 
 TEST_F(WriteBack, AFolderKeepsItsRecord) {
@@ -200,7 +200,8 @@ TEST_F(WriteBack, AListingThatCannotBeOpenedIsToldInTheLog) {
   MakeFolders(listing);
   Store(u"/docs/a.txt", "contents");
   EXPECT_FALSE(cache().TransferCachedFile(u"/docs/a.txt", true));
-  EXPECT_TRUE(Logged(u"Unable to open file " + listing + u" for writing cache details, Reason: "));
+  EXPECT_TRUE(
+      LoggedAsError(u"Unable to open file " + listing + u" for writing cache details, Reason: "));
   EXPECT_EQ(account_.Content("/docs/a.txt"), "contents");
 }
 
@@ -273,8 +274,8 @@ TEST_F(ZeroBackup, AListingThatCannotBeOpenedIsToldInTheLog) {
   const Text listing = Names().GetDirRecordName(u"/docs");
   MakeFolders(listing);
   EXPECT_FALSE(Backup(u"/docs/e.txt"));
-  EXPECT_TRUE(
-      Logged(u"Unable to open file " + listing + u" for Backup zero file cache details, Reason: "));
+  EXPECT_TRUE(LoggedAsError(u"Unable to open file " + listing +
+                            u" for Backup zero file cache details, Reason: "));
 }
 
 }  // namespace
