@@ -183,6 +183,14 @@ TEST_F(SyncDownload, ThatBringsNoFileFailsTheRead) {
                             u" for reading restore file cache data, Reason: "));
 }
 
+TEST_F(SyncDownload, ThatBringsNoTemporaryFileReadsAsSuccessWithoutBytes) {
+  recorder_.effect = {};
+  const ReadResult result = Read(u"/Docs/a.tmp", 0, 4);
+  EXPECT_EQ(Ordinals(), Calls{713});
+  EXPECT_TRUE(result.done);
+  EXPECT_EQ(result.bytes, std::string(4, '\0'));
+}
+
 TEST_F(SyncDownload, TheFoldersJournalThatCannotBeMadeStopsIt) {
   BlockJournal(u"Download_dst.txt");
   EXPECT_FALSE(cache().CacheRestoreFile(u"/Docs/a.txt"));

@@ -195,6 +195,12 @@ TEST_F(WriteBack, APendingFileWhoseContentIsGoneIsNoLongerPending) {
                                u"The content of /docs/a.txt is gone, and its upload with it."));
 }
 
+TEST_F(WriteBack, AFolderInTheContentsPlaceIsListedAsOne) {
+  MakeFolders(Names().GetFileRecordName(u"/docs/a.txt"));
+  cache().TransferCachedFile(u"/docs/a.txt", true);
+  EXPECT_TRUE(ListingText(u"/docs").starts_with(u"a.txt?1?0?1?"));
+}
+
 TEST_F(WriteBack, AListingThatCannotBeOpenedIsToldInTheLog) {
   const Text listing = Names().GetDirRecordName(u"/docs");
   MakeFolders(listing);
