@@ -5,11 +5,12 @@
 // system client's own (below), so that the callers above read alike on both systems.
 //
 // On the wire: header blocks may separate lines with bare "\n"; empty lines are dropped; of
-// repeated lines of one name the last wins; Content-Length is the client's own business. Redirects
-// are followed for GET and HEAD only, and only within the server (scheme, host and port). User and
-// password given to the connection are tried once by themselves after a 401 when the request
-// carried no Authorization line of its own and was no streamed upload. Connections are kept and
-// used again by the whole process. Nothing is answered from a cache.
+// repeated lines of one name the last wins; Content-Length is the client's own business; there is
+// no Accept line but the caller's. Redirects are followed for GET and HEAD only, and only within
+// the server (scheme, host and port). User and password given to the connection are tried once by
+// themselves after a 401 when the request carried no Authorization line of its own and was no
+// streamed upload. Connections are kept and used again by the whole process. Nothing is answered
+// from a cache.
 //
 // Failure: Error(kInternet) with the client's code (12002 time-out, 12007 name not resolved, 12029
 // cannot connect, 12030 connection aborted, 12031 reset, 12152 invalid server response, ...) and

@@ -78,12 +78,15 @@ void Transfer::SetHeaders() {
     header_list_.reset(longer);
   };
   bool has_type = false;
+  bool has_accept = false;
   for (const auto& [name, value] : plan_.headers) {
     add(value.empty() ? name + ";" : name + ": " + value);
     has_type = has_type || curl_strequal(name.c_str(), "Content-Type");
+    has_accept = has_accept || curl_strequal(name.c_str(), "Accept");
   }
   add("Expect:");  // it would cost a round trip, and a second where the server does not know it
   if (!has_type) add("Content-Type:");
+  if (!has_accept) add("Accept:");
   Set(CURLOPT_HTTPHEADER, header_list_.get());
 }
 

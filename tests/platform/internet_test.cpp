@@ -33,6 +33,24 @@ TEST_F(InternetTest, SendsVerbObjectHeadersAndBody) {
   EXPECT_EQ(request.body, "<body/>");
 }
 
+TEST_F(InternetTest, NoAcceptLineIsSentUnlessTheCallerHasOne) {
+  server_.On([](const Request&) { return Reply::Status(200); });
+  Client get(server_, u"GET", u"/");
+  ASSERT_TRUE(get.request.Send(u"", {}));
+  Client listing(server_, u"PROPFIND", u"/");
+  ASSERT_TRUE(listing.request.Send(u"Depth:1", "<body/>"));
+  Client upload(server_, u"PUT", u"/");
+  ASSERT_TRUE(upload.request.Begin(0));
+  ASSERT_TRUE(upload.request.End());
+  for (const Request& request : server_.requests()) {
+    EXPECT_EQ(request.CountHeaders("Accept"), 0u) << request.verb;
+  }
+  Client own(server_, u"GET", u"/");
+  ASSERT_TRUE(own.request.Send(u"accept: text/xml", {}));
+  EXPECT_EQ(server_.requests().back().CountHeaders("Accept"), 1u);
+  EXPECT_EQ(server_.requests().back().Header("Accept"), "text/xml");
+}
+
 TEST_F(InternetTest, TheLastOfRepeatedLinesWins) {
   server_.Enqueue(Reply::Status(200));
   Client client(server_, u"OPTIONS", u"/");
