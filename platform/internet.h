@@ -10,7 +10,9 @@
 // the server (scheme, host and port). User and password given to the connection are tried once by
 // themselves after a 401 when the request carried no Authorization line of its own and was no
 // streamed upload. Connections are kept and used again by the whole process. Nothing is answered
-// from a cache.
+// from a cache. What does not begin with a status line is no reply; on Windows, where the client
+// makes up a bare "HTTP/1.0 200 OK" for it, it passes for one to a request in HTTP/1.0, and that
+// bare line is no reply to any other.
 //
 // Failure: Error(kInternet) with the client's code (12002 time-out, 12007 name not resolved, 12029
 // cannot connect, 12030 connection aborted, 12031 reset, 12152 invalid server response, ...) and

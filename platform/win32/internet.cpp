@@ -174,8 +174,10 @@ std::optional<Text> HttpRequest::Impl::Query(DWORD what, TextView name) const {
   }
 }
 
-// The client makes up a bare line for a reply that begins without one (HTTP/0.9).
+// The client makes up a bare line for a reply that begins without one (HTTP/0.9). To a request in
+// HTTP/1.0 that line may be the server's own.
 bool HttpRequest::Impl::HasStatusLine() const {
+  if (version == u"HTTP/1.0") return true;
   const auto head = Query(HTTP_QUERY_RAW_HEADERS_CRLF, {});
   return head && Trim(*head) != u"HTTP/1.0 200 OK";
 }

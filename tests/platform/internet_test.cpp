@@ -132,6 +132,15 @@ TEST_F(InternetTest, ThereIsNoStatusBeforeTheReply) {
   EXPECT_EQ(client.request.Header(u"Content-Length"), std::nullopt);
 }
 
+TEST_F(InternetTest, AReplyOfAnOldServerMayHaveNoHeaders) {
+  server_.On([](const Request&) { return Reply::Raw("HTTP/1.0 200 OK\r\n\r\n1.5"); });
+  Client client(server_, u"GET", u"/", u"HTTP/1.0");
+  ASSERT_TRUE(client.request.Send(u"", {}));
+  EXPECT_EQ(client.request.StatusCode(), 200u);
+  EXPECT_EQ(client.request.StatusText(), u"OK");
+  EXPECT_EQ(ReadAll(client.request), "1.5");
+}
+
 TEST_F(InternetTest, RepliesHeadersAreFoundCaseBlind) {
   server_.Enqueue(
       Reply::Status(200).Header("Last-Modified", "Tue, 15 Nov 1994 12:45:26 GMT").Body("12345"));
