@@ -217,6 +217,8 @@ DWORD HttpRequest::Impl::ReadPiece(void* buffer, size_t size) {
     failure = GetLastError();
     return 0;
   }
+  // What came with the body's end may follow it.
+  if (body_length) got = static_cast<DWORD>(std::min<uint64_t>(got, *body_length - body_read));
   body_read += got;
   // The client takes a connection that ends too early for the end of the body.
   if (got == 0 && body_length && body_read < *body_length) {
