@@ -1,7 +1,7 @@
 // One request: put together, sent, judged by the caller, read, closed.
 #include <algorithm>
 
-#include "webdav/base64.h"
+#include "platform/base64.h"
 #include "webdav/url.h"
 #include "webdav/webdav.h"
 

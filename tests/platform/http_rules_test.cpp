@@ -1,6 +1,7 @@
-// The rules that both clients share: header blocks and redirects.
+// The rules that both clients share: base64, header blocks and redirects.
 #include <gtest/gtest.h>
 
+#include "platform/base64.h"
 #include "platform/shared/http_headers.h"
 #include "platform/shared/http_redirect.h"
 
@@ -11,6 +12,22 @@ Text Lines(const HeaderList& list) {
   Text result;
   for (const auto& [name, value] : list.lines()) result += name + u"=" + value + u";";
   return result;
+}
+
+TEST(Base64Test, EncodesTheStandardsExamples) {
+  EXPECT_EQ(EncodeBase64(""), "");
+  EXPECT_EQ(EncodeBase64("f"), "Zg==");
+  EXPECT_EQ(EncodeBase64("fo"), "Zm8=");
+  EXPECT_EQ(EncodeBase64("foo"), "Zm9v");
+  EXPECT_EQ(EncodeBase64("foob"), "Zm9vYg==");
+  EXPECT_EQ(EncodeBase64("fooba"), "Zm9vYmE=");
+  EXPECT_EQ(EncodeBase64("foobar"), "Zm9vYmFy");
+}
+
+TEST(Base64Test, EncodesBytesBeyondAscii) {
+  EXPECT_EQ(EncodeBase64("\xFB\xEF\xBE"), "++++");
+  EXPECT_EQ(EncodeBase64("\xFF\xFF\xFF"), "////");
+  EXPECT_EQ(EncodeBase64(std::string_view("\0\0", 2)), "AAA=");
 }
 
 TEST(HeaderListTest, LinesEndInEitherWayAndEmptyOnesAreDropped) {

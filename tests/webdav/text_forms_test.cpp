@@ -1,30 +1,13 @@
-// What the client makes of single texts: base64, paths, hrefs, dates.
+// What the client makes of single texts: paths, hrefs, dates.
 #include <gtest/gtest.h>
 
 #include "tests/webdav/replies.h"
-#include "webdav/base64.h"
 #include "webdav/dates.h"
 #include "webdav/href.h"
 #include "webdav/url.h"
 
 namespace zv::testing {
 namespace {
-
-TEST(Base64Test, EncodesTheStandardsExamples) {
-  EXPECT_EQ(EncodeBase64(""), "");
-  EXPECT_EQ(EncodeBase64("f"), "Zg==");
-  EXPECT_EQ(EncodeBase64("fo"), "Zm8=");
-  EXPECT_EQ(EncodeBase64("foo"), "Zm9v");
-  EXPECT_EQ(EncodeBase64("foob"), "Zm9vYg==");
-  EXPECT_EQ(EncodeBase64("fooba"), "Zm9vYmE=");
-  EXPECT_EQ(EncodeBase64("foobar"), "Zm9vYmFy");
-}
-
-TEST(Base64Test, EncodesBytesBeyondAscii) {
-  EXPECT_EQ(EncodeBase64("\xFB\xEF\xBE"), "++++");
-  EXPECT_EQ(EncodeBase64("\xFF\xFF\xFF"), "////");
-  EXPECT_EQ(EncodeBase64(std::string_view("\0\0", 2)), "AAA=");
-}
 
 TEST(PathTest, KeepsLettersDigitsAndSlashesOnly) {
   EXPECT_EQ(PercentEncodePath(u"/Docs/AZaz09"), u"/Docs/AZaz09");
