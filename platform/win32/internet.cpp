@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 
+#include "platform/base64.h"
 #include "platform/error.h"
 #include "platform/shared/http_headers.h"
 #include "platform/shared/http_redirect.h"
@@ -92,6 +93,8 @@ struct HttpConnection::Impl {
   InternetHandle handle;
   Text host;
   uint16_t port = 0;
+  Text user;
+  Text password;
 };
 
 HttpConnection::HttpConnection(InternetSession& session, TextView host, uint16_t port,
@@ -99,10 +102,12 @@ HttpConnection::HttpConnection(InternetSession& session, TextView host, uint16_t
     : impl_(std::make_unique<Impl>()) {
   impl_->host = host;
   impl_->port = port;
+  impl_->user = user;
+  impl_->password = password;
   if (host.empty()) Throw(ERROR_INTERNET_INVALID_URL);
-  impl_->handle = Owned(InternetConnectW(
-      session.impl().handle.get(), OptionalName(host).get(), port, OptionalName(user).get(),
-      OptionalName(password).get(), INTERNET_SERVICE_HTTP, 0, 0));
+  // Given user and password, the client would send every request again after a 401.
+  impl_->handle = Owned(InternetConnectW(session.impl().handle.get(), OptionalName(host).get(),
+                                         port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
 }
 
 HttpConnection::~HttpConnection() = default;
@@ -113,7 +118,9 @@ struct HttpRequest::Impl {
   std::optional<Text> Query(DWORD what, TextView name) const;
   bool HasStatusLine() const;
   void NoteReply();
+  bool Authenticate();
   bool FollowRedirect();
+  void OpenAgain();
   DWORD ReadPiece(void* buffer, size_t size);
   bool HasEarlyReply();
 
@@ -124,7 +131,7 @@ struct HttpRequest::Impl {
   uint32_t flags = 0;
   InternetHandle handle;
 
-  // What a request that follows a redirect gets again.
+  // What a request that is opened again gets again.
   HeaderList headers;
   std::map<uint32_t, uint32_t> options;
   std::map<uint32_t, Text> text_options;
@@ -198,6 +205,22 @@ void HttpRequest::Impl::NoteReply() {
   if (has_body && length) body_length = static_cast<uint64_t>(ParseInt64(*length));
 }
 
+// The same request once more, with the same headers and options.
+void HttpRequest::Impl::OpenAgain() {
+  status = 0;
+  Open();
+  for (const HeaderList::Line& line : headers.lines()) ApplyHeader(line);
+}
+
+// True when the request is to be sent again, with the connection's user and password.
+bool HttpRequest::Impl::Authenticate() {
+  if (status != 401 || connection->user.empty() || headers.Find(u"Authorization")) return false;
+  const std::string pair = ToUtf8(connection->user) + ":" + ToUtf8(connection->password);
+  headers.Add(u"Authorization: Basic " + FromUtf8(EncodeBase64(pair)));
+  OpenAgain();
+  return true;
+}
+
 bool HttpRequest::Impl::FollowRedirect() {
   const auto location = Query(HTTP_QUERY_CUSTOM, u"Location");
   if (!location) return false;
@@ -205,8 +228,7 @@ bool HttpRequest::Impl::FollowRedirect() {
   auto next = RedirectedObject(server, verb, object, status, *location);
   if (!next) return false;
   object = std::move(*next);
-  Open();
-  for (const HeaderList::Line& line : headers.lines()) ApplyHeader(line);
+  OpenAgain();
   return true;
 }
 
@@ -287,6 +309,7 @@ bool HttpRequest::Send(TextView headers, std::string_view body) {
     Check(HttpSendRequestW(impl_->handle.get(), nullptr, 0, sent.empty() ? nullptr : sent.data(),
                            static_cast<DWORD>(sent.size())));
     impl_->NoteReply();
+    if (impl_->Authenticate()) continue;
     if (redirects++ == kMostRedirects || !impl_->FollowRedirect()) return true;
   }
 }

@@ -349,36 +349,65 @@ TEST_F(InternetTest, ManyThreadsAskAtOnce) {
   EXPECT_EQ(right, kThreads * kRequests);
 }
 
+// Lets nobody in but anna:secret.
+Reply Guard(const Request& request) {
+  return request.Header("Authorization") == "Basic YW5uYTpzZWNyZXQ="
+             ? Reply::Status(200).Body("in")
+             : Reply::Status(401).Header("WWW-Authenticate", "Basic realm=\"r\"").Body("out");
+}
+
 TEST_F(InternetTest, UserAndPasswordAreTriedOnceAfterA401) {
-  server_.On([](const Request& request) {
-    return request.Header("Authorization") == "Basic YW5uYTpzZWNyZXQ="
-               ? Reply::Status(200).Body("in")
-               : Reply::Status(401).Header("WWW-Authenticate", "Basic realm=\"r\"").Body("out");
-  });
+  server_.On(Guard);
   InternetSession session(u"Test Agent", AccessType::kDirect, u"");
   HttpConnection known(session, server_.host(), server_.port(), u"anna", u"secret");
-  HttpRequest welcome(known, u"GET", u"/", u"", kFlagNoCacheWrite);
-  ASSERT_TRUE(welcome.Send(u"", {}));
+  HttpRequest welcome(known, u"PROPFIND", u"/", u"", kFlagNoCacheWrite);
+  ASSERT_TRUE(welcome.Send(u"Depth:1", "<body/>"));
   EXPECT_EQ(welcome.StatusCode(), 200u);
   EXPECT_EQ(ReadAll(welcome), "in");
+  ASSERT_EQ(server_.request_count(), 2u);
+  for (const Request& request : server_.requests()) {
+    EXPECT_EQ(request.Header("Depth"), "1");
+    EXPECT_EQ(request.body, "<body/>");
+  }
   HttpConnection unknown(session, server_.host(), server_.port(), u"anna", u"wrong");
   HttpRequest refused(unknown, u"GET", u"/", u"", kFlagNoCacheWrite);
   ASSERT_TRUE(refused.Send(u"", {}));
   EXPECT_EQ(refused.StatusCode(), 401u);
   EXPECT_EQ(ReadAll(refused), "out");
+  EXPECT_EQ(server_.request_count(), 4u);
+}
+
+TEST_F(InternetTest, WithoutAUserA401IsTheReply) {
+  server_.On(Guard);
+  Client client(server_, u"GET", u"/");
+  ASSERT_TRUE(client.request.Send(u"", {}));
+  EXPECT_EQ(client.request.StatusCode(), 401u);
+  EXPECT_EQ(ReadAll(client.request), "out");
+  EXPECT_EQ(server_.request_count(), 1u);
 }
 
 TEST_F(InternetTest, AnAuthorizationLineOfItsOwnIsTheOnlyOneTried) {
-  server_.On([](const Request&) {
-    return Reply::Status(401).Header("WWW-Authenticate", "Basic realm=\"r\"");
-  });
+  server_.On(Guard);
   InternetSession session(u"Test Agent", AccessType::kDirect, u"");
-  HttpConnection connection(session, server_.host(), server_.port(), u"", u"");
+  HttpConnection connection(session, server_.host(), server_.port(), u"anna", u"secret");
   HttpRequest request(connection, u"OPTIONS", u"/", u"", kFlagNoCacheWrite);
   ASSERT_TRUE(request.Send(u"\nAuthorization: Basic b3duOmxpbmU=", {}));
   EXPECT_EQ(request.StatusCode(), 401u);
+  EXPECT_EQ(ReadAll(request), "out");
   EXPECT_EQ(server_.request_count(), 1u);
   EXPECT_EQ(server_.requests().at(0).Header("Authorization"), "Basic b3duOmxpbmU=");
+}
+
+TEST_F(InternetTest, AnUploadIsNotSentAgainAfterA401) {
+  server_.On(Guard);
+  InternetSession session(u"Test Agent", AccessType::kDirect, u"");
+  HttpConnection connection(session, server_.host(), server_.port(), u"anna", u"secret");
+  HttpRequest request(connection, u"PUT", u"/", u"", kFlagNoCacheWrite);
+  ASSERT_TRUE(request.Begin(3));
+  request.Write("abc", 3);
+  ASSERT_TRUE(request.End());
+  EXPECT_EQ(request.StatusCode(), 401u);
+  EXPECT_EQ(server_.request_count(), 1u);
 }
 
 TEST_F(InternetTest, FollowsRedirectsWithinTheServerOnly) {

@@ -175,7 +175,9 @@ TEST_F(LoginTest, AsksOnceWhenAllIsWell) {
 TEST_F(LoginTest, RefusalsEndIt) {
   for (const int status : {401, 403, 407}) {
     server_.ClearRequests();
-    server_.Enqueue(Reply::Status(status));
+    server_.Enqueue(Reply::Status(status)
+                        .Header("WWW-Authenticate", "Basic realm=\"r\"")
+                        .Header("Proxy-Authenticate", "Basic realm=\"p\""));
     EXPECT_EQ(CWebDAV().LoginToServer(u"anna", u"wrong"), static_cast<uint32_t>(status));
     EXPECT_EQ(server_.request_count(), 1u) << status;
   }

@@ -47,11 +47,14 @@ TEST_F(ExportsTest, CreateServeQueryAndDeleteADrive) {
 }
 
 TEST_F(ExportsTest, PassTheStatusOfAFailedLoginOn) {
-  server_.On([](const Request&) { return Reply::Status(401); });
+  server_.On([](const Request&) {
+    return Reply::Status(401).Header("WWW-Authenticate", "Basic realm=\"r\"");
+  });
   Text local_name = u"Y:";
   Text remote_name = u"\\\\cirrux\\drive";
   const ZvNetResource resource = NetResource(local_name, remote_name);
   EXPECT_EQ(CreateNewDrive(&resource, u"wrong", u"user"), 401u);
+  EXPECT_EQ(server_.request_count(), 1u);
 }
 
 TEST_F(ExportsTest, TakeNullTextsForEmptyOnes) {
