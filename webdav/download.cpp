@@ -93,11 +93,17 @@ bool CWebDAV::SendRestore(TransferRequest& request, bool ranged) {
     return false;
   }
   const bool asked_for_part = ranged || request.offset != 0;
-  if (asked_for_part ? !ReplyBegins(request.offset) : status_code_ != 200) {
-    ClearRequest();
-    return false;
+  // The whole file begins where a part from 0 does: that is how a server answers that knows no
+  // parts, and some servers for an empty file.
+  const bool whole = status_code_ == 200 && request.offset == 0;
+  const bool part = asked_for_part && ReplyBegins(request.offset);
+  const bool empty = ranged && request.offset == 0 && ReplySaysEmpty();
+  if (whole || part) {
+    content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
+  } else {
+    ClearRequest();  // what comes with it is no file's
   }
-  content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
+  if (!whole && !part && !empty) return false;
   request.file_size = content_length_;
   return true;
 }
@@ -108,6 +114,11 @@ bool CWebDAV::ReplyBegins(int64_t offset) const {
   if (status_code_ != 206) return false;
   const auto range = request_->Header(u"Content-Range");
   return range && range->starts_with(kUnit) && ParseInt64(range->substr(kUnit.size())) == offset;
+}
+
+// Whether the reply refuses the part because the file has no bytes at all (RFC 9110, 15.5.17).
+bool CWebDAV::ReplySaysEmpty() const {
+  return status_code_ == 416 && request_->Header(u"Content-Range") == u"bytes */0";
 }
 
 void CWebDAV::EndRestoreFromServer(TransferRequest& /*request*/) { ClearRequest(); }

@@ -106,7 +106,8 @@ class CWebDAV {
   // retries, publishes progress, can be cancelled. last_modified (optional): the reply's own time.
   bool RestoreFile(TextView remote_path, TextView local_path, FileTime* last_modified = nullptr);
   // Sends the GET of a file from request.offset, or of a range. True when the reply brings just
-  // that; content_length() and request.file_size then tell its length (0 when it does not say).
+  // that, or the whole file instead of its beginning; content_length() and request.file_size then
+  // tell its length (0 when it does not say).
   bool StartRestore(TransferRequest& request, bool ranged);
   // Ends what StartRestore began.
   void EndRestoreFromServer(TransferRequest& request);
@@ -179,6 +180,7 @@ class CWebDAV {
   // See download.cpp.
   bool SendRestore(TransferRequest& request, bool ranged);
   bool ReplyBegins(int64_t offset) const;
+  bool ReplySaysEmpty() const;
   bool RunRestore(Download& download);
   bool DownloadFile(Download& download);
   bool RunAttempt(Download& download);

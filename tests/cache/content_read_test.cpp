@@ -46,6 +46,30 @@ TEST_F(ContentRead, ASmallReadEndsAtTheFilesEnd) {
   EXPECT_NE(result.file_size, -1);
 }
 
+TEST_F(ContentRead, ASmallReadOfAnEmptyFileGivesNothing) {
+  account_.AddFile("/empty", "", kEarly);
+  const ReadResult result = Read(u"/empty", 0, 100);
+  EXPECT_TRUE(result.done);
+  EXPECT_EQ(result.bytes, "");
+  EXPECT_EQ(Content(u"/empty"), std::nullopt);
+}
+
+TEST_F(ContentRead, ASmallReadOfAnEmptyFileWhoseRangeIsRefusedGivesNothing) {
+  account_.server().Enqueue(
+      Reply::Status(416).Header("Content-Range", "bytes */0").Body("<html/>"));
+  const ReadResult result = Read(u"/empty", 0, 100);
+  EXPECT_TRUE(result.done);
+  EXPECT_EQ(result.bytes, "");
+}
+
+TEST_F(ContentRead, ASmallReadIsServedByAServerThatKnowsNoRanges) {
+  account_.server().On([this](const Request&) { return Reply::Status(200).Body(big_); });
+  const ReadResult result = Read(u"/big.bin", 0, 51199);
+  EXPECT_TRUE(result.done);
+  EXPECT_EQ(result.bytes, big_.substr(0, 51199));
+  EXPECT_EQ(Content(u"/big.bin"), std::nullopt);
+}
+
 TEST_F(ContentRead, ASmallReadOfAnUnsaidLengthEndsWithTheReply) {
   account_.server().Enqueue(
       Reply::Status(206).Header("Content-Range", "bytes 0-4/5").Body("hello").SayNoLength());

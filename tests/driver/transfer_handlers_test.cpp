@@ -58,6 +58,17 @@ TEST_F(TransferTest, ReadsLessAtTheEndOfAFile) {
   EXPECT_EQ(ReplyAs<TransferReply>(AskRestore(u"\\a.txt", 100, 10)).length, 0u);
 }
 
+TEST_F(TransferTest, ReadsNothingOfAnEmptyFileThatIsNotCached) {
+  StartWorker();
+  ServeMemoryAccount();
+  account_.Store("/users/user/Files/empty", "");
+  for (const uint32_t length : {1U, 51199U, 51200U}) {
+    const auto reply = ReplyAs<TransferReply>(AskRestore(u"\\empty", length));
+    EXPECT_EQ(reply.status, kTransferSuccess) << length;
+    EXPECT_EQ(reply.length, 0u) << length;
+  }
+}
+
 TEST_F(TransferTest, ReadsNothingBeyondTheEndOfAFile) {
   StartWorker();
   WriteContent(u"/a.txt", "0123456789");

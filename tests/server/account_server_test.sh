@@ -417,6 +417,9 @@ serves_ranges() {
   expect 206 "$(status -H 'Range: bytes=2-' "$root/f")"
   expect 34 "$(ask -H 'Range: bytes=3-4' "$root/f")"
   expect 416 "$(status -H 'Range: bytes=10-' "$root/f")"
+  : >"$files/empty"
+  expect 200 "$(status -H 'Range: bytes=0-100' "$root/empty")"
+  expect '' "$(ask -H 'Range: bytes=0-100' "$root/empty")"
   expect 1 "$(ask -I "$root/f" | grep -ci '^last-modified: ..., .* GMT')"
 }
 

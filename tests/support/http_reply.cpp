@@ -126,7 +126,7 @@ Reply Reply::Content(const Request& request, const std::string& content) {
   unsigned long long first = 0;
   unsigned long long last = 0;
   const int fields = std::sscanf(request.Header("Range").c_str(), "bytes=%llu-%llu", &first, &last);
-  if (fields < 1) return Status(200).Body(content);
+  if (fields < 1 || content.empty()) return Status(200).Body(content);
   if (first >= content.size()) {
     return Status(416).Header("Content-Range", "bytes */" + std::to_string(content.size()));
   }

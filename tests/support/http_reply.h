@@ -71,7 +71,8 @@ class Reply {
   static Reply Silence();
   // 200 to a CONNECT; from then on the connection is one with this server.
   static Reply Tunnel(std::string address, uint16_t port);
-  // 200 with the whole content, or what the request's Range line asks for: 206, or 416.
+  // 200 with the whole content, or what the request's Range line asks for: 206, or 416. Of an empty
+  // one every part is the whole, as Apache sees it.
   static Reply Content(const Request& request, const std::string& content);
 
   Reply& Header(std::string name, std::string value);

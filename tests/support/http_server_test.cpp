@@ -165,6 +165,8 @@ TEST(HttpServerTest, AnswersRanges) {
   EXPECT_EQ(Reply::Content(request, content).Head("GET"),
             "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */10\r\n"
             "Content-Length: 0\r\n\r\n");
+  EXPECT_EQ(Reply::Content(request, "").Head("GET"),
+            "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
 }
 
 TEST(HttpServerTest, PatternIsTheSameFromAnyOffset) {

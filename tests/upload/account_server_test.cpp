@@ -1,4 +1,4 @@
-// Uploads and folder sizes on a real server of accounts.
+// Uploads, reads of a part and folder sizes on a real server of accounts.
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -148,6 +148,14 @@ TEST_F(AccountServerTest, AFolderThatIsMissingEndsTheUpload) {
   EXPECT_TRUE(client.LocalFileTransfer(kSource, u"/missing/big.bin"));
   EXPECT_FALSE(client.last_transfer_stored());
   EXPECT_EQ(client.status_code(), 409U);
+}
+
+TEST_F(AccountServerTest, TheBeginningOfAnEmptyFileHasNoBytes) {
+  server_.Write("empty", "");
+  CWebDAV client;
+  TransferRequest request{.path = u"/empty", .length = 51199};
+  EXPECT_TRUE(client.StartRestore(request, true));
+  EXPECT_EQ(request.file_size, 0);
 }
 
 TEST_F(AccountServerTest, TellsTheSizeOfAFolder) {

@@ -42,6 +42,44 @@ TEST_F(RestoreRangeTest, TheWholeFileIsNoAnswerToARange) {
   EXPECT_EQ(request_.file_size, -7);
 }
 
+TEST_F(RestoreRangeTest, TheWholeFileIsAnAnswerToARangeFromItsBeginning) {
+  request_.offset = 0;
+  server_.On([this](const Request&) { return Reply::Status(200).Body(content_); });
+  ASSERT_TRUE(client_.StartRestore(request_, true));
+  EXPECT_EQ(Ranges().at(0), "bytes=0-200");
+  EXPECT_EQ(client_.content_length(), static_cast<int64_t>(content_.size()));
+  std::string bytes(200, '\0');
+  EXPECT_TRUE(client_.GetBufferFromServer(bytes.data(), bytes.size()));
+  EXPECT_EQ(bytes, content_.substr(0, 200));
+}
+
+// Servers differ in what they answer.
+TEST_F(RestoreRangeTest, AnEmptyFileHasNoBytesAtItsBeginning) {
+  request_.offset = 0;
+  server_.Enqueue(Reply::Status(200));
+  server_.Enqueue(Reply::Status(416).Header("Content-Range", "bytes */0").Body("<html/>"));
+  for (int i = 0; i < 2; ++i) {
+    request_.file_size = -7;
+    EXPECT_TRUE(client_.StartRestore(request_, true));
+    EXPECT_EQ(request_.file_size, 0);
+    EXPECT_EQ(client_.content_length(), 0);
+    char byte = 0;
+    size_t received = 0;
+    client_.GetBufferFromServer(&byte, 1, &received);
+    EXPECT_EQ(received, 0U);
+  }
+}
+
+TEST_F(RestoreRangeTest, ARangeThatIsRefusedBringsNothing) {
+  server_.On([](const Request&) {
+    return Reply::Status(416).Header("Content-Range", "bytes */100").Body("<html/>");
+  });
+  EXPECT_FALSE(client_.StartRestore(request_, true));
+  request_.offset = 0;
+  EXPECT_FALSE(client_.StartRestore(request_, true));
+  EXPECT_EQ(request_.file_size, -7);
+}
+
 TEST_F(RestoreRangeTest, APartIsNoAnswerToTheWholeFile) {
   request_.offset = 0;
   server_.On([](const Request&) {
