@@ -35,6 +35,11 @@ void SetProxyText(HttpRequest& request, uint32_t option, const Text& text) {
 
 }  // namespace
 
+Text FolderSizeObject(TextView user, TextView password, TextView encoded_folder) {
+  return Format(u"cgi-bin/compute_size_long.cgi?user=%s&pass=%s&path=%s%%2F", user, password,
+                encoded_folder);
+}
+
 uint64_t BytesFromKilobyteText(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
   if (text.starts_with('+')) text.remove_prefix(1);
@@ -65,8 +70,7 @@ uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
       uint64_t{0},
       [&]() -> uint64_t {
         const Text object =
-            Format(u"cgi-bin/compute_size_long.cgi?user=%s&pass=%s&path=%s%%2F",
-                   settings_.user_name, settings_.password, EncodeTarget(folder_path));
+            FolderSizeObject(settings_.user_name, settings_.password, EncodeTarget(folder_path));
         InternetSession session(
             kAgent, settings_.use_proxy ? AccessType::kNamedProxy : AccessType::kDirect,
             settings_.use_proxy ? Format(u"%s:%d", settings_.proxy_host, settings_.proxy_port)

@@ -2,9 +2,21 @@
 #include "upload/folder_size.h"
 
 #include "tests/upload/upload_fixture.h"
+#include "webdav/url.h"
 
 namespace zv::testing {
 namespace {
+
+TEST(FolderSizeObjectTest, EveryFolderHasASlashBehindIt) {
+  const auto object_of = [](TextView folder) {
+    return FolderSizeObject(u"anna", u"se cret&", PercentEncodePath(folder));
+  };
+  const Text question = u"cgi-bin/compute_size_long.cgi?user=anna&pass=se cret&&path=";
+  EXPECT_EQ(object_of(u"/My docs"), question + u"/My%20docs%2F");
+  EXPECT_EQ(object_of(u"/My docs/"), question + u"/My%20docs/%2F");
+  EXPECT_EQ(object_of(u"\\a.b\\\u00e9"), question + u"/a%2Eb/%C3%A9%2F");
+  EXPECT_EQ(object_of(u""), question + u"%2F");
+}
 
 TEST(KilobyteTextTest, AFractionCounts) { EXPECT_EQ(BytesFromKilobyteText("1.5"), 1536U); }
 
