@@ -54,7 +54,7 @@ struct CWebDAV::Download {
   TextView remote;
   TextView local;
   int16_t attempt = 1;       // 0: no further attempt
-  int64_t downloaded = 0;    // bytes received, where the next attempt goes on
+  int64_t downloaded = 0;    // bytes received; at an attempt's end all are written
   int64_t total = 0;         // bytes of the whole file
   int64_t start_time = 0;    // seconds since 1970
   int64_t local_begin = -1;  // bytes that the local file held before; -1: not known yet
