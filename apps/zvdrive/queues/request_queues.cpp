@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <thread>
 #include <utility>
 
 namespace zv {
@@ -11,9 +10,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The other side mostly answers within this time; going to sleep and being woken costs as much
-// again.
-constexpr std::chrono::microseconds kLongestSpin{60};
 constexpr std::chrono::milliseconds kNowAndThen{50};
 
 constexpr uint32_t kRefused = EINVAL;
@@ -46,19 +42,6 @@ std::optional<DriveQueue> FetchedQueue(uint32_t code) {
   return std::nullopt;
 }
 
-// False when it has not become so within kLongestSpin.
-template <typename Ready>
-bool SpinUntil(Ready ready) {
-  const auto until = Clock::now() + kLongestSpin;
-  do {
-    for (int i = 0; i < 8; ++i) {
-      if (ready()) return true;
-      std::this_thread::yield();
-    }
-  } while (Clock::now() < until);
-  return false;
-}
-
 // The worker lives in this process, so its buffer's address holds here.
 std::byte* WorkerBuffer(const TransferReply& reply) {
   return reinterpret_cast<std::byte*>(static_cast<uintptr_t>(reply.buffer));
@@ -72,7 +55,7 @@ RequestRecord EndRecord() {
 
 }  // namespace
 
-// Guarded by its queue's mutex, but for `done`.
+// Guarded by its queue's mutex.
 struct RequestQueues::Pending {
   explicit Pending(Question&& asked) : question(std::move(asked)) {}
 
@@ -80,20 +63,20 @@ struct RequestQueues::Pending {
   ChannelReply reply;
   RequestEnd end = RequestEnd::kTimedOut;
   bool abandoned = false;  // who asked has left, and with it what the question refers to
-  std::atomic<bool> done = false;
+  bool done = false;
   std::condition_variable finished;
 };
 
 // Every fetch that waits will look again, and count itself anew if it goes on waiting.
 void RequestQueues::Wake(Queue& queue) {
   queue.waiting_fetches = 0;
-  queue.epoch.fetch_add(1, std::memory_order_release);
+  ++queue.epoch;
   queue.changed.notify_all();
 }
 
 void RequestQueues::Finish(Pending& pending, RequestEnd end) {
   pending.end = end;
-  pending.done.store(true, std::memory_order_release);
+  pending.done = true;
   pending.finished.notify_all();
 }
 
@@ -141,8 +124,7 @@ bool RequestQueues::AskWaiter(const Question& question) noexcept {
 
 RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   const Question& question = pending->question;
-  const auto is_done = [&] { return pending->done.load(std::memory_order_acquire); };
-  if (SpinUntil(is_done)) return pending->end;
+  const auto is_done = [&] { return pending->done; };
   const auto until =
       question.patience ? Clock::now() + *question.patience : Clock::time_point::max();
   std::unique_lock lock(queue.mutex);
@@ -297,14 +279,10 @@ uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record
       return has_waited ? ECANCELED : EIO;
     }
     if (HandOut(queue, file, record)) return 0;
-    const uint32_t seen = queue.epoch.load(std::memory_order_relaxed);
-    const auto has_changed = [&] { return queue.epoch.load(std::memory_order_acquire) != seen; };
+    const uint32_t seen = queue.epoch;
     ++queue.waiting_fetches;
     queue.idle.notify_all();
-    lock.unlock();
-    SpinUntil(has_changed);
-    lock.lock();
-    queue.changed.wait(lock, has_changed);
+    queue.changed.wait(lock, [&] { return queue.epoch != seen; });
   }
 }
 

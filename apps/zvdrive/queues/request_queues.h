@@ -2,7 +2,6 @@
 // what the worker's device calls fetch and answer on the other.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -33,8 +32,9 @@ enum class RequestEnd {
 // it, until a reply of its queue comes on that handle, the handle fetches from that queue again, or
 // it is closed.
 //
-// Any thread may call any member. The hand-over is quick: who waits looks out for a moment before
-// sleeping.
+// Any thread may call any member. Who waits sleeps at once: to look out for the other side first,
+// giving way meanwhile, costs a whole time slice of whoever else computes on a busy machine, and
+// saves next to nothing on an idle one.
 class RequestQueues final : public RequestChannel {
  public:
   struct Question {
@@ -93,7 +93,7 @@ class RequestQueues final : public RequestChannel {
     std::mutex mutex;
     std::condition_variable changed;  // with every step of epoch
     std::condition_variable idle;     // with every fetch that begins to wait
-    std::atomic<uint32_t> epoch = 0;
+    uint32_t epoch = 0;
     std::deque<PendingPtr> requests;
     std::map<uint64_t, PendingPtr> in_flight;  // by handle
     // Of the blocks that the worker works on where they lie, until its next fetch; by handle.
