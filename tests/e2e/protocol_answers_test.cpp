@@ -127,7 +127,7 @@ TEST_F(AnswersTest, ToListings) {
            "(4)08(7)0400000006(15)"
            "aa4c0a2103000000aa4c0a2103000000aa4c0a2103000000aa4c0a21030000006e006f00740065002e00740"
            "0780074(505)"),
-      List(u"\\", 5, "00282014 ffffffff(20)01(559)"),
+      List(u"\\", 5, "00282014 ffffffff(8)05(11)01(559)"),
       List(u"\\Docs\\", 1,
            "00282014 "
            "0100000001(7)01(19)a64c0a2103000000a64c0a2103000000a64c0a2103000000a64c0a21030000002e("
@@ -146,14 +146,14 @@ TEST_F(AnswersTest, ToListings) {
            "(4)05(7)0400000005(15)"
            "a24c0a2103000000a24c0a2103000000a24c0a2103000000a24c0a2103000000fc002e007400780074("
            "511)"),
-      List(u"\\Docs\\", 5, "00282014 ffffffff(20)01(559)"),
+      List(u"\\Docs\\", 5, "00282014 ffffffff(8)05(11)01(559)"),
       List(u"\\Docs\\Empty\\", 1,
            "00282014 "
            "0100000001(7)01(19)a64c0a2103000000a64c0a2103000000a64c0a2103000000a64c0a21030000002e("
            "519)"),
-      List(u"\\Docs\\Empty\\", 3, "00282014 ffffffff(20)01(559)"),
-      List(u"\\Docs\\", 99, "00282014 ffffffff(20)01(559)"),
-      List(u"\\Missing\\", 1, "00282014 ffffffff(20)01(559)"),
+      List(u"\\Docs\\Empty\\", 3, "00282014 ffffffff(8)03(11)01(559)"),
+      List(u"\\Docs\\", 99, "00282014 ffffffff(8)63(11)01(559)"),
+      List(u"\\Missing\\", 1, "00282014 ffffffff(8)01(11)01(559)"),
   });
 }
 
@@ -217,13 +217,13 @@ TEST_F(AnswersTest, ToWrites) {
       Block(u"\\new.txt", 5, " and second", false, "0028201C 0b(15) @"),
       Block(u"\\new.txt", 0, "", false, "0028201C (16) @"),
       Transfer(MakeBackup(MinorCode::kBackupComplete, u"\\new.txt"), "00282FB8 (4)"),
-      List(u"\\", 9, "00282014 ffffffff(20)01(559)"),
+      List(u"\\", 9, "00282014 ffffffff(8)09(11)01(559)"),
       List(u"\\", 4,
            "00282014 "
            "(4)07(7)0400000010(15)"
            "ae4c0a2103000000ae4c0a2103000000ae4c0a2103000000ae4c0a21030000006e00650077002e007400780"
            "074(507)"),
-      List(u"\\", 9, "00282014 ffffffff(20)01(559)"),
+      List(u"\\", 9, "00282014 ffffffff(8)09(11)01(559)"),
       Read(u"\\new.txt", 0, 100, "00282020 10(15) @ 666972737420616e64207365636f6e64"),
       Block(u"\\new.txt", 0, "", true, "0028201C (16) @"),
       Read(u"\\new.txt", 0, 100, "00282020 (16) @"),
@@ -245,7 +245,7 @@ TEST_F(AnswersTest, ToWrites) {
            "(4)08(7)0600000006(15)"
            "aa4c0a2103000000aa4c0a2103000000aa4c0a2103000000aa4c0a21030000006e006f00740065002e00740"
            "0780074(505)"),
-      List(u"\\", 7, "00282014 ffffffff(20)01(559)"),
+      List(u"\\", 7, "00282014 ffffffff(8)07(11)01(559)"),
   });
   EXPECT_EQ(account_.File("/new.txt"), "short");
   EXPECT_EQ(account_.File("/empty.txt"), "");
@@ -299,7 +299,7 @@ TEST_F(AnswersTest, ToChangesOfNames) {
            "00282014 "
            "0100000001(7)01(19)9c4c0a2103000000c24c0a2103000000c24c0a2103000000c24c0a21030000002e("
            "519)"),
-      List(u"\\", 3, "00282014 ffffffff(20)01(559)"),
+      List(u"\\", 3, "00282014 ffffffff(8)03(11)01(559)"),
   });
   EXPECT_TRUE(account_.Tree().empty());
 }
