@@ -184,7 +184,7 @@ class CCache {
   bool ReadFromServer(TransferRequest& request);
   bool DownloadContent(TextView path, const Text& content_file);
   bool SyncDownload(TextView path, const Text& content_file);
-  void NoteBeingWritten(TextView path);
+  void NoteBeingWritten(const TransferRequest& block);
   bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
   // Copies a file (null: makes an empty one) to where the utility library takes it, and calls it:

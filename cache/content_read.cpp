@@ -156,7 +156,7 @@ bool CCache::CacheFile(const TransferRequest& request) {
       [&] {
         const Text content_file = names_.GetFileRecordName(request.path);
         const bool anew = request.force_store && request.offset == 0;
-        NoteBeingWritten(request.path);
+        NoteBeingWritten(request);
         File file = File::Open(content_file, Access::kWrite,
                                anew ? Disposition::kCreateAlways : Disposition::kOpenAlways);
         if (!file) {
@@ -176,14 +176,16 @@ bool CCache::CacheFile(const TransferRequest& request) {
 
 // Content that begins to differ from the server's must not look like the server's copy, should this
 // process end before it is sent; and no check may take it away meanwhile.
-void CCache::NoteBeingWritten(TextView path) {
-  if (unsent_path_ == path) return;
-  const Text time_file = names_.GetFileRecordName(path) + Text(kTimeFileSuffix);
+void CCache::NoteBeingWritten(const TransferRequest& block) {
+  if (unsent_path_ == block.path) return;
+  const Text time_file = names_.GetFileRecordName(block.path) + Text(kTimeFileSuffix);
   if (FileExists(time_file)) {
-    if (!IsPending(path)) SetPending(path, PendingKind::kBeingWritten, u"");
+    // A block without data empties the content of a file that was made empty: nothing follows it.
+    const bool follows = block.length > 0;
+    if (follows && !IsPending(block.path)) SetPending(block.path, PendingKind::kBeingWritten, u"");
     RemoveFile(time_file);
   }
-  unsent_path_ = path;
+  unsent_path_ = block.path;
 }
 
 }  // namespace zv

@@ -64,6 +64,14 @@ TEST_F(WriteBack, ABlockThatCannotBeStoredIsToldInTheLog) {
       Logged(u"Unable to open file " + file + u" for writing file cache details, Reason: "));
 }
 
+TEST_F(WriteBack, AnEmptyBlockAfterAnEmptyFileLeavesNothingPending) {
+  WriteContent(u"/f", "0123456789");
+  WriteTime(u"/f", kEarly);
+  EXPECT_TRUE(Store(u"/f", "", 0, true));
+  EXPECT_FALSE(HasTime(u"/f"));
+  EXPECT_TRUE(PendingPaths().empty());
+}
+
 TEST_F(WriteBack, ContentThatBeginsToChangeLosesItsTime) {
   WriteContent(u"/f", "0123456789");
   WriteTime(u"/f", kEarly);
