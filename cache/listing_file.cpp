@@ -14,13 +14,6 @@ std::recursive_mutex& ListingMutex() {
   return mutex;
 }
 
-bool WriteInPlace(TextView path, const std::string& bytes) {
-  File file = File::Open(path, Access::kReadWrite, Disposition::kCreateAlways);
-  if (!file) return false;
-  file.Write(bytes);
-  return true;
-}
-
 }  // namespace
 
 ListingLock::ListingLock() : lock_(ListingMutex()) {}
@@ -40,8 +33,12 @@ bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView tex
   if (ReplaceFileWhole(names, listing_file, bytes)) return true;
   // In place only where the system keeps a file that others have open from being replaced. What is
   // left of it when this process is killed must not be taken for current.
+  File file = File::Open(listing_file, Access::kReadWrite, Disposition::kOpenAlways);
+  if (!file) return false;
   RemoveFile(Text(listing_file) + Text(kTimeFileSuffix));
-  return WriteInPlace(listing_file, bytes);
+  file.SetSize(0);
+  file.Write(bytes);
+  return true;
 }
 
 bool ExtendListing(const CacheNames& names, TextView listing_file, File file, TextView text,
@@ -60,7 +57,10 @@ bool ExtendListing(const CacheNames& names, TextView listing_file, File file, Te
 
 bool WriteRootLines(TextView listing_file) {
   const ListingLock lock;
-  return WriteInPlace(listing_file, RootLineBytes());
+  File file = File::Open(listing_file, Access::kReadWrite, Disposition::kCreateAlways);
+  if (!file) return false;
+  file.Write(RootLineBytes());
+  return true;
 }
 
 bool AppendToListing(TextView listing_file, TextView records, Disposition disposition) {

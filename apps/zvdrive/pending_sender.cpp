@@ -14,11 +14,10 @@ constexpr TextView kOwnProcess = u"zvdrive";
 
 // What fails here, the lack of memory included, stays on the list.
 void SendAgain(VirtualDrive& drive, const PendingUpload& upload) {
-  const auto send = [&] {
+  GuardedQuietly(DriveError::kIo, [&] {
     return drive.SendAgain(ReplaceAll(upload.path, u'/', u'\\'), upload.kind != PendingKind::kEmpty,
                            kOwnProcess);
-  };
-  Guarded(DriveError::kIo, send, [](const Failure&) {});
+  });
 }
 
 }  // namespace

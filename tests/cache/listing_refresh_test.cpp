@@ -127,6 +127,14 @@ TEST_F(ListingRefresh, AFailedCheckFetchesWithoutStoringATime) {
   EXPECT_EQ(TimeOf(u"/Docs/"), kEarly);
 }
 
+TEST_F(ListingRefresh, AListingThatCannotBeStoredKeepsItsTime) {
+  MakeFolders(
+      Names().GetDirRecordName(u"/Docs"));  // no file: it can be neither replaced nor written
+  WriteTime(u"/Docs/", kEarly);
+  EXPECT_FALSE(cache().CacheFolderContents(u"/Docs/"));
+  EXPECT_EQ(TimeOf(u"/Docs/"), kEarly);
+}
+
 TEST_F(ListingRefresh, AFailedRefreshKeepsListingAndTime) {
   Walk(u"/Docs/");
   const Text before = ListingText(u"/Docs");
