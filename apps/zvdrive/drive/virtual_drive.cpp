@@ -144,13 +144,15 @@ DriveResult<FileHandle> VirtualDrive::Acquire(TextView path, const NodeInfo& inf
   if (names != name_changes_) return FileHandle();
   if (make && open_files_.contains(Text(path))) return DriveError::kExists;
   if (!names_.Claim(path, false)) return DriveError::kNotUnique;
-  FileHandle& file = open_files_[Text(path)];
+  const auto open = open_files_.find(Text(path));
+  FileHandle file = open != open_files_.end() ? open->second : FileHandle();
   if (!file) {
     file = std::make_shared<OpenFile>();
     file->path = path;
     file->size = info.size;
     file->modified = info.modified.value;
     file->begins_anew = file->content_is_ours = file->is_new = make;
+    open_files_.emplace(path, file);
   }
   // Who saw that the name was free must look again.
   if (make) ++name_changes_;

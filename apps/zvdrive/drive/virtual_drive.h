@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "apps/zvdrive/drive/content_view.h"
@@ -137,6 +138,22 @@ class VirtualDrive {
   DriveResult<FileHandle> LookAndAcquire(TextView path);
   DriveResult<FileHandle> AcquireUnlisted(TextView path);
   void Release(const FileHandle& file);
+  // Releases an open with its scope, whatever ends that, unless it is kept.
+  class Hold {
+   public:
+    Hold(VirtualDrive& drive, FileHandle file) : drive_(drive), file_(std::move(file)) {}
+    ~Hold() {
+      if (file_) drive_.Release(file_);
+    }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+    FileHandle Keep() { return std::exchange(file_, nullptr); }
+
+   private:
+    VirtualDrive& drive_;
+    FileHandle file_;
+  };
   std::vector<FileHandle> OpenWithin(TextView path) const;
 
   // Waits for the others who use the file. Holds nothing when the asking program is interrupted.

@@ -17,6 +17,7 @@ DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
   const auto acquired = LookAndAcquire(path);
   if (!acquired) return acquired.error;
   const FileHandle& file = acquired.value;
+  Hold hold(*this, file);
   DriveResult<bool> unchanged = false;
   {
     const PatientLock lock = LockUnlessInterrupted(*file);
@@ -31,11 +32,8 @@ DriveResult<OpenedFile> VirtualDrive::Open(TextView path, bool empty_it) {
       if (unchanged && file->size > kLargestFile) unchanged = DriveError::kTooBig;
     }
   }
-  if (!unchanged) {
-    Release(file);
-    return unchanged.error;
-  }
-  return OpenedFile{file, unchanged.value};
+  if (!unchanged) return unchanged.error;
+  return OpenedFile{hold.Keep(), unchanged.value};
 }
 
 PatientLock VirtualDrive::LockUnlessInterrupted(OpenFile& file) {
@@ -51,9 +49,10 @@ DriveResult<OpenedFile> VirtualDrive::Create(TextView path) {
     const auto acquired = Acquire(path, fresh, names, true);
     if (!acquired) return acquired.error;
     if (const FileHandle& file = acquired.value) {
+      Hold hold(*this, file);
       const std::lock_guard lock(file->mutex);
       if (!file->is_gone) Remember(*file);
-      return OpenedFile{file, false};
+      return OpenedFile{hold.Keep(), false};
     }
   }
 }
@@ -224,19 +223,16 @@ bool VirtualDrive::GoesOnWaiting(TextView path) {
 }
 
 DriveError VirtualDrive::Close(const FileHandle& file, TextView process) {
-  DriveError result = DriveError::kNone;
-  {
-    const std::lock_guard lock(file->mutex);
-    result = Send(*file, process);
-    const uint64_t version = file->is_gone ? 0 : host_.ContentVersion(file->path);
-    const std::lock_guard state(mutex_);
-    if (version == 0) {
-      seen_versions_.erase(file->path);
-    } else {
-      seen_versions_[file->path] = version;
-    }
+  const Hold hold(*this, file);
+  const std::lock_guard lock(file->mutex);
+  const DriveError result = Send(*file, process);
+  const uint64_t version = file->is_gone ? 0 : host_.ContentVersion(file->path);
+  const std::lock_guard state(mutex_);
+  if (version == 0) {
+    seen_versions_.erase(file->path);
+  } else {
+    seen_versions_[file->path] = version;
   }
-  Release(file);
   return result;
 }
 
@@ -246,17 +242,17 @@ DriveError VirtualDrive::SendAgain(TextView path, bool has_content, TextView pro
   const bool is_listed = acquired.error != DriveError::kNotFound;
   if (!is_listed && host_.IsUnsent(path)) acquired = AcquireUnlisted(path);
   if (!acquired) return acquired.error;
-  const FileHandle& file = acquired.value;
   DriveError result = DriveError::kNone;
   {
-    const std::lock_guard lock(file->mutex);
+    const Hold hold(*this, acquired.value);
+    OpenFile& file = *acquired.value;
+    const std::lock_guard lock(file.mutex);
     // Who writes it just now sends it at the close; and it may have been sent or deleted by now.
-    const bool is_written = file->begins_anew || file->has_unsent;
-    if (!is_written && !file->is_gone && host_.IsUnsent(file->path)) {
-      result = has_content ? SendWhole(*file, process) : SendEmpty(*file, process);
+    const bool is_written = file.begins_anew || file.has_unsent;
+    if (!is_written && !file.is_gone && host_.IsUnsent(file.path)) {
+      result = has_content ? SendWhole(file, process) : SendEmpty(file, process);
     }
   }
-  Release(file);
   if (!is_listed) Invalidate(path);
   return result;
 }

@@ -246,8 +246,9 @@ DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
 DriveError VirtualDrive::ResizePath(TextView path, int64_t size, TextView process) {
   const auto opened = Open(path, size == 0);
   if (!opened) return opened.error;
+  Hold hold(*this, opened.value.file);
   const DriveError resized = Resize(*opened.value.file, size);
-  const DriveError closed = Close(opened.value.file, process);
+  const DriveError closed = Close(hold.Keep(), process);
   return resized != DriveError::kNone ? resized : closed;
 }
 
