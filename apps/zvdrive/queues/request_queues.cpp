@@ -68,34 +68,47 @@ struct RequestQueues::Pending {
 };
 
 // Every fetch that waits will look again, and count itself anew if it goes on waiting.
-void RequestQueues::Wake(Queue& queue) {
+void RequestQueues::NoteChange(Queue& queue) {
   queue.waiting_fetches = 0;
   ++queue.epoch;
+}
+
+void RequestQueues::Wake(Queue& queue) {
+  NoteChange(queue);
   queue.changed.notify_all();
 }
 
 void RequestQueues::Finish(Pending& pending, RequestEnd end) {
   pending.end = end;
   pending.done = true;
-  pending.finished.notify_all();
 }
 
-void RequestQueues::EndInFlight(Queue& queue, uint64_t file, RequestEnd end) {
+void RequestQueues::Tell(const PendingPtr& finished) noexcept {
+  if (finished) finished->finished.notify_all();
+}
+
+RequestQueues::PendingPtr RequestQueues::EndInFlight(Queue& queue, uint64_t file, RequestEnd end) {
   const auto found = queue.in_flight.find(file);
-  if (found == queue.in_flight.end()) return;
-  Finish(*found->second, end);
+  if (found == queue.in_flight.end()) return nullptr;
+  PendingPtr finished = std::move(found->second);
   queue.in_flight.erase(found);
+  Finish(*finished, end);
+  return finished;
 }
 
 RequestQueues::PendingPtr RequestQueues::Begin(Queue& queue, Question question) {
-  const auto pending = std::make_shared<Pending>(std::move(question));
-  const std::lock_guard lock(queue.mutex);
-  if (queue.shut_down) {
-    Finish(*pending, RequestEnd::kWorkerGone);
-  } else {
+  auto pending = std::make_shared<Pending>(std::move(question));
+  {
+    const std::lock_guard lock(queue.mutex);
+    if (queue.shut_down) {
+      Finish(*pending, RequestEnd::kWorkerGone);
+      return pending;
+    }
     queue.requests.push_back(pending);
-    Wake(queue);
+    NoteChange(queue);
   }
+  // As in Tell.
+  queue.changed.notify_all();
   return pending;
 }
 
@@ -214,9 +227,13 @@ void RequestQueues::Shutdown() {
     const std::lock_guard lock(queue.mutex);
     queue.shut_down = true;
     queue.ended = true;
-    for (const PendingPtr& request : queue.requests) Finish(*request, RequestEnd::kWorkerGone);
+    const auto end = [](const PendingPtr& request) {
+      Finish(*request, RequestEnd::kWorkerGone);
+      Tell(request);
+    };
+    for (const PendingPtr& request : queue.requests) end(request);
     queue.requests.clear();
-    for (const auto& [file, request] : queue.in_flight) Finish(*request, RequestEnd::kWorkerGone);
+    for (const auto& [file, request] : queue.in_flight) end(request);
     queue.in_flight.clear();
     Wake(queue);
   }
@@ -248,7 +265,7 @@ void RequestQueues::CloseHandle(uint64_t file) {
     queue.open_handles.erase(file);
     queue.removed_handles.erase(file);
     queue.lent_blocks.erase(file);
-    EndInFlight(queue, file, RequestEnd::kWorkerGone);
+    Tell(EndInFlight(queue, file, RequestEnd::kWorkerGone));
   }
 }
 
@@ -272,7 +289,7 @@ bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) 
 uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record) {
   std::unique_lock lock(queue.mutex);
   queue.lent_blocks.erase(file);
-  EndInFlight(queue, file, RequestEnd::kNoReply);
+  Tell(EndInFlight(queue, file, RequestEnd::kNoReply));
   for (bool has_waited = false;; has_waited = true) {
     if (queue.cancelled_fetches > 0) {
       --queue.cancelled_fetches;
@@ -316,8 +333,8 @@ void RequestQueues::HandOver(Queue& queue, uint64_t file, void* out) {
   }
 }
 
-// After a reply. Who asked is woken at the end of a row only.
-void RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
+// After a reply. What has ended by it: a row ends with its last request only.
+RequestQueues::PendingPtr RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
   const PendingPtr pending = queue.in_flight.at(file);
   Question& question = pending->question;
   bool goes_on = false;
@@ -325,13 +342,9 @@ void RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
     goes_on =
         question.next && !pending->abandoned && question.next(pending->reply, question.record);
   } catch (...) {
-    EndInFlight(queue, file, RequestEnd::kNoReply);
-    return;
+    return EndInFlight(queue, file, RequestEnd::kNoReply);
   }
-  if (!goes_on) {
-    EndInFlight(queue, file, RequestEnd::kReplied);
-    return;
-  }
+  if (!goes_on) return EndInFlight(queue, file, RequestEnd::kReplied);
   if (question.order == RowOrder::kUnbroken) {
     queue.requests.push_front(pending);
   } else {
@@ -339,6 +352,32 @@ void RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
   }
   queue.in_flight.erase(file);
   Wake(queue);
+  return nullptr;
+}
+
+// With the queue's mutex held.
+uint32_t RequestQueues::TakeReply(Queue& queue, uint64_t file, uint32_t code,
+                                  std::span<const std::byte> in, void* out, PendingPtr* finished) {
+  const auto found = queue.in_flight.find(file);
+  if (found == queue.in_flight.end()) return kRefused;
+  Pending& pending = *found->second;
+  if (code == IOCTL_RESTORE_REPLY) {
+    TransferReply transfer;
+    std::memcpy(&transfer, in.data(), sizeof transfer);
+    if (transfer.length > pending.question.record.length_or_index) return kRefused;
+  }
+  // A row that was let go: its block is gone, and an empty one in its place could empty the file.
+  if (code == IOCTL_BACKUP_REPLY && pending.abandoned && pending.question.next) {
+    *finished = EndInFlight(queue, file, RequestEnd::kNoReply);
+    return kRefused;
+  }
+  // Before the copying: a backup's answer may go into the same buffer.
+  pending.reply.code = code;
+  pending.reply.record_size = in.size();
+  std::ranges::copy(in, pending.reply.record.begin());
+  HandOver(queue, file, out);
+  *finished = EndOrGoOn(queue, file);
+  return 0;
 }
 
 uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size,
@@ -346,27 +385,15 @@ uint32_t RequestQueues::Reply(uint64_t file, uint32_t code, const void* in, uint
   const ReplyForm* form = FindForm(code);
   if (!form || in_size != form->input || out_size != form->output) return kRefused;
   Queue& queue = QueueOf(form->queue);
-  const std::lock_guard lock(queue.mutex);
-  const auto found = queue.in_flight.find(file);
-  if (found == queue.in_flight.end()) return kRefused;
-  Pending& pending = *found->second;
-  if (code == IOCTL_RESTORE_REPLY) {
-    TransferReply transfer;
-    std::memcpy(&transfer, in, sizeof transfer);
-    if (transfer.length > pending.question.record.length_or_index) return kRefused;
+  PendingPtr finished;
+  uint32_t error = 0;
+  {
+    const std::lock_guard lock(queue.mutex);
+    error =
+        TakeReply(queue, file, code, {static_cast<const std::byte*>(in), in_size}, out, &finished);
   }
-  // A row that was let go: its block is gone, and an empty one in its place could empty the file.
-  if (code == IOCTL_BACKUP_REPLY && pending.abandoned && pending.question.next) {
-    EndInFlight(queue, file, RequestEnd::kNoReply);
-    return kRefused;
-  }
-  // Before the copying: a backup's answer may go into the same buffer.
-  pending.reply.code = code;
-  pending.reply.record_size = in_size;
-  std::memcpy(pending.reply.record.data(), in, in_size);
-  HandOver(queue, file, out);
-  EndOrGoOn(queue, file);
-  return 0;
+  Tell(finished);
+  return error;
 }
 
 uint32_t RequestQueues::Control(uint64_t file, uint32_t code, const void* in, uint32_t in_size,

@@ -107,9 +107,14 @@ class RequestQueues final : public RequestChannel {
   };
 
   Queue& QueueOf(DriveQueue queue) { return queues_[static_cast<size_t>(queue)]; }
+  static void NoteChange(Queue& queue);
   static void Wake(Queue& queue);
   static void Finish(Pending& pending, RequestEnd end);
-  static void EndInFlight(Queue& queue, uint64_t file, RequestEnd end);
+  // Tells who asked. For what is finished, once its queue's mutex is free: who is woken before that
+  // would only wait again. Null is nobody.
+  static void Tell(const PendingPtr& finished) noexcept;
+  // What is finished by it, to be told; null when nothing is in flight.
+  [[nodiscard]] static PendingPtr EndInFlight(Queue& queue, uint64_t file, RequestEnd end);
   static PendingPtr Begin(Queue& queue, Question question);
   static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
   static void Abandon(Queue& queue, const PendingPtr& pending);
@@ -118,7 +123,9 @@ class RequestQueues final : public RequestChannel {
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
   static void HandBlockOver(Queue& queue, uint64_t file, TransferReply& transfer);
   static void HandOver(Queue& queue, uint64_t file, void* out);
-  static void EndOrGoOn(Queue& queue, uint64_t file);
+  [[nodiscard]] static PendingPtr EndOrGoOn(Queue& queue, uint64_t file);
+  static uint32_t TakeReply(Queue& queue, uint64_t file, uint32_t code,
+                            std::span<const std::byte> in, void* out, PendingPtr* finished);
   uint32_t Reply(uint64_t file, uint32_t code, const void* in, uint32_t in_size, void* out,
                  uint32_t out_size);
 
