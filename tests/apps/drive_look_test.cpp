@@ -44,6 +44,26 @@ TEST_F(AgedLookTest, AnAgedWalkIsFollowedByAQueryForANameThatExists) {
   EXPECT_EQ(log[0].path, u"\\a");
 }
 
+TEST_F(LookTest, AQuerysAnswerServesTheLookUpsThatFollow) {
+  worker_.PutFolder(u"\\d");
+  NamesIn(u"\\");
+  drive_.Invalidate(u"\\d");
+  worker_.ClearLog();
+  EXPECT_TRUE(drive_.Look(u"\\d"));
+  EXPECT_TRUE(drive_.Look(u"\\d").value.is_folder);
+  EXPECT_EQ(worker_.Count(OfMajor(MajorCode::kQueryInfo)), 1u);
+  EXPECT_EQ(worker_.Log().size(), 1u);
+}
+
+TEST_F(LookTest, AQuerysAnswerIsNoneForAFolderThatIsRemoved) {
+  worker_.PutFolder(u"\\d");
+  NamesIn(u"\\");
+  drive_.Invalidate(u"\\d");
+  EXPECT_TRUE(drive_.Look(u"\\d"));
+  EXPECT_EQ(drive_.RemoveFolder(u"\\d", kProcess), DriveError::kNone);
+  EXPECT_EQ(drive_.Look(u"\\d").error, DriveError::kNotFound);
+}
+
 TEST_F(AgedLookTest, AFailedQueryIsFollowedByAWalkOfTheParent) {
   worker_.PutFolder(u"\\d");
   worker_.PutFile(u"\\d\\a", "12");

@@ -27,7 +27,10 @@ std::optional<DriveResult<NodeInfo>> VirtualDrive::LookInFreshWalk(TextView path
   if (open != open_files_.end()) {
     return InfoOf(*open->second, listed ? node->second : NodeInfo{});
   }
-  if (!nodes) return std::nullopt;
+  if (!nodes) {
+    const NodeInfo* queried = walks_.FreshNode(path);
+    return queried ? std::optional<DriveResult<NodeInfo>>(*queried) : std::nullopt;
+  }
   if (!listed) return DriveError::kNotFound;
   return node->second;
 }
@@ -44,7 +47,7 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
     was_walked = walks_.WasWalked(parent);
   }
   if (was_walked) {
-    if (const auto info = QueryInfo(path)) return *info;
+    if (const auto info = QueryEntry(path)) return *info;
   } else if (parent != kDriveRoot) {
     const auto above = Look(parent);
     if (!above) return above.error;
@@ -78,7 +81,7 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
   {
     const std::lock_guard lock(mutex_);
     if (!always_ask && walks_.Fresh(folder)) return DriveError::kNone;
-    walk = walks_.BeginWalk(folder);
+    walk = walks_.BeginAsking(folder);
   }
   const auto take = [&](NamedNode& node) {
     {
@@ -104,6 +107,21 @@ std::optional<NodeInfo> VirtualDrive::QueryInfo(TextView path) {
   auto info = requests_.QueryInfo(path);
   const std::lock_guard lock(mutex_);
   if (info) sent_times_.Correct(path, *info);
+  return info;
+}
+
+// The kernel asks for a folder's attributes anew whenever something is made in it.
+std::optional<NodeInfo> VirtualDrive::QueryEntry(TextView path) {
+  uint64_t asked = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    asked = walks_.BeginAsking(ParentOf(path));
+  }
+  const auto info = QueryInfo(path);
+  if (info) {
+    const std::lock_guard lock(mutex_);
+    walks_.Learn(path, *info, asked);
+  }
   return info;
 }
 

@@ -124,6 +124,8 @@ class VirtualDrive {
   // folder.
   DriveError CheckBystanders(TextView folder);
   std::optional<NodeInfo> QueryInfo(TextView path);
+  // The same, and remembers the answer for the look-ups that follow.
+  std::optional<NodeInfo> QueryEntry(TextView path);
   // Asks anew; kIo when the server does not list it, or does not answer.
   DriveError CheckListed(TextView path);
   bool Claim(TextView path, bool is_folder);

@@ -1,4 +1,4 @@
-// What directory walks taught: the entries of folders, for the look-ups that follow.
+// What directory walks and queries taught: the entries of folders, for the look-ups that follow.
 #pragma once
 
 #include <chrono>
@@ -18,13 +18,17 @@ class WalkCache {
 
   explicit WalkCache(std::chrono::milliseconds lifetime) : lifetime_(lifetime) {}
 
-  // Taken before a walk begins and handed to Store: a change that is made meanwhile makes the
-  // walk's result stale at once.
-  uint64_t BeginWalk(TextView folder);
-  void Store(TextView folder, const std::vector<NamedNode>& nodes, uint64_t walk);
+  // Taken before a walk of the folder, or a query of one of its entries, begins and handed to Store
+  // or Learn: a change that is made meanwhile makes the answer stale at once.
+  uint64_t BeginAsking(TextView folder);
+  void Store(TextView folder, const std::vector<NamedNode>& nodes, uint64_t asked);
+  // Of one entry of a folder that was walked before.
+  void Learn(TextView path, const NodeInfo& info, uint64_t asked);
 
   // The folder's entries when its last walk is young enough.
   const Nodes* Fresh(TextView folder) const;
+  // One entry, when the last query of it is young enough.
+  const NodeInfo* FreshNode(TextView path) const;
   // The folder's entries as the last walk and the changes since left them, however old; null before
   // the first walk.
   const Nodes* Latest(TextView folder) const;
@@ -40,14 +44,20 @@ class WalkCache {
   void Forget(TextView folder);
 
  private:
+  struct Learnt {
+    NodeInfo info;
+    Clock::time_point queried;
+  };
   struct Folder {
     Nodes nodes;
+    std::unordered_map<Text, Learnt> learnt;  // since the walk and the last change of the entry
     Clock::time_point walked;
     bool was_walked = false;
     bool is_current = false;
     uint64_t change = 0;  // the last one that concerns it
   };
 
+  bool IsYoung(Clock::time_point asked) const { return Clock::now() - asked <= lifetime_; }
   // Null when the folder is not being walked and never was.
   Folder* Find(TextView folder);
   const Folder* Find(TextView folder) const;
