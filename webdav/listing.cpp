@@ -1,6 +1,7 @@
 // One folder's members, asked of the server.
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 #include "config/settings.h"
 #include "platform/error.h"
@@ -88,8 +89,12 @@ bool CWebDAV::ParseMultistatus(TextView reply, DirectoryEntry** entries) {
     debug_log_.WriteTrace(u"XML response load failed, Reason : %s", GetLastErrorText());
     return false;
   }
-  auto listing = ReadMultistatus(xml_, account_root_, [this](const XmlNode& node, TextView query) {
-    return GetNodeText(node, query);
+  bool no_memory = false;
+  auto listing = ReadMultistatus(xml_, account_root_, [&](const XmlNode& node, TextView query) {
+    Text text = GetNodeText(node, query, &no_memory);
+    // An entry without its name or its size would be stored, and served, as the server's.
+    if (no_memory) throw std::bad_alloc();
+    return text;
   });
   if (!listing) {
     debug_log_.WriteTraceText(u"Returning false from parser, Reason: no files");
@@ -104,7 +109,7 @@ bool CWebDAV::ParseMultistatus(TextView reply, DirectoryEntry** entries) {
   return true;
 }
 
-Text CWebDAV::GetNodeText(const XmlNode& node, TextView query) {
+Text CWebDAV::GetNodeText(const XmlNode& node, TextView query, bool* no_memory) {
   return Guarded(
       Text(),
       [&] {
@@ -112,6 +117,7 @@ Text CWebDAV::GetNodeText(const XmlNode& node, TextView query) {
         return found ? found->NodeText() : Text();
       },
       [&](const Failure& failure) {
+        if (failure.kind == Failure::Kind::kMemory) *no_memory = true;
         debug_log_.WriteTrace(u"Parsing error while reading the tag value %s. Reason : %s", query,
                               failure.text);
         user_log_.WriteLog(LogLevel::kError, u"Unable to parse the tag %s. Reason: %s", query,

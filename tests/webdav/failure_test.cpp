@@ -93,6 +93,32 @@ TEST_F(BrokenOperation, ATagThatCannotBeReadIsNamed) {
       IsEmpty());
 }
 
+TEST_F(BrokenOperation, AListingIsWholeOrHasFailedWhereverMemoryRunsOut) {
+  server_.On([](const Request&) {
+    return Reply::Status(207).Body(
+        Multistatus(Response("/users/anna/Files/Docs/a%20long%20file%20name.txt", Length("7000")) +
+                    Response("/users/anna/Files/Docs/")));
+  });
+  OpenClient client;
+  size_t failed = 0;
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    DirectoryEntry* entries = nullptr;
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      if (!client.GetDirectoryContents(u"/Docs/", &entries)) ++failed;
+      happened = failing.happened();
+    }
+    if (!entries) continue;
+    const DirectoryEntry& file = entries[2];  // after "." and ".."
+    EXPECT_EQ(file.Name(), u"a long file name.txt") << "allocation " << number;
+    EXPECT_EQ(file.size, 7000) << "allocation " << number;
+    EXPECT_EQ(file.last_write_time, kThatSecond) << "allocation " << number;
+    EXPECT_EQ(file.creation_time, kThatSecond) << "allocation " << number;
+  }
+  EXPECT_GT(failed, 0U);
+}
+
 TEST_F(BrokenOperation, AFolderTimeSaysWhatKindOfFailureItWas) {
   EXPECT_THAT(NotTraced(ThrowNoMemory,
                         {u"Memory Error from GetFolderLastModifiedTime, Reason: Out of memory."},
