@@ -5,6 +5,7 @@
 #include <random>
 #include <set>
 
+#include "config/guard.h"
 #include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -62,6 +63,11 @@ ActivePartials& Active() {
   return active;
 }
 
+// What stays for lack of memory is a leftover like any other.
+void RemoveQuietly(TextView file) {
+  GuardedQuietly(false, [file] { return RemoveFile(file); });
+}
+
 void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {
   const Seconds1601 oldest{ToSeconds(SystemTime()).value - kLeftoverSeconds};
   for (const FileInfo& info : ListFolder(folder)) {
@@ -87,14 +93,14 @@ bool ReplaceFileWhole(const CacheNames& names, TextView path, std::string_view b
   try {
     file.Write(bytes);
     file.Close();
+    if (MoveOver(scratch, path)) return true;
   } catch (...) {
     file.Close();
-    RemoveFile(scratch);
+    RemoveQuietly(scratch);
     throw;
   }
-  if (MoveOver(scratch, path)) return true;
   const uint32_t code = LastError();
-  RemoveFile(scratch);
+  RemoveQuietly(scratch);
   SetLastError(code);
   return false;
 }
@@ -109,10 +115,9 @@ PartialFile::PartialFile(const CacheNames& names, TextView cache_file) : cache_f
 }
 
 PartialFile::~PartialFile() {
-  if (!path_.empty()) {
-    RemoveFile(path_);
-    Active().Remove(path_);
-  }
+  if (path_.empty()) return;
+  RemoveQuietly(path_);
+  Active().Remove(path_);
 }
 
 bool PartialFile::MoveIntoPlace() {

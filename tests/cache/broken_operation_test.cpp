@@ -114,6 +114,43 @@ TEST_F(BrokenCache, ARenameLeavesTheOnlyCopyListedUnderTheNameThatItHas) {
   }
 }
 
+TEST_F(BrokenCache, ADownloadThatMayNotReplaceUnsentContentEndsWithItsFailure) {
+  account_.AddFile("/a long file name.txt", "old", kEarly);
+  WriteContent(path_, "new");
+  cache().pending().Add(path_, PendingKind::kContent, u"");
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      cache().CacheRestoreFile(path_);
+      happened = failing.happened();
+    }
+    EXPECT_EQ(Content(path_), "new") << "allocation " << number;
+  }
+  EXPECT_TRUE(cache().CacheRestoreFile(path_));
+  EXPECT_EQ(PendingPaths(), std::vector<Text>{path_});
+}
+
+TEST_F(BrokenCache, AListingThatCannotBePutIntoPlaceLeavesNoScratchFile) {
+  WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
+  MakeFolders(Names().work_folder());
+  FindData information;
+  information.size_low = 2;
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      cache().UpdateCacheFileList(u"/a name of some length", information);
+      happened = failing.happened();
+    }
+    EXPECT_TRUE(ListFolder(Names().work_folder()).empty()) << "allocation " << number;
+    for (const FileInfo& left : ListFolder(Names().work_folder())) {
+      RemoveFile(Names().work_folder() + left.name);
+    }
+    WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
+  }
+}
+
 TEST_F(BrokenCache, ClearingGoesOnPastAFileThatCannotBeRemovedAndTellsOfIt) {
   for (const TextView path : {u"/a", u"/b", u"/c"}) WriteContent(path, "content");
   MakeFolders(Names().GetTimeFileName(u"/b"));  // no file: it cannot be removed like one
