@@ -123,6 +123,8 @@ void CCache::RenameRecord(Rename& rename) {
   const auto text = ReadListing(old_listing, Disposition::kOpenAlways);
   if (text && FindRecord(*text, rename.old_path, &entry)) {
     rename.known = entry.directory_flag != 0 ? Rename::Known::kFolder : Rename::Known::kFile;
+    // Whatever becomes of the old record, the new one is not an empty one.
+    current_entry_ = CurrentEntry::Of(entry, new_leaf);
   }
   ParseDirContentsFromFile(old_listing, rename.old_path, rename.new_path);
   if (in_place || rename.known == Rename::Known::kNothing) return;

@@ -131,6 +131,24 @@ TEST_F(BrokenCache, ADownloadThatMayNotReplaceUnsentContentEndsWithItsFailure) {
   EXPECT_EQ(PendingPaths(), std::vector<Text>{path_});
 }
 
+TEST_F(BrokenCache, AMoveEntersNoRecordWithoutAName) {
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    account_.AddFolder("/Docs", kEarly);
+    account_.AddFile("/a long file name.txt", "content", kEarly);
+    WriteListing(u"/", u"a long file name.txt?0?7?0?1?2\r\n");
+    WriteListing(u"/Docs", u"another name?0?1?0?1?2\r\n");
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      cache().RenameCachedResource(path_, u"/Docs/a long file name.txt", true);
+      happened = failing.happened();
+    }
+    const Text listing = u"\n" + ListingText(u"/Docs");
+    EXPECT_EQ(listing.find(u"\n?"), Text::npos) << "allocation " << number;
+    account_.Remove("/Docs");
+  }
+}
+
 TEST_F(BrokenCache, AListingThatCannotBePutIntoPlaceLeavesNoScratchFile) {
   WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
   MakeFolders(Names().work_folder());
