@@ -184,7 +184,7 @@ class CCache {
   bool ReadFromServer(TransferRequest& request);
   bool DownloadContent(TextView path, const Text& content_file);
   bool SyncDownload(TextView path, const Text& content_file);
-  void NoteBeingWritten(const TransferRequest& block);
+  bool NoteBeingWritten(const TransferRequest& block);
   bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
   // Copies a file (null: makes an empty one) to where the utility library takes it, and calls it:
@@ -197,7 +197,7 @@ class CCache {
   bool SendEmptyFile(TransferRequest& request);
   bool RecordEmptyFile(TextView path);
   bool SyncUploadEmpty(TextView path, const SyncAccount& account);
-  void SetPending(TextView path, PendingKind kind, TextView reason);
+  bool SetPending(TextView path, PendingKind kind, TextView reason);
   void SetStored(TextView path);
 
   // --- changes

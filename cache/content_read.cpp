@@ -19,6 +19,16 @@ bool HoldsOnlyCopy(const PendingUploads& pending, TextView path, TextView conten
   return pending.Contains(ReplaceAll(path, u'\\', u'/')) && FileExists(content_file);
 }
 
+// As PendingUploads::Contains, but lack of memory goes through: who is to add what is not there
+// must know.
+bool IsOnList(const PendingUploads& pending, TextView path) {
+  try {
+    return pending.Find(path).has_value();
+  } catch (const Error&) {
+    return true;
+  }
+}
+
 }  // namespace
 
 bool CCache::ReadCachedFile(TransferRequest& request) {
@@ -156,7 +166,7 @@ bool CCache::CacheFile(const TransferRequest& request) {
       [&] {
         const Text content_file = names_.GetFileRecordName(request.path);
         const bool anew = request.force_store && request.offset == 0;
-        NoteBeingWritten(request);
+        if (!NoteBeingWritten(request)) return false;
         File file = File::Open(content_file, Access::kWrite,
                                anew ? Disposition::kCreateAlways : Disposition::kOpenAlways);
         if (!file) {
@@ -175,17 +185,22 @@ bool CCache::CacheFile(const TransferRequest& request) {
 }
 
 // Content that begins to differ from the server's must not look like the server's copy, should this
-// process end before it is sent; and no check may take it away meanwhile.
-void CCache::NoteBeingWritten(const TransferRequest& block) {
-  if (unsent_path_ == block.path) return;
+// process end before it is sent; and no check may take it away meanwhile. False, with a line in the
+// log, when that cannot be noted.
+bool CCache::NoteBeingWritten(const TransferRequest& block) {
+  if (unsent_path_ == block.path) return true;
   const Text time_file = names_.GetFileRecordName(block.path) + Text(kTimeFileSuffix);
   if (FileExists(time_file)) {
     // A block without data empties the content of a file that was made empty: nothing follows it.
     const bool follows = block.length > 0;
-    if (follows && !IsPending(block.path)) SetPending(block.path, PendingKind::kBeingWritten, u"");
+    if (follows && !IsOnList(pending_, block.path) &&
+        !SetPending(block.path, PendingKind::kBeingWritten, u"")) {
+      return false;
+    }
     RemoveFile(time_file);
   }
   unsent_path_ = block.path;
+  return true;
 }
 
 }  // namespace zv

@@ -213,10 +213,11 @@ bool CCache::RecordEmptyFile(TextView path) {
   return false;
 }
 
-void CCache::SetPending(TextView path, PendingKind kind, TextView reason) {
-  if (pending_.Add(path, kind, reason)) return;
+bool CCache::SetPending(TextView path, PendingKind kind, TextView reason) {
+  if (pending_.Add(path, kind, reason)) return true;
   trace_log_.WriteTrace(u"Unable to note the pending upload of %s, Reason: %s", path,
                         GetLastErrorText());
+  return false;
 }
 
 void CCache::SetStored(TextView path) {

@@ -131,6 +131,28 @@ TEST_F(BrokenCache, ADownloadThatMayNotReplaceUnsentContentEndsWithItsFailure) {
   EXPECT_EQ(PendingPaths(), std::vector<Text>{path_});
 }
 
+TEST_F(BrokenCache, ABlockOverCachedContentIsNotedOrRefused) {
+  std::byte bytes[] = {std::byte{'n'}, std::byte{'e'}, std::byte{'w'}};
+  const TransferRequest block{.path = path_, .length = sizeof bytes, .buffer = bytes};
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    WriteContent(path_, "content");
+    WriteTime(path_, kEarly);
+    Restart();
+    cache();
+    bool stored = false;
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      stored = cache().CacheFile(block);
+      happened = failing.happened();
+    }
+    const bool began = Content(path_) != "content" || !HasTime(path_);
+    EXPECT_TRUE(PendingUploads(Names()).Contains(path_) || !(stored || began))
+        << "allocation " << number;
+    cache().pending().Remove(path_);
+  }
+}
+
 TEST_F(BrokenCache, AMoveEntersNoRecordWithoutAName) {
   bool happened = true;
   for (size_t number = 0; happened; ++number) {
