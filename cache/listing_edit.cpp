@@ -21,11 +21,13 @@ bool BeginsWith(TextView text, TextView beginning) {
 std::optional<ListingChanged> CCache::EditListing(TextView listing_file,
                                                   const ListingChange& change) {
   const ListingLock lock;
+  StaleUnlessStored stale(listing_file);
   File file = File::Open(listing_file, Access::kReadWrite, Disposition::kOpenAlways);
   if (file) {
     const Text text = FromUtf16LeBytes(file.ReadAll());
     ListingChanged changed = ApplyChange(text, change);
     if (StoreChanged(listing_file, std::move(file), text, changed.text)) {
+      stale.Stored();
       ListingFetch::Note(listing_file, change);
       return changed;
     }
@@ -48,7 +50,9 @@ bool CCache::StoreChanged(TextView listing_file, File file, TextView before, Tex
 
 bool CCache::AppendRecord(TextView listing_file, TextView name, TextView record) {
   const ListingLock lock;
+  StaleUnlessStored stale(listing_file);
   if (!AppendToListing(listing_file, record, Disposition::kOpenAlways)) return false;
+  stale.Stored();
   ListingFetch::Note(listing_file, {.old_leaf = name, .new_leaf = {}, .appended = record});
   return true;
 }

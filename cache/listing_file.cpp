@@ -18,6 +18,19 @@ std::recursive_mutex& ListingMutex() {
 
 ListingLock::ListingLock() : lock_(ListingMutex()) {}
 
+StaleUnlessStored::StaleUnlessStored(TextView listing_file)
+    : time_file_(Text(listing_file) + Text(kTimeFileSuffix)) {}
+
+StaleUnlessStored::~StaleUnlessStored() {
+  if (stored_) return;
+  const uint32_t code = LastError();  // of the change: it is still to be told
+  try {
+    RemoveFile(time_file_);
+  } catch (...) {
+  }
+  SetLastError(code);
+}
+
 std::optional<Text> ReadListing(TextView listing_file, Disposition disposition) {
   const ListingLock lock;
   const Access access =

@@ -21,6 +21,22 @@ class ListingLock {
   std::unique_lock<std::recursive_mutex> lock_;
 };
 
+// Around one change of a listing. Unless it was stored, no comparison of times takes the listing
+// for current any more: the next walk fetches it anew.
+class StaleUnlessStored {
+ public:
+  explicit StaleUnlessStored(TextView listing_file);
+  ~StaleUnlessStored();
+  StaleUnlessStored(const StaleUnlessStored&) = delete;
+  StaleUnlessStored& operator=(const StaleUnlessStored&) = delete;
+
+  void Stored() { stored_ = true; }
+
+ private:
+  Text time_file_;
+  bool stored_ = false;
+};
+
 // The whole text; nullopt, with LastError(), when the file cannot be opened so. kOpenAlways makes a
 // missing file, empty.
 std::optional<Text> ReadListing(TextView listing_file, Disposition disposition);

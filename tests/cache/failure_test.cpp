@@ -2,6 +2,7 @@
 // work.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -228,6 +229,32 @@ TEST_F(OutOfDisk, AnEditKeepsTheOldListing) {
   }
   EXPECT_EQ(ListingText(u"/d"), before);
   EXPECT_TRUE(TooLarge());
+}
+
+TEST_F(OutOfDisk, AfterAnEditThatCouldNotBeStoredTheNextWalkFetchesAnew) {
+  const Text gone = u"/d/a file with a long name 150";
+  const Text old_name = u"/d/a file with a long name 151";
+  const auto lists = [this](TextView path) {
+    const std::vector<Text> names = Walk(u"/d/");
+    return std::ranges::count(names, Text(PathLeaf(path))) == 1;
+  };
+  EXPECT_TRUE(lists(gone));
+  {
+    const FullDisk full;
+    EXPECT_TRUE(cache().DeleteCachedResource(gone, true));
+  }
+  EXPECT_FALSE(lists(gone));
+  {
+    const FullDisk full;
+    EXPECT_EQ(cache().RenameCachedResource(old_name, u"/d/new", true), kRenameDone);
+  }
+  EXPECT_TRUE(lists(u"/d/new"));
+  EXPECT_FALSE(lists(old_name));
+  {
+    const FullDisk full;
+    EXPECT_FALSE(cache().CreateCacheDirectory(u"/d/folder"));
+  }
+  EXPECT_TRUE(lists(u"/d/folder"));
 }
 
 TEST_F(OutOfDisk, ABlockThatDoesNotFitIsRefused) {
