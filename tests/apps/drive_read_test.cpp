@@ -220,6 +220,17 @@ TEST_F(ReadTest, OpensNeitherFoldersNorWhatIsNotThere) {
   EXPECT_EQ(drive_.Open(u"\\no", false).error, DriveError::kNotFound);
 }
 
+TEST_F(ReadTest, AFileWhoseQueryAloneFailsIsOpenedAsItsFolderListsIt) {
+  worker_.PutFile(u"\\a", "old");
+  NamesIn(u"\\");
+  worker_.FailQueries(true);
+  worker_.PutFile(u"\\a", "newer");
+  const FileHandle file = OpenFileAt(u"\\a");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(ReadFrom(file, 0, 10), "newer");
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+}
+
 TEST_F(ReadTest, AFileThatVanishedSinceItWasListedIsNotFound) {
   worker_.PutFile(u"\\a", "x");
   NamesIn(u"\\");

@@ -53,8 +53,15 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
     if (!above) return above.error;
     if (!above.value.is_folder) return DriveError::kNotFolder;
   }
-  // A query cannot tell "absent" from "failed"; a walk can.
-  if (const DriveError error = WalkFolder(parent, false); error != DriveError::kNone) return error;
+  return LookInWalk(path, false);
+}
+
+// A query cannot tell "absent" from "failed"; a walk can.
+DriveResult<NodeInfo> VirtualDrive::LookInWalk(TextView path, bool always_ask) {
+  const Text parent = ParentOf(path);
+  if (const DriveError error = WalkFolder(parent, always_ask); error != DriveError::kNone) {
+    return error;
+  }
   const std::lock_guard lock(mutex_);
   const Nodes* nodes = walks_.Latest(parent);
   // Without a walk, the folder was renamed or removed meanwhile.

@@ -70,16 +70,11 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     const auto turn = requests_.TakeTurn();
     host_.CheckLastModified(file.path);
   }
-  const auto info = QueryInfo(file.path);
-  if (!info) {
-    if (const DriveError error = WalkFolder(ParentOf(file.path), true);
-        error != DriveError::kNone) {
-      return error;
-    }
-    return DriveError::kNotFound;
-  }
-  file.size = info->size;
-  file.modified = info->modified.value;
+  const auto queried = QueryInfo(file.path);
+  const auto info = queried ? DriveResult<NodeInfo>(*queried) : LookInWalk(file.path, true);
+  if (!info) return info.error;
+  file.size = info.value.size;
+  file.modified = info.value.modified.value;
   Remember(file);
   const uint64_t version = host_.ContentVersion(file.path);
   const std::lock_guard lock(mutex_);
