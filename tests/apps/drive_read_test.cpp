@@ -231,6 +231,16 @@ TEST_F(ReadTest, AFileWhoseQueryAloneFailsIsOpenedAsItsFolderListsIt) {
   EXPECT_EQ(CloseFile(file), DriveError::kNone);
 }
 
+TEST_F(ReadTest, AFileThatCountsAsUnsentWithoutItsContentIsFetchedBeforeAWrite) {
+  worker_.PutFile(u"\\a", "0123456789");
+  worker_.MarkUnsent(u"\\a");  // as every file is while the list cannot be read
+  const FileHandle file = OpenFileAt(u"\\a");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(WriteTo(file, 5, "x"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "01234x6789");
+}
+
 TEST_F(ReadTest, AFileThatVanishedSinceItWasListedIsNotFound) {
   worker_.PutFile(u"\\a", "x");
   NamesIn(u"\\");
