@@ -89,9 +89,8 @@ void RequestQueues::Tell(const PendingPtr& finished) noexcept {
 
 RequestQueues::PendingPtr RequestQueues::EndInFlight(Queue& queue, uint64_t file, RequestEnd end) {
   const auto found = queue.in_flight.find(file);
-  if (found == queue.in_flight.end()) return nullptr;
-  PendingPtr finished = std::move(found->second);
-  queue.in_flight.erase(found);
+  if (found == queue.in_flight.end() || !found->second) return nullptr;
+  PendingPtr finished = std::exchange(found->second, nullptr);
   Finish(*finished, end);
   return finished;
 }
@@ -233,8 +232,9 @@ void RequestQueues::Shutdown() {
     };
     for (const PendingPtr& request : queue.requests) end(request);
     queue.requests.clear();
-    for (const auto& [file, request] : queue.in_flight) end(request);
-    queue.in_flight.clear();
+    for (auto& [file, request] : queue.in_flight) {
+      if (request) end(std::exchange(request, nullptr));
+    }
     Wake(queue);
   }
 }
@@ -256,6 +256,8 @@ void RequestQueues::OpenHandle(uint64_t file) {
   for (Queue& queue : queues_) {
     const std::lock_guard lock(queue.mutex);
     queue.open_handles.insert(file);
+    queue.in_flight[file];
+    queue.lent_blocks[file];
   }
 }
 
@@ -266,6 +268,7 @@ void RequestQueues::CloseHandle(uint64_t file) {
     queue.removed_handles.erase(file);
     queue.lent_blocks.erase(file);
     Tell(EndInFlight(queue, file, RequestEnd::kWorkerGone));
+    queue.in_flight.erase(file);
   }
 }
 
@@ -273,10 +276,10 @@ void RequestQueues::CloseHandle(uint64_t file) {
 bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) {
   const bool removed = queue.removed_handles.contains(file);
   if (!removed && !queue.requests.empty()) {
-    const PendingPtr request = std::move(queue.requests.front());
+    PendingPtr& request = queue.in_flight[file];
+    request = std::move(queue.requests.front());
     queue.requests.pop_front();
     record = request->question.record;
-    queue.in_flight[file] = request;
     return true;
   }
   if (removed || queue.ended) {
@@ -288,7 +291,7 @@ bool RequestQueues::HandOut(Queue& queue, uint64_t file, RequestRecord& record) 
 
 uint32_t RequestQueues::Fetch(Queue& queue, uint64_t file, RequestRecord& record) {
   std::unique_lock lock(queue.mutex);
-  queue.lent_blocks.erase(file);
+  queue.lent_blocks[file].reset();
   Tell(EndInFlight(queue, file, RequestEnd::kNoReply));
   for (bool has_waited = false;; has_waited = true) {
     if (queue.cancelled_fetches > 0) {
@@ -337,20 +340,19 @@ void RequestQueues::HandOver(Queue& queue, uint64_t file, void* out) {
 RequestQueues::PendingPtr RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) {
   const PendingPtr pending = queue.in_flight.at(file);
   Question& question = pending->question;
-  bool goes_on = false;
   try {
-    goes_on =
+    const bool goes_on =
         question.next && !pending->abandoned && question.next(pending->reply, question.record);
+    if (!goes_on) return EndInFlight(queue, file, RequestEnd::kReplied);
+    if (question.order == RowOrder::kUnbroken) {
+      queue.requests.push_front(pending);
+    } else {
+      queue.requests.push_back(pending);
+    }
   } catch (...) {
     return EndInFlight(queue, file, RequestEnd::kNoReply);
   }
-  if (!goes_on) return EndInFlight(queue, file, RequestEnd::kReplied);
-  if (question.order == RowOrder::kUnbroken) {
-    queue.requests.push_front(pending);
-  } else {
-    queue.requests.push_back(pending);
-  }
-  queue.in_flight.erase(file);
+  queue.in_flight.at(file) = nullptr;
   Wake(queue);
   return nullptr;
 }
@@ -359,7 +361,7 @@ RequestQueues::PendingPtr RequestQueues::EndOrGoOn(Queue& queue, uint64_t file) 
 uint32_t RequestQueues::TakeReply(Queue& queue, uint64_t file, uint32_t code,
                                   std::span<const std::byte> in, void* out, PendingPtr* finished) {
   const auto found = queue.in_flight.find(file);
-  if (found == queue.in_flight.end()) return kRefused;
+  if (found == queue.in_flight.end() || !found->second) return kRefused;
   Pending& pending = *found->second;
   if (code == IOCTL_RESTORE_REPLY) {
     TransferReply transfer;

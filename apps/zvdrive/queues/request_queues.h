@@ -95,8 +95,10 @@ class RequestQueues final : public RequestChannel {
     std::condition_variable idle;     // with every fetch that begins to wait
     uint32_t epoch = 0;
     std::deque<PendingPtr> requests;
-    std::map<uint64_t, PendingPtr> in_flight;  // by handle
-    // Of the blocks that the worker works on where they lie, until its next fetch; by handle.
+    // By handle, null when none is. An open handle keeps its place in this map and the next: a
+    // fetch that failed for want of memory would end the worker's loop.
+    std::map<uint64_t, PendingPtr> in_flight;
+    // Of the blocks that the worker works on where they lie, until its next fetch.
     std::map<uint64_t, std::shared_ptr<const void>> lent_blocks;
     std::set<uint64_t> open_handles;
     std::set<uint64_t> removed_handles;
