@@ -79,7 +79,7 @@ TEST(NameGuardTest, MovesAFolderWithAllItsNames) {
   EXPECT_TRUE(names.Claim(u"\\a", true));
   EXPECT_TRUE(names.Claim(u"\\a\\b.txt", false));
   EXPECT_TRUE(names.CanMove(u"\\a", u"\\z", true));
-  names.Move(u"\\a", u"\\z");
+  names.Move(u"\\a", u"\\z", names.NamesUnder(u"\\a", u"\\z"));
   EXPECT_TRUE(names.Claim(u"\\a#b.txt", false));
   EXPECT_FALSE(names.Claim(u"\\z#b.txt", false));
   EXPECT_FALSE(names.Claim(u"\\Z", true));
@@ -116,7 +116,7 @@ TEST(NameGuardTest, AMoveMayChangeTheCaseOrReplaceTheTarget) {
   EXPECT_TRUE(names.CanMove(u"\\x", u"\\X", false));
   EXPECT_TRUE(names.Claim(u"\\y", false));
   EXPECT_TRUE(names.CanMove(u"\\x", u"\\y", false));
-  names.Move(u"\\x", u"\\y");
+  names.Move(u"\\x", u"\\y", names.NamesUnder(u"\\x", u"\\y"));
   EXPECT_FALSE(names.Claim(u"\\Y", false));
   EXPECT_TRUE(names.Claim(u"\\X", false));
 }

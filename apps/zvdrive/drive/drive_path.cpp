@@ -8,15 +8,19 @@ constexpr size_t kLongestNewPath = 253;
 
 }  // namespace
 
-Text ParentOf(TextView path) {
+TextView ParentPart(TextView path) {
   const size_t slash = path.rfind(u'\\');
-  return slash == TextView::npos || slash == 0 ? Text(kDriveRoot) : Text(path.substr(0, slash));
+  return slash == TextView::npos || slash == 0 ? kDriveRoot : path.substr(0, slash);
 }
 
-Text LeafOf(TextView path) {
+TextView LeafPart(TextView path) {
   const size_t slash = path.rfind(u'\\');
-  return Text(slash == TextView::npos ? path : path.substr(slash + 1));
+  return slash == TextView::npos ? path : path.substr(slash + 1);
 }
+
+Text ParentOf(TextView path) { return Text(ParentPart(path)); }
+
+Text LeafOf(TextView path) { return Text(LeafPart(path)); }
 
 Text JoinPath(TextView folder, TextView leaf) {
   Text path(folder);

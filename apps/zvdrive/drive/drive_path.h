@@ -11,6 +11,9 @@ inline constexpr TextView kDriveRoot = u"\\";
 // The folder that holds the path, and its last element. The root's parent is the root.
 Text ParentOf(TextView path);
 Text LeafOf(TextView path);
+// The same as parts of the path.
+TextView ParentPart(TextView path);
+TextView LeafPart(TextView path);
 Text JoinPath(TextView folder, TextView leaf);
 // Whether the path is the folder or lies beneath it.
 bool IsWithin(TextView path, TextView folder);

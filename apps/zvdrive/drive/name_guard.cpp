@@ -31,11 +31,13 @@ bool NameGuard::Claim(TextView path, bool is_folder) {
     return owner == owners_.end() || owner->second.path == path;
   });
   if (!is_free) return false;
-  for (const Text& name : names) owners_.try_emplace(name, Owner{Text(path), is_folder});
+  Names claimed;
+  for (const Text& name : names) claimed.try_emplace(name, Owner{Text(path), is_folder});
+  owners_.merge(claimed);
   return true;
 }
 
-void NameGuard::Release(TextView path) {
+void NameGuard::Release(TextView path) noexcept {
   std::erase_if(owners_, [&](const auto& owner) { return IsWithin(owner.second.path, path); });
 }
 
@@ -61,13 +63,21 @@ bool NameGuard::CanMove(TextView from, TextView to, bool is_folder) const {
   });
 }
 
-void NameGuard::Move(TextView from, TextView to) {
-  const auto moved = OwnersWithin(from);
+NameGuard::Names NameGuard::NamesUnder(TextView from, TextView to) const {
+  Names names;
+  for (const Owner& owner : OwnersWithin(from)) {
+    const Text path = Text(to).append(TextView(owner.path).substr(from.size()));
+    for (const Text& name : NamesOf(path, owner.is_folder)) {
+      names.try_emplace(name, Owner{path, owner.is_folder});
+    }
+  }
+  return names;
+}
+
+void NameGuard::Move(TextView from, TextView to, Names names) noexcept {
   Release(from);
   Release(to);
-  for (const Owner& owner : moved) {
-    Claim(Text(to).append(TextView(owner.path).substr(from.size())), owner.is_folder);
-  }
+  owners_.merge(names);
 }
 
 bool NameGuard::IsAffected(TextView path, TextView folder) {

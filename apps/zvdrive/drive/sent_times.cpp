@@ -1,6 +1,6 @@
 #include "apps/zvdrive/drive/sent_times.h"
 
-#include <vector>
+#include <new>
 
 #include "apps/zvdrive/drive/drive_path.h"
 
@@ -12,7 +12,7 @@ void SentTimes::Note(TextView path, Seconds1601 first, Seconds1601 last, Seconds
 
 void SentTimes::Correct(TextView path, NodeInfo& info) {
   if (sent_.empty()) return;
-  const auto found = sent_.find(Text(path));
+  const auto found = sent_.find(path);
   if (found == sent_.end()) return;
   const Sent& sent = found->second;
   const bool is_own = !info.is_folder && sent.first.value <= info.modified.value &&
@@ -24,17 +24,21 @@ void SentTimes::Correct(TextView path, NodeInfo& info) {
   }
 }
 
-void SentTimes::Move(TextView from, TextView to) {
+void SentTimes::Move(TextView from, TextView to) noexcept {
   Forget(to);
-  std::vector<std::pair<Text, Sent>> moved;
-  for (const auto& [path, sent] : sent_) {
-    if (IsWithin(path, from)) moved.emplace_back(Text(to).append(path.substr(from.size())), sent);
+  try {
+    TextMap<Sent> moved;
+    for (const auto& [path, sent] : sent_) {
+      if (IsWithin(path, from)) moved.emplace(Text(to).append(path.substr(from.size())), sent);
+    }
+    Forget(from);
+    sent_.merge(moved);
+  } catch (const std::bad_alloc&) {
+    Forget(from);
   }
-  Forget(from);
-  sent_.insert(moved.begin(), moved.end());
 }
 
-void SentTimes::Forget(TextView path) {
+void SentTimes::Forget(TextView path) noexcept {
   std::erase_if(sent_, [&](const auto& entry) { return IsWithin(entry.first, path); });
 }
 

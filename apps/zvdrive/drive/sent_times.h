@@ -1,9 +1,8 @@
 // Times of files that were sent from here.
 #pragma once
 
-#include <unordered_map>
-
 #include "apps/zvdrive/drive/drive_requests.h"
+#include "apps/zvdrive/drive/text_map.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 
@@ -18,15 +17,16 @@ class SentTimes {
   void Note(TextView path, Seconds1601 first, Seconds1601 last, Seconds1601 server);
   // What the worker told of an entry, with the server's time.
   void Correct(TextView path, NodeInfo& info);
-  void Move(TextView from, TextView to);
+  // For want of memory the times are forgotten.
+  void Move(TextView from, TextView to) noexcept;
   // A path and all beneath it.
-  void Forget(TextView path);
+  void Forget(TextView path) noexcept;
 
  private:
   struct Sent {
     Seconds1601 first, last, server;
   };
-  std::unordered_map<Text, Sent> sent_;
+  TextMap<Sent> sent_;
 };
 
 }  // namespace zv

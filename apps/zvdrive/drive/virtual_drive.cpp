@@ -80,9 +80,27 @@ DriveError VirtualDrive::CheckAbsent(TextView path) {
   return walks_.WasWalked(ParentOf(path)) ? DriveError::kNone : DriveError::kNotFound;
 }
 
+// Gives a folder's name up in the end when its walk, for whatever reason, brought nothing: what may
+// not even exist keeps no name from others.
+class VirtualDrive::UnlessWalked {
+ public:
+  UnlessWalked(VirtualDrive& drive, TextView folder) : drive_(drive), folder_(folder) {}
+  ~UnlessWalked() {
+    const std::lock_guard lock(drive_.mutex_);
+    if (!drive_.walks_.WasWalked(folder_)) drive_.names_.Release(folder_);
+  }
+  UnlessWalked(const UnlessWalked&) = delete;
+  UnlessWalked& operator=(const UnlessWalked&) = delete;
+
+ private:
+  VirtualDrive& drive_;
+  const TextView folder_;
+};
+
 DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
                                     const DriveRequests::NodeSink& sink) {
   if (!Claim(folder, true)) return DriveError::kNotUnique;
+  const UnlessWalked release(*this, folder);
   const std::lock_guard turn(walk_mutex_);
   uint64_t walk = 0;
   {
@@ -98,12 +116,7 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
     if (sink) sink(node);
   };
   const auto nodes = requests_.Walk(folder, take);
-  if (!nodes) {
-    const std::lock_guard lock(mutex_);
-    // What may not even exist keeps no name from others.
-    if (!walks_.WasWalked(folder)) names_.Release(folder);
-    return nodes.error;
-  }
+  if (!nodes) return nodes.error;
   host_.NoteListing();
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);
@@ -132,9 +145,9 @@ std::optional<NodeInfo> VirtualDrive::QueryEntry(TextView path) {
   return info;
 }
 
-void VirtualDrive::Invalidate(TextView path) {
+void VirtualDrive::Invalidate(TextView path) noexcept {
   const std::lock_guard lock(mutex_);
-  walks_.Expire(ParentOf(path));
+  walks_.Expire(ParentPart(path));
   walks_.Expire(path);
 }
 
@@ -143,12 +156,12 @@ bool VirtualDrive::Claim(TextView path, bool is_folder) {
   return names_.Claim(path, is_folder);
 }
 
-void VirtualDrive::Remember(const OpenFile& file) {
+void VirtualDrive::Remember(const OpenFile& file) noexcept {
   const std::lock_guard lock(mutex_);
   NodeInfo info;
   info.created = {file.modified};
-  if (const Nodes* nodes = walks_.Latest(ParentOf(file.path))) {
-    const auto known = nodes->find(LeafOf(file.path));
+  if (const Nodes* nodes = walks_.Latest(ParentPart(file.path))) {
+    const auto known = nodes->find(LeafPart(file.path));
     if (known != nodes->end()) info.created = known->second.created;
   }
   walks_.Put(file.path, InfoOf(file, info));
@@ -167,18 +180,21 @@ DriveResult<FileHandle> VirtualDrive::Acquire(TextView path, const NodeInfo& inf
                                               bool make) {
   const std::lock_guard lock(mutex_);
   if (names != name_changes_) return FileHandle();
-  if (make && open_files_.contains(Text(path))) return DriveError::kExists;
-  if (!names_.Claim(path, false)) return DriveError::kNotUnique;
-  const auto open = open_files_.find(Text(path));
+  const auto open = open_files_.find(path);
   FileHandle file = open != open_files_.end() ? open->second : FileHandle();
+  if (make && file) return DriveError::kExists;
+  decltype(open_files_) fresh;
   if (!file) {
     file = std::make_shared<OpenFile>();
     file->path = path;
     file->size = info.size;
     file->modified = info.modified.value;
     file->begins_anew = file->content_is_ours = file->is_new = make;
-    open_files_.emplace(path, file);
+    fresh.emplace(path, file);
   }
+  // Last of what may fail: a file that is not opened keeps no name from others.
+  if (!names_.Claim(path, false)) return DriveError::kNotUnique;
+  open_files_.merge(fresh);
   // Who saw that the name was free must look again.
   if (make) ++name_changes_;
   ++file->open_count;

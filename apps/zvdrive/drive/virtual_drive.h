@@ -6,12 +6,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -25,6 +25,7 @@
 #include "apps/zvdrive/drive/open_file.h"
 #include "apps/zvdrive/drive/sent_times.h"
 #include "apps/zvdrive/drive/sync_rules.h"
+#include "apps/zvdrive/drive/text_map.h"
 #include "apps/zvdrive/drive/walk_cache.h"
 
 namespace zv {
@@ -102,7 +103,7 @@ class VirtualDrive {
 
   // Something was changed beneath the drive's feet: the entry, or all of a folder's, must be asked
   // for anew.
-  void Invalidate(TextView path);
+  void Invalidate(TextView path) noexcept;
 
  private:
   using Nodes = WalkCache::Nodes;
@@ -113,6 +114,7 @@ class VirtualDrive {
   // Makes sure that the folder's walk is fresh; always_ask: even if it already is. sink gets the
   // entries of the walk that this takes, if it takes one.
   DriveError WalkFolder(TextView folder, bool always_ask, const DriveRequests::NodeSink& sink = {});
+  class UnlessWalked;
   void ListInto(TextView folder, FolderListing& listing);
   DriveError ListFolder(TextView folder, FolderListing& listing);
   // Both with the drive's mutex held.
@@ -130,7 +132,7 @@ class VirtualDrive {
   // Asks anew; kIo when the server does not list it, or does not answer.
   DriveError CheckListed(TextView path);
   bool Claim(TextView path, bool is_folder);
-  void Remember(const OpenFile& file);
+  void Remember(const OpenFile& file) noexcept;
 
   // Waits until no rename, removal or making of the path, or of a folder above it, is under way;
   // then gives a mark of the names as they are now.
@@ -208,12 +210,16 @@ class VirtualDrive {
                        TextView process);
   DriveError AskSyncRename(TextView from, const NodeInfo& source, TextView to, OnTarget target,
                            TextView process);
+  DriveError AskMakeFolder(TextView path);
+  bool SettleUnsentRename(TextView from, TextView to, TextView process);
   DriveError SendBeforeRename(std::span<const FileHandle> moved, TextView process);
   DriveError BringSaveIn(TextView from, const NodeInfo& source, const FileHandle& open);
+  struct NewNames;
+  NewNames MakeNewNames(TextView from, TextView to, std::span<const FileHandle> moved) const;
   void TakeOverRename(TextView from, NodeInfo source, TextView to,
-                      std::span<const FileHandle> moved);
+                      std::span<const FileHandle> moved, NewNames names) noexcept;
   DriveError Remove(TextView path, bool is_folder, TextView process);
-  void ForgetRemoved(TextView path);
+  void ForgetRemoved(TextView path) noexcept;
 
   DriveRequests requests_;
   DriveHost& host_;
@@ -226,10 +232,10 @@ class VirtualDrive {
   mutable std::mutex mutex_;
   WalkCache walks_;
   NameGuard names_;
-  std::map<Text, FileHandle> open_files_;
+  std::map<Text, FileHandle, std::less<>> open_files_;
   SentTimes sent_times_;
   // Of the cached content that a file's readers saw last.
-  std::unordered_map<Text, uint64_t> seen_versions_;
+  TextMap<uint64_t> seen_versions_;
   std::vector<Text> changing_names_;  // of the change under way
   uint64_t name_changes_ = 0;         // changes that began, files that were made
   std::condition_variable names_changed_;

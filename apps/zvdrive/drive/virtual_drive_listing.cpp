@@ -25,6 +25,13 @@ DriveResult<std::vector<NamedNode>> VirtualDrive::List(TextView folder) {
 
 std::shared_ptr<FolderListing> VirtualDrive::OpenFolder(TextView folder) {
   auto listing = std::make_shared<FolderListing>();
+  const auto list = [this, listing, path = Text(folder)] {
+    ListInto(path, *listing);
+    const std::lock_guard lock(mutex_);
+    --listings_;
+    listing_ended_.notify_all();
+    return 0U;
+  };
   {
     const std::lock_guard lock(mutex_);
     if (walks_.Fresh(folder)) {
@@ -33,13 +40,6 @@ std::shared_ptr<FolderListing> VirtualDrive::OpenFolder(TextView folder) {
     }
     ++listings_;
   }
-  const auto list = [this, listing, path = Text(folder)] {
-    ListInto(path, *listing);
-    const std::lock_guard lock(mutex_);
-    --listings_;
-    listing_ended_.notify_all();
-    return 0U;
-  };
   try {
     Thread::Start(list);
   } catch (const std::exception&) {

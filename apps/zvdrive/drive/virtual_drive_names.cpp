@@ -4,6 +4,7 @@
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
 #include "config/file_names.h"
+#include "config/guard.h"
 
 namespace zv {
 
@@ -38,6 +39,14 @@ struct VirtualDrive::NameChange {
   std::unique_lock<std::mutex> turn;
 };
 
+// What the drive notes of a rename, made before the worker is asked: once that has renamed it, the
+// note must not fail, or what is open would go on under the old name.
+struct VirtualDrive::NewNames {
+  NameGuard::Names guarded;
+  // Of the moved files, one by one; each twice, for the file and for the map of open ones.
+  std::vector<Text> paths, keys;
+};
+
 void VirtualDrive::AwaitUsers(TextView path) const {
   for (const FileHandle& file : OpenWithin(path)) const std::lock_guard ended(file->mutex);
 }
@@ -52,9 +61,8 @@ DriveError VirtualDrive::MakeFolder(TextView path) {
   const NameChange change(*this, {Text(path)});
   if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
   if (!Claim(path, true)) return DriveError::kNotUnique;
-  DriveError error = requests_.MakeFolder(path);
-  // A sync account's worker says so whatever came of it.
-  if (error == DriveError::kNone && sync_.is_sync()) error = CheckListed(path);
+  // Without memory to ask it is not made.
+  const DriveError error = GuardedQuietly(DriveError::kIo, [&] { return AskMakeFolder(path); });
   const Seconds1601 now = ToSeconds(SystemTime());
   const std::lock_guard lock(mutex_);
   if (error == DriveError::kNone) {
@@ -63,6 +71,12 @@ DriveError VirtualDrive::MakeFolder(TextView path) {
     names_.Release(path);
   }
   return error;
+}
+
+DriveError VirtualDrive::AskMakeFolder(TextView path) {
+  const DriveError error = requests_.MakeFolder(path);
+  // A sync account's worker says so whatever came of it.
+  return error == DriveError::kNone && sync_.is_sync() ? CheckListed(path) : error;
 }
 
 DriveError VirtualDrive::CheckListed(TextView path) {
@@ -130,12 +144,12 @@ DriveError VirtualDrive::Remove(TextView path, bool is_folder, TextView process)
   return DriveError::kNone;
 }
 
-void VirtualDrive::ForgetRemoved(TextView path) {
+void VirtualDrive::ForgetRemoved(TextView path) noexcept {
   const std::lock_guard lock(mutex_);
   walks_.Drop(path);
   walks_.Forget(path);
   names_.Release(path);
-  seen_versions_.erase(Text(path));
+  EraseFrom(seen_versions_, path);
   sent_times_.Forget(path);
   std::erase_if(open_files_, [&](const auto& open) { return IsWithin(open.first, path); });
 }
@@ -197,10 +211,11 @@ DriveError VirtualDrive::RenameLocked(TextView from, const NodeInfo& source, Tex
     error = BringSaveIn(from, source, moved.empty() ? FileHandle() : moved.front());
     if (error != DriveError::kNone) return error;
   }
+  NewNames names = MakeNewNames(from, to, moved);
   error = AskRename(from, source, to, target, process);
   if (error != DriveError::kNone) return error;
   for (const FileHandle& file : replaced) file->is_gone = true;
-  TakeOverRename(from, source, to, moved);
+  TakeOverRename(from, source, to, moved, std::move(names));
   if (sends_content) Invalidate(to);
   return DriveError::kNone;
 }
@@ -250,42 +265,69 @@ DriveError VirtualDrive::AskSyncRename(TextView from, const NodeInfo& source, Te
   const Text telling = sync_.TellingProcess(process);
   const bool is_unsent = !source.is_folder && host_.IsUnsent(from);
   if (target == OnTarget::kReplace && !is_unsent) {
+    const auto replaced = OpenWithin(to);
     const DriveError error = requests_.Delete(sync_.DeletedPath(to, source.is_folder), telling);
     if (error != DriveError::kNone) return error;
+    // It is gone, whatever becomes of the rename.
+    for (const FileHandle& file : replaced) file->is_gone = true;
+    ForgetRemoved(to);
   }
-  const DriveError error = requests_.Rename(from, to, false, options_.drive_letter,
-                                            is_unsent ? sync_.QuietProcess(process) : telling);
+  const Text asking = is_unsent ? sync_.QuietProcess(process) : telling;
+  // Without memory to ask it is one that failed.
+  const DriveError error = GuardedQuietly(DriveError::kIo, [&] {
+    return requests_.Rename(from, to, false, options_.drive_letter, asking);
+  });
   if (error != DriveError::kNone) {
     // The cache may have changed all the same.
     Invalidate(from);
     Invalidate(to);
     return error;
   }
-  if (!is_unsent) return DriveError::kNone;
-  if (sync_.SendsFile(to) && !IsTempFileRename(from, to)) requests_.Complete(to, process, {});
-  if (!EqualsNoCase(from, to) && CheckListed(from) == DriveError::kNone) {
-    requests_.Delete(from, telling);
-  }
+  // It is renamed, whatever becomes of the rest.
+  if (is_unsent) GuardedQuietly(false, [&] { return SettleUnsentRename(from, to, process); });
   return DriveError::kNone;
 }
 
-void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,
-                                  std::span<const FileHandle> moved) {
+bool VirtualDrive::SettleUnsentRename(TextView from, TextView to, TextView process) {
+  if (sync_.SendsFile(to) && !IsTempFileRename(from, to)) requests_.Complete(to, process, {});
+  if (!EqualsNoCase(from, to) && CheckListed(from) == DriveError::kNone) {
+    requests_.Delete(from, sync_.TellingProcess(process));
+  }
+  return true;
+}
+
+VirtualDrive::NewNames VirtualDrive::MakeNewNames(TextView from, TextView to,
+                                                  std::span<const FileHandle> moved) const {
+  NewNames names;
+  for (const FileHandle& file : moved) {
+    names.paths.push_back(Text(to).append(TextView(file->path).substr(from.size())));
+  }
+  names.keys = names.paths;
   const std::lock_guard lock(mutex_);
-  names_.Move(from, to);
+  names.guarded = names_.NamesUnder(from, to);
+  return names;
+}
+
+void VirtualDrive::TakeOverRename(TextView from, NodeInfo source, TextView to,
+                                  std::span<const FileHandle> moved, NewNames names) noexcept {
+  const std::lock_guard lock(mutex_);
+  names_.Move(from, to, std::move(names.guarded));
   std::erase_if(seen_versions_, [&](const auto& seen) {
     return IsWithin(seen.first, from) || IsWithin(seen.first, to);
   });
   std::erase_if(open_files_, [&](const auto& open) { return IsWithin(open.first, to); });
-  for (const FileHandle& file : moved) {
-    if (file->path == from) {
-      source.size = file->size;
-      source.modified = {file->modified};
+  for (size_t index = 0; index < moved.size(); ++index) {
+    OpenFile& file = *moved[index];
+    if (file.path == from) {
+      source.size = file.size;
+      source.modified = {file.modified};
     }
-    open_files_.erase(file->path);
-    file->path = Text(to).append(TextView(file->path).substr(from.size()));
+    auto open = open_files_.extract(file.path);
+    file.path = std::move(names.paths[index]);
     // Its last user may have left while the change held it.
-    if (file->open_count > 0) open_files_[file->path] = file;
+    if (open.empty()) continue;
+    open.key() = std::move(names.keys[index]);
+    open_files_.insert(std::move(open));
   }
   sent_times_.Move(from, to);
   walks_.Drop(from);

@@ -90,9 +90,11 @@ DriveError VirtualDrive::BeginStoring(OpenFile& file) {
   try {
     file.storing = requests_.BeginWrite(file.path, block.offset, {block.bytes(), block.block},
                                         block.begins_anew);
-  } catch (const std::exception&) {
-    GiveUpStored(file);
-    return DriveError::kIo;
+  } catch (...) {
+    // Nobody was asked: what was written before stays where it was.
+    file.begins_anew = std::exchange(file.stored.begins_anew, false);
+    std::swap(file.stored, file.gathered);
+    throw;
   }
   return DriveError::kNone;
 }
@@ -165,10 +167,12 @@ DriveError VirtualDrive::BeginMapping(OpenFile& file) {
   const std::lock_guard lock(file.mutex);
   if (file.is_gone) return DriveError::kNone;
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
+  if (!file.has_unsent && !file.begins_anew) {
+    const FileTime written = host_.ContentWritten(file.path);
+    MarkUnsent(file);
+    file.unchanged_at = written;
+  }
   ++file.mappings;
-  if (file.has_unsent || file.begins_anew) return DriveError::kNone;
-  MarkUnsent(file);
-  file.unchanged_at = host_.ContentWritten(file.path);
   return DriveError::kNone;
 }
 
@@ -231,14 +235,25 @@ DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
     offset += static_cast<int64_t>(count);
   }
   if (!spool.Rewind()) return DriveError::kIo;
+  const int64_t old_size = file.size;
   file.begins_anew = true;
   file.size = 0;
-  while (file.size < size) {
-    const size_t count = spool.Take(block);
-    if (count == 0) return DriveError::kIo;
-    const DriveError error =
-        WriteLocked(file, file.size, std::as_bytes(std::span(block).first(count)));
-    if (error != DriveError::kNone) return error;
+  try {
+    while (file.size < size) {
+      const size_t count = spool.Take(block);
+      if (count == 0) return DriveError::kIo;
+      const DriveError error =
+          WriteLocked(file, file.size, std::as_bytes(std::span(block).first(count)));
+      if (error != DriveError::kNone) return error;
+    }
+  } catch (...) {
+    // Until a block was handed over the content is what it was.
+    if (file.begins_anew) {
+      file.gathered.Clear();
+      file.begins_anew = false;
+      file.size = old_size;
+    }
+    throw;
   }
   return DriveError::kNone;
 }

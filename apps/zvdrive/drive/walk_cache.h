@@ -2,10 +2,10 @@
 #pragma once
 
 #include <chrono>
-#include <unordered_map>
 #include <vector>
 
 #include "apps/zvdrive/drive/drive_requests.h"
+#include "apps/zvdrive/drive/text_map.h"
 #include "platform/text.h"
 
 namespace zv {
@@ -14,7 +14,7 @@ namespace zv {
 class WalkCache {
  public:
   using Clock = std::chrono::steady_clock;
-  using Nodes = std::unordered_map<Text, NodeInfo>;
+  using Nodes = TextMap<NodeInfo>;
 
   explicit WalkCache(std::chrono::milliseconds lifetime) : lifetime_(lifetime) {}
 
@@ -35,13 +35,14 @@ class WalkCache {
   // Whether the folder was walked since the drive was mounted.
   bool WasWalked(TextView folder) const;
 
-  // Local changes, taken over into the last walk of the parent, if there was one.
-  void Put(TextView path, const NodeInfo& info);
-  void Drop(TextView path);
+  // Local changes, taken over into the last walk of the parent, if there was one. None of them
+  // fails: what they tell of has happened. For want of memory a new entry makes that walk stale.
+  void Put(TextView path, const NodeInfo& info) noexcept;
+  void Drop(TextView path) noexcept;
   // Everything known of the folder's entries is out of date.
-  void Expire(TextView folder);
+  void Expire(TextView folder) noexcept;
   // Forgets the folder and all beneath it.
-  void Forget(TextView folder);
+  void Forget(TextView folder) noexcept;
 
  private:
   struct Learnt {
@@ -50,7 +51,7 @@ class WalkCache {
   };
   struct Folder {
     Nodes nodes;
-    std::unordered_map<Text, Learnt> learnt;  // since the walk and the last change of the entry
+    TextMap<Learnt> learnt;  // since the walk and the last change of the entry
     Clock::time_point walked;
     bool was_walked = false;
     bool is_current = false;
@@ -64,7 +65,7 @@ class WalkCache {
 
   std::chrono::milliseconds lifetime_;
   uint64_t last_change_ = 0;
-  std::unordered_map<Text, Folder> folders_;
+  TextMap<Folder> folders_;
 };
 
 }  // namespace zv

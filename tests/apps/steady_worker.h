@@ -1,0 +1,103 @@
+// A played worker that has memory enough while its drive has not.
+#pragma once
+
+#include <memory>
+#include <new>
+#include <optional>
+#include <span>
+
+#include "tests/apps/fake_worker.h"
+#include "tests/apps/scarce_memory.h"
+
+namespace zv::testing {
+
+// What the drive does on its behalf may still fail: a row ends by it, as in the queues.
+class SteadyWorker final : public RequestChannel, public DriveHost {
+ public:
+  FakeWorker& played() { return played_; }
+
+  std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
+                                     std::span<const std::byte> block, std::span<std::byte> into,
+                                     const WhileWaiting& while_waiting) override {
+    const auto question = std::make_unique<RequestRecord>(record);  // may fail before it is asked
+    const AllocationsFail steady(false);
+    return played_.Submit(queue, *question, block, into, while_waiting);
+  }
+
+  std::unique_ptr<RequestRow> BeginRow(DriveQueue queue, const RequestRecord& first,
+                                       const HandedBlock& block, NextRequest next,
+                                       RowOrder) override {
+    auto row = std::make_unique<Row>();
+    RequestRecord record = first;
+    std::span<const std::byte> bytes = block.bytes;
+    for (;;) {
+      std::optional<ChannelReply> reply;
+      {
+        const AllocationsFail steady(false);
+        reply = played_.Submit(queue, record, bytes, {}, {});
+      }
+      if (!reply) return row;
+      try {
+        if (!next(*reply, record)) break;
+      } catch (const std::bad_alloc&) {
+        return row;
+      }
+      bytes = {};
+    }
+    row->replied = true;
+    return row;
+  }
+
+  void CheckLastModified(TextView path) override {
+    const AllocationsFail steady(false);
+    played_.CheckLastModified(path);
+  }
+  uint64_t ContentVersion(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.ContentVersion(path);
+  }
+  std::optional<Seconds1601> ContentTime(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.ContentTime(path);
+  }
+  Text ContentFile(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.ContentFile(path);
+  }
+  FileTime ContentWritten(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.ContentWritten(path);
+  }
+  void CancelTransfer(TextView path) override {
+    const AllocationsFail steady(false);
+    played_.CancelTransfer(path);
+  }
+  void MarkUnsent(TextView path) override {
+    const AllocationsFail steady(false);
+    played_.MarkUnsent(path);
+  }
+  void MarkSent(TextView path) override {
+    const AllocationsFail steady(false);
+    played_.MarkSent(path);
+  }
+  bool IsUnsent(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.IsUnsent(path);
+  }
+  bool IsOverdue(TextView path) override {
+    const AllocationsFail steady(false);
+    return played_.IsOverdue(path);
+  }
+  void NoteListing() override { played_.NoteListing(); }
+  bool IsInterrupted() override { return played_.IsInterrupted(); }
+
+ private:
+  struct Row final : RequestRow {
+    bool Wait() override { return replied; }
+    bool replied = false;
+  };
+
+  FakeWorker played_;
+};
+
+}  // namespace zv::testing
