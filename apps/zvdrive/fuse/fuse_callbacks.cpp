@@ -170,7 +170,8 @@ int ReleaseFile(const char*, fuse_file_info* info) {
   return Answer([&] {
     auto handle = TheMount().files.Release(info->fh);
     const FileHandle file = handle->file;
-    if (handle->maps) TheDrive().EndMapping(*file);
+    // It is closed in any case: nobody releases it a second time.
+    if (handle->maps) Answer([&] { return TheDrive().EndMapping(*file), 0; });
     handle.reset();
     return ResultOf(TheDrive().Close(file, ProcessName()));
   });

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "apps/zvdrive/fuse/mounted.h"
+#include "config/guard.h"
 
 namespace zv {
 namespace {
@@ -43,14 +44,18 @@ DriveError KeepOpen(fuse_file_info* info, const OpenedFile& opened, std::string_
   if (mode.reads_past_us()) handle->view.emplace(*std::move(view));
   info->keep_cache = opened.is_unchanged && !mode.is_passed_through;  // one or the other
   info->direct_io = mode.is_uncached;
+  OpenHandle& kept = *handle;
+  info->fh = mount.files.Keep(std::move(handle));
   if (mode.is_passed_through && mode.is_uncached && (info->flags & O_ACCMODE) == O_RDWR) {
-    if (const DriveError error = TheDrive().BeginMapping(*opened.file);
-        error != DriveError::kNone) {
+    // Last: whose handle could not be kept would never end its mapping.
+    const DriveError error =
+        GuardedQuietly(DriveError::kIo, [&] { return TheDrive().BeginMapping(*opened.file); });
+    if (error != DriveError::kNone) {
+      mount.files.Release(info->fh);
       return error;
     }
-    handle->maps = true;
+    kept.maps = true;
   }
-  info->fh = mount.files.Keep(std::move(handle));
   return DriveError::kNone;
 }
 

@@ -43,7 +43,8 @@ struct Mounted {
 // Of the mount whose call this thread serves.
 Mounted& TheMount();
 VirtualDrive& TheDrive();
-// The image name of the program that asks; the kernel does not say which one releases a file.
+// The image name of the program that asks; the kernel does not say which one releases a file. Empty
+// when it cannot be had, so that a file is closed in any case.
 Text ProcessName();
 
 }  // namespace zv
