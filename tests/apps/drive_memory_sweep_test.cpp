@@ -1,406 +1,292 @@
 // Operations during which memory runs out, at each of their allocations in turn.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <functional>
-#include <memory>
 #include <new>
-#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "apps/zvdrive/drive/drive_path.h"
-#include "apps/zvdrive/drive/virtual_drive.h"
-#include "tests/apps/drive_fixture.h"
 #include "tests/apps/scarce_memory.h"
-#include "tests/apps/steady_worker.h"
+#include "tests/apps/scarce_world.h"
 
 namespace zv::testing {
 namespace {
-
-struct World {
-  World(bool is_sync, bool has_large)
-      : drive(steady, steady,
-              {.drive_letter = u"Z:", .walk_lifetime = kLongLifetime, .is_sync = is_sync}) {
-    worker.PutFolder(u"\\the full folder");
-    worker.PutFolder(u"\\the full folder\\empty");
-    worker.PutFolder(u"\\the void folder");
-    worker.PutFile(u"\\the first file", small);
-    worker.PutFile(u"\\the second file", "another file");
-    worker.PutFile(u"\\the full folder\\inside", "inside");
-    if (has_large) worker.PutFile(u"\\the large file", large);
-  }
-  FileHandle Open(TextView path) {
-    const auto opened = drive.Open(path, false);
-    EXPECT_EQ(opened.error, DriveError::kNone);
-    handles.push_back(opened.value.file);
-    return opened.value.file;
-  }
-  DriveError Write(const FileHandle& file, int64_t offset, std::string_view data) {
-    return drive.Write(*file, offset, BytesOf(data));
-  }
-
-  static const inline std::string small = "a few bytes of content";
-  static const inline std::string large = Pattern(2'500'000);
-  SteadyWorker steady;
-  FakeWorker& worker = steady.played();
-  VirtualDrive drive;
-  std::vector<FileHandle> handles;  // to be closed
-};
 
 struct Operation {
   std::string name;
   std::function<void(World&)> prepare;
   std::function<DriveError(World&)> run;
-  // What a file may hold afterwards; nullopt: it may be absent.
-  Text path = u"\\the first file";
-  std::vector<std::optional<std::string>> allowed;
+  TextView path = kFirst;
+  std::vector<Content> allowed = {kBefore};  // what that may hold afterwards
 };
 
-std::string ReadAll(World& world, OpenFile& file) {
-  std::string content(static_cast<size_t>(file.size.load()), '\0');
-  for (size_t done = 0; done < content.size();) {
-    const auto count = world.drive.Read(file, static_cast<int64_t>(done),
-                                        std::as_writable_bytes(std::span(content)).subspan(done));
-    if (!count || count.value == 0) return "(unreadable)";
-    done += count.value;
-  }
-  return content;
+const std::string kBlock = Pattern(65536, 7);
+const std::string kMebibyte = Pattern(1 << 20, 8);
+
+std::string Over(std::string text, size_t offset, std::string_view data) {
+  if (text.size() < offset + data.size()) text.resize(offset + data.size());
+  return text.replace(offset, data.size(), data);
 }
 
-std::string Brief(const std::optional<std::string>& text) {
-  if (!text) return "(absent)";
-  return std::to_string(text->size()) + " bytes: " +
-         (text->size() < 64 ? *text : "#" + std::to_string(std::hash<std::string>()(*text)));
+std::string Repeated(const std::string& text, int count) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
 }
 
-void CheckContent(World& world, const Operation& operation) {
-  std::optional<std::string> read;
-  FileHandle own;
-  for (const FileHandle& file : world.handles) {
-    if (file->path == operation.path && !file->is_gone) own = file;
-  }
-  if (!own) {
-    const auto opened = world.drive.Open(operation.path, false);
-    if (opened) {
-      own = opened.value.file;
-      world.handles.push_back(own);
-    } else {
-      EXPECT_EQ(opened.error, DriveError::kNotFound);
-    }
-  }
-  if (own) read = ReadAll(world, *own);
-  EXPECT_TRUE(std::ranges::find(operation.allowed, read) != operation.allowed.end()) << Brief(read);
-  own.reset();
-  // Who has a file open goes on, under whatever name it has now.
-  for (const FileHandle& file : world.handles) {
-    if (file->is_gone) continue;
-    const Text held = file->path;
-    EXPECT_TRUE(world.worker.ServerTree().contains(held) || file->is_new || file->begins_anew)
-        << ToUtf8(held);
-  }
-  std::vector<std::weak_ptr<OpenFile>> forgotten;
-  for (FileHandle& file : world.handles) {
-    EXPECT_EQ(world.drive.Close(file, kProcess), DriveError::kNone);
-    forgotten.emplace_back(file);
-  }
-  world.handles.clear();
-  for (const auto& file : forgotten) EXPECT_TRUE(file.expired()) << "left open";
-  EXPECT_EQ(Brief(world.worker.ServerFile(operation.path)), Brief(read));
-}
+void Nothing(World&) {}
+void OpenFirst(World& world) { world.Open(kFirst); }
+void OpenLarge(World& world) { world.Open(kLargeFile); }
 
-void CheckTree(World& world, const Text& folder, std::set<Text>& seen) {
-  world.drive.Invalidate(JoinPath(folder, u"x"));
-  const auto nodes = world.drive.List(folder);
-  EXPECT_EQ(nodes.error, DriveError::kNone);
-  for (const NamedNode& node : nodes.value) {
-    const Text path = JoinPath(folder, node.name);
-    seen.insert(path);
-    if (node.info.is_folder) {
-      CheckTree(world, path, seen);
-    } else {
-      const auto content = world.worker.ServerFile(path);
-      EXPECT_EQ(node.info.size, content ? static_cast<int64_t>(content->size()) : -1)
-          << ToUtf8(path);
-    }
-  }
-}
-
-void CheckNames(World& world) {
-  const auto tree = world.worker.ServerTree();
-  std::set<Text> there;
-  for (const auto& [path, content] : tree) there.insert(path);
-  std::set<Text> shown;
-  CheckTree(world, u"\\", shown);
-  EXPECT_EQ(shown, there);
-  // What is not there keeps its name from nobody.
-  for (const TextView name : {u"\\THE FIRST FILE", u"\\THE SECOND FILE", u"\\THE FULL FOLDER",
-                              u"\\SOMETHING NEW", u"\\THE VOID FOLDER", u"\\NOWHERE AT ALL"}) {
-    if (tree.contains(ToLower(name))) continue;
-    const auto made = world.drive.Create(name);
-    EXPECT_EQ(made.error, DriveError::kNone) << ToUtf8(name);
-    if (!made) continue;
-    EXPECT_EQ(world.drive.Close(made.value.file, kProcess), DriveError::kNone);
-    EXPECT_EQ(world.drive.RemoveFile(name, kProcess), DriveError::kNone);
-  }
-}
-
-using Content = std::optional<std::string>;
-
-std::vector<Operation> Operations() {
-  const Content before = World::small;
-  const auto none = [](World&) {};
-  const auto open = [](World& world) { world.Open(u"\\the first file"); };
-  const auto open_large = [](World& world) { world.Open(u"\\the large file"); };
-  const std::string kBlock = Pattern(65536, 7);
-  const std::string kMebibyte = Pattern(1 << 20, 8);
-  const Content large = World::large;
-  const auto over = [](std::string text, size_t offset, std::string_view data) {
-    if (text.size() < offset + data.size()) text.resize(offset + data.size());
-    text.replace(offset, data.size(), data);
-    return Content(text);
-  };
-  std::vector<Operation> all = {
-      {"LookDeep",
-       none,
-       [](World& w) { return w.drive.Look(u"\\the full folder\\inside").error; },
-       u"\\the first file",
-       {before}},
-      {"LookNowhere",
-       none,
+std::vector<Operation> Looking() {
+  return {
+      {"LookDeep", Nothing,
+       [](World& w) { return w.drive.Look(u"\\the full folder\\inside").error; }},
+      {"LookNowhere", Nothing,
        [](World& w) {
          const auto e = w.drive.Look(u"\\nowhere at all\\x").error;
          return e == DriveError::kNotFound ? DriveError::kNone : e;
-       },
-       u"\\the first file",
-       {before}},
-      {"ListNowhere",
-       none,
+       }},
+      {"ListNowhere", Nothing,
        [](World& w) {
          const auto e = w.drive.List(u"\\nowhere at all").error;
          return e == DriveError::kIo ? DriveError::kNone : e;
-       },
-       u"\\the first file",
-       {before}},
-      {"List",
-       none,
-       [](World& w) { return w.drive.List(u"\\the full folder").error; },
-       u"\\the first file",
-       {before}},
+       }},
+      {"List", Nothing, [](World& w) { return w.drive.List(u"\\the full folder").error; }},
       {"ListAgain",
        [](World& w) {
          w.drive.List(u"\\");
-         w.drive.Invalidate(u"\\the first file");
+         w.drive.Invalidate(kFirst);
        },
-       [](World& w) { return w.drive.List(u"\\").error; },
-       u"\\the first file",
-       {before}},
-      {"OpenFolder",
-       none,
+       [](World& w) { return w.drive.List(u"\\").error; }},
+      {"OpenFolder", Nothing,
        [](World& w) {
          const auto listing = w.drive.OpenFolder(u"\\the full folder");
          while (listing->At(1000)) {
          }
          return listing->error();
-       },
-       u"\\the first file",
-       {before}},
-      {"OpenFolderFresh",
-       [](World& w) { w.drive.List(u"\\the full folder"); },
+       }},
+      {"OpenFolderFresh", [](World& w) { w.drive.List(u"\\the full folder"); },
        [](World& w) {
          const auto listing = w.drive.OpenFolder(u"\\the full folder");
          while (listing->At(1000)) {
          }
          return listing->error();
-       },
-       u"\\the first file",
-       {before}},
-      {"Open",
-       none,
+       }},
+  };
+}
+
+std::vector<Operation> Opening() {
+  return {
+      {"Open", Nothing,
        [](World& w) {
-         const auto o = w.drive.Open(u"\\the first file", false);
+         const auto o = w.drive.Open(kFirst, false);
          if (o) {
            const AllocationsFail steady(false);
            w.handles.push_back(o.value.file);
          }
          return o.error;
-       },
-       u"\\the first file",
-       {before}},
+       }},
       {"OpenEmptying",
-       none,
+       Nothing,
        [](World& w) {
-         const auto o = w.drive.Open(u"\\the first file", true);
+         const auto o = w.drive.Open(kFirst, true);
          if (o) {
            const AllocationsFail steady(false);
            w.handles.push_back(o.value.file);
          }
          return o.error;
        },
-       u"\\the first file",
-       {before, ""}},
+       kFirst,
+       {kBefore, ""}},
       {"Create",
-       none,
+       Nothing,
        [](World& w) {
-         const auto o = w.drive.Create(u"\\something new");
+         const auto o = w.drive.Create(kNew);
          if (o) {
            const AllocationsFail steady(false);
            w.handles.push_back(o.value.file);
          }
          return o.error;
        },
-       u"\\something new",
+       kNew,
        {std::nullopt, ""}},
-      {"WriteSmall",
-       open,
-       [](World& w) { return w.Write(w.handles[0], 2, "FEW"); },
-       u"\\the first file",
-       {before, over(*before, 2, "FEW")}},
-      {"WriteGathered",
-       open,
-       [=](World& w) { return w.Write(w.handles[0], 5, kBlock); },
-       u"\\the first file",
-       {before, over(*before, 5, kBlock)}},
-      {"WriteMebibyte",
-       open,
-       [=](World& w) { return w.Write(w.handles[0], 5, kMebibyte); },
-       u"\\the first file",
-       {before, over(*before, 5, kMebibyte)}},
-      {"WriteLargeOver",
-       [=](World& w) {
-         w.Open(u"\\the large file");
-         w.Write(w.handles[0], 0, kMebibyte);
+      {"BeginMapping", OpenFirst, [](World& w) { return w.drive.BeginMapping(*w.handles[0]); }},
+      {"EndMapping",
+       [](World& w) {
+         w.Open(kFirst);
+         w.drive.BeginMapping(*w.handles[0]);
        },
-       [=](World& w) { return w.Write(w.handles[0], 1 << 20, kMebibyte); },
-       u"\\the large file",
-       {over(*large, 0, kMebibyte), over(*over(*large, 0, kMebibyte), 1 << 20, kMebibyte)}},
-      {"WriteAfterGathered",
-       [=](World& w) {
-         w.Open(u"\\the first file");
-         w.Write(w.handles[0], 0, kBlock);
+       [](World& w) {
+         w.drive.EndMapping(*w.handles[0]);
+         return DriveError::kNone;
+       }},
+      {"ViewContent",
+       OpenLarge,
+       [](World& w) {
+         return w.drive.ViewContent(w.handles[0]) ? DriveError::kNone : DriveError::kIo;
        },
-       [](World& w) { return w.Write(w.handles[0], 2, "FEW"); },
-       u"\\the first file",
-       {kBlock, over(kBlock, 2, "FEW")}},
-      {"WriteFillsBlock",
-       [=](World& w) {
-         w.Open(u"\\the first file");
-         for (int i = 0; i < 15; ++i) w.Write(w.handles[0], i * 65536, kBlock);
-       },
-       [=](World& w) { return w.Write(w.handles[0], 15 * 65536, kBlock); },
-       u"\\the first file",
-       {[&] {
-          std::string s;
-          for (int i = 0; i < 15; ++i) s += kBlock;
-          return Content(s);
-        }(),
-        [&] {
-          std::string s;
-          for (int i = 0; i < 16; ++i) s += kBlock;
-          return Content(s);
-        }()}},
-      {"WriteNewAtOffset",
-       [](World& w) { w.handles.push_back(w.drive.Create(u"\\something new").value.file); },
-       [](World& w) { return w.Write(w.handles[0], 3, "x"); },
-       u"\\something new",
-       {"", over("", 3, "x")}},
-      {"Append",
-       open,
-       [](World& w) { return w.drive.Append(*w.handles[0], BytesOf("more")); },
-       u"\\the first file",
-       {before, *before + "more"}},
-      {"Read",
-       open,
+       kLargeFile,
+       {kLargeContent}},
+  };
+}
+
+std::vector<Operation> Reading() {
+  return {
+      {"Read", OpenFirst,
        [](World& w) {
          std::array<std::byte, 10> into{};
          return w.drive.Read(*w.handles[0], 1, into).error;
-       },
-       u"\\the first file",
-       {before}},
+       }},
       {"ReadGathered",
-       [=](World& w) {
-         w.Open(u"\\the first file");
+       [](World& w) {
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, kBlock);
        },
        [](World& w) {
          std::array<std::byte, 10> into{};
          return w.drive.Read(*w.handles[0], 0, into).error;
        },
-       u"\\the first file",
+       kFirst,
        {kBlock}},
+  };
+}
+
+std::vector<Operation> Writing() {
+  return {
+      {"WriteSmall",
+       OpenFirst,
+       [](World& w) { return w.Write(w.handles[0], 2, "FEW"); },
+       kFirst,
+       {kBefore, Over(kBefore, 2, "FEW")}},
+      {"WriteGathered",
+       OpenFirst,
+       [](World& w) { return w.Write(w.handles[0], 5, kBlock); },
+       kFirst,
+       {kBefore, Over(kBefore, 5, kBlock)}},
+      {"WriteMebibyte",
+       OpenFirst,
+       [](World& w) { return w.Write(w.handles[0], 5, kMebibyte); },
+       kFirst,
+       {kBefore, Over(kBefore, 5, kMebibyte)}},
+      {"WriteLargeOver",
+       [](World& w) {
+         w.Open(kLargeFile);
+         w.Write(w.handles[0], 0, kMebibyte);
+       },
+       [](World& w) { return w.Write(w.handles[0], 1 << 20, kMebibyte); },
+       kLargeFile,
+       {Over(kLargeContent, 0, kMebibyte),
+        Over(Over(kLargeContent, 0, kMebibyte), 1 << 20, kMebibyte)}},
+      {"WriteAfterGathered",
+       [](World& w) {
+         w.Open(kFirst);
+         w.Write(w.handles[0], 0, kBlock);
+       },
+       [](World& w) { return w.Write(w.handles[0], 2, "FEW"); },
+       kFirst,
+       {kBlock, Over(kBlock, 2, "FEW")}},
+      {"WriteFillsBlock",
+       [](World& w) {
+         w.Open(kFirst);
+         for (int i = 0; i < 15; ++i) w.Write(w.handles[0], i * 65536, kBlock);
+       },
+       [](World& w) { return w.Write(w.handles[0], 15 * 65536, kBlock); },
+       kFirst,
+       {Repeated(kBlock, 15), Repeated(kBlock, 16)}},
+      {"WriteNewAtOffset",
+       [](World& w) { w.handles.push_back(w.drive.Create(kNew).value.file); },
+       [](World& w) { return w.Write(w.handles[0], 3, "x"); },
+       kNew,
+       {"", Over("", 3, "x")}},
+      {"Append",
+       OpenFirst,
+       [](World& w) { return w.drive.Append(*w.handles[0], BytesOf("more")); },
+       kFirst,
+       {kBefore, kBefore + "more"}},
+  };
+}
+
+std::vector<Operation> Resizing() {
+  return {
       {"Grow",
-       open,
+       OpenFirst,
        [](World& w) { return w.drive.Resize(*w.handles[0], 100); },
-       u"\\the first file",
-       {before, over(*before, 99, std::string_view("\0", 1))}},
+       kFirst,
+       {kBefore, Over(kBefore, 99, std::string_view("\0", 1))}},
       {"Shrink",
-       open,
+       OpenFirst,
        [](World& w) { return w.drive.Resize(*w.handles[0], 5); },
-       u"\\the first file",
-       {before, before->substr(0, 5)}},
+       kFirst,
+       {kBefore, kBefore.substr(0, 5)}},
       {"ShrinkMiddle",
-       open_large,
+       OpenLarge,
        [](World& w) { return w.drive.Resize(*w.handles[0], 900'000); },
-       u"\\the large file",
-       {large, large->substr(0, 900'000)}},
+       kLargeFile,
+       {kLargeContent, kLargeContent.substr(0, 900'000)}},
       {"Empty",
-       open,
+       OpenFirst,
        [](World& w) { return w.drive.Resize(*w.handles[0], 0); },
-       u"\\the first file",
-       {before, ""}},
+       kFirst,
+       {kBefore, ""}},
       {"ResizePath",
-       none,
+       Nothing,
        [](World& w) {
          try {
-           return w.drive.ResizePath(u"\\the first file", 3, kProcess);
+           return w.drive.ResizePath(kFirst, 3, kProcess);
          } catch (const std::bad_alloc&) {
            const AllocationsFail steady(false);
-           w.drive.SendAgain(u"\\the first file", true, kProcess);
+           w.drive.SendAgain(kFirst, true, kProcess);
            throw;
          }
        },
-       u"\\the first file",
-       {before, before->substr(0, 3)}},
+       kFirst,
+       {kBefore, kBefore.substr(0, 3)}},
       {"ResizePathEmpty",
-       none,
-       [](World& w) { return w.drive.ResizePath(u"\\the first file", 0, kProcess); },
-       u"\\the first file",
-       {before, ""}},
+       Nothing,
+       [](World& w) { return w.drive.ResizePath(kFirst, 0, kProcess); },
+       kFirst,
+       {kBefore, ""}},
+  };
+}
+
+std::vector<Operation> Sending() {
+  return {
       {"Flush",
        [](World& w) {
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, "A");
        },
        [](World& w) { return w.drive.Flush(*w.handles[0], kProcess); },
-       u"\\the first file",
-       {over(*before, 0, "A")}},
+       kFirst,
+       {Over(kBefore, 0, "A")}},
       {"FlushGathered",
-       [=](World& w) {
-         w.Open(u"\\the first file");
+       [](World& w) {
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, kBlock);
        },
        [](World& w) { return w.drive.Flush(*w.handles[0], kProcess); },
-       u"\\the first file",
+       kFirst,
        {kBlock}},
       {"FlushEmpty",
        [](World& w) {
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
          w.drive.Resize(*w.handles[0], 0);
        },
        [](World& w) { return w.drive.Flush(*w.handles[0], kProcess); },
-       u"\\the first file",
+       kFirst,
        {""}},
       {"FlushNew",
-       [](World& w) { w.handles.push_back(w.drive.Create(u"\\something new").value.file); },
+       [](World& w) { w.handles.push_back(w.drive.Create(kNew).value.file); },
        [](World& w) { return w.drive.Flush(*w.handles[0], kProcess); },
-       u"\\something new",
+       kNew,
        {""}},
       {"CloseOther",
        [](World& w) {
-         w.Open(u"\\the first file");
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, "A");
        },
        [](World& w) {
@@ -408,11 +294,11 @@ std::vector<Operation> Operations() {
          w.handles.pop_back();
          return w.drive.Close(last, kProcess);
        },
-       u"\\the first file",
-       {over(*before, 0, "A")}},
+       kFirst,
+       {Over(kBefore, 0, "A")}},
       {"CloseLast",
        [](World& w) {
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, "A");
        },
        [](World& w) {
@@ -423,16 +309,16 @@ std::vector<Operation> Operations() {
            return w.drive.Close(last, kProcess);
          } catch (const std::bad_alloc&) {
            const AllocationsFail steady(false);
-           w.drive.SendAgain(u"\\the first file", true, kProcess);
+           w.drive.SendAgain(kFirst, true, kProcess);
            throw;
          }
        },
-       u"\\the first file",
-       {over(*before, 0, "A")}},
+       kFirst,
+       {Over(kBefore, 0, "A")}},
       {"SendAgain",
        [](World& w) {
          w.worker.RefuseUploads(true);
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, "A");
          w.drive.Close(w.handles[0], kProcess);
          w.handles.clear();
@@ -440,114 +326,85 @@ std::vector<Operation> Operations() {
        },
        [](World& w) {
          try {
-           return w.drive.SendAgain(u"\\the first file", true, kProcess);
+           return w.drive.SendAgain(kFirst, true, kProcess);
          } catch (const std::bad_alloc&) {
            const AllocationsFail steady(false);
-           w.drive.SendAgain(u"\\the first file", true, kProcess);
+           w.drive.SendAgain(kFirst, true, kProcess);
            throw;
          }
        },
-       u"\\the first file",
-       {over(*before, 0, "A")}},
-      {"MakeFolder",
-       none,
-       [](World& w) { return w.drive.MakeFolder(u"\\something new"); },
-       u"\\the first file",
-       {before}},
+       kFirst,
+       {Over(kBefore, 0, "A")}},
+  };
+}
+
+std::vector<Operation> Removing() {
+  return {
+      {"MakeFolder", Nothing, [](World& w) { return w.drive.MakeFolder(kNew); }},
       {"RemoveFile",
-       none,
-       [](World& w) { return w.drive.RemoveFile(u"\\the first file", kProcess); },
-       u"\\the first file",
-       {before, std::nullopt}},
+       Nothing,
+       [](World& w) { return w.drive.RemoveFile(kFirst, kProcess); },
+       kFirst,
+       {kBefore, std::nullopt}},
       {"RemoveOpen",
-       open,
-       [](World& w) { return w.drive.RemoveFile(u"\\the first file", kProcess); },
-       u"\\the first file",
-       {before, std::nullopt}},
-      {"RemoveFolder",
-       none,
-       [](World& w) { return w.drive.RemoveFolder(u"\\the void folder", kProcess); },
-       u"\\the first file",
-       {before}},
+       OpenFirst,
+       [](World& w) { return w.drive.RemoveFile(kFirst, kProcess); },
+       kFirst,
+       {kBefore, std::nullopt}},
+      {"RemoveFolder", Nothing,
+       [](World& w) { return w.drive.RemoveFolder(u"\\the void folder", kProcess); }},
+  };
+}
+
+std::vector<Operation> Renaming() {
+  return {
       {"RenameFile",
-       none,
-       [](World& w) {
-         return w.drive.Rename(u"\\the first file", u"\\something new", true, kProcess);
-       },
-       u"\\something new",
-       {before, std::nullopt}},
+       Nothing,
+       [](World& w) { return w.drive.Rename(kFirst, kNew, true, kProcess); },
+       kNew,
+       {kBefore, std::nullopt}},
       {"RenameReplacing",
-       none,
-       [](World& w) {
-         return w.drive.Rename(u"\\the first file", u"\\the second file", true, kProcess);
-       },
-       u"\\the second file",
-       {before, "another file"}},
+       Nothing,
+       [](World& w) { return w.drive.Rename(kFirst, kSecond, true, kProcess); },
+       kSecond,
+       {kBefore, "another file"}},
       {"RenameOpen",
-       open,
-       [](World& w) {
-         return w.drive.Rename(u"\\the first file", u"\\something new", true, kProcess);
-       },
-       u"\\something new",
-       {before, std::nullopt}},
+       OpenFirst,
+       [](World& w) { return w.drive.Rename(kFirst, kNew, true, kProcess); },
+       kNew,
+       {kBefore, std::nullopt}},
       {"RenameOpenWritten",
        [](World& w) {
-         w.Open(u"\\the first file");
+         w.Open(kFirst);
          w.Write(w.handles[0], 0, "A");
        },
-       [](World& w) {
-         return w.drive.Rename(u"\\the first file", u"\\something new", true, kProcess);
-       },
-       u"\\something new",
-       {over(*before, 0, "A"), std::nullopt}},
+       [](World& w) { return w.drive.Rename(kFirst, kNew, true, kProcess); },
+       kNew,
+       {Over(kBefore, 0, "A"), std::nullopt}},
       {"RenameOpenReplacingOpen",
        [](World& w) {
-         w.Open(u"\\the first file");
-         w.Open(u"\\the second file");
+         w.Open(kFirst);
+         w.Open(kSecond);
        },
-       [](World& w) {
-         return w.drive.Rename(u"\\the first file", u"\\the second file", true, kProcess);
-       },
-       u"\\the second file",
-       {before, "another file"}},
+       [](World& w) { return w.drive.Rename(kFirst, kSecond, true, kProcess); },
+       kSecond,
+       {kBefore, "another file"}},
       {"RenameFolderOfOpen",
        [](World& w) { w.Open(u"\\the full folder\\inside"); },
-       [](World& w) {
-         return w.drive.Rename(u"\\the full folder", u"\\something new", true, kProcess);
-       },
+       [](World& w) { return w.drive.Rename(u"\\the full folder", kNew, true, kProcess); },
        u"\\something new\\inside",
        {"inside", std::nullopt}},
-      {"RenameFolder",
-       none,
-       [](World& w) {
-         return w.drive.Rename(u"\\the full folder", u"\\something new", true, kProcess);
-       },
-       u"\\the first file",
-       {before}},
-      {"BeginMapping",
-       open,
-       [](World& w) { return w.drive.BeginMapping(*w.handles[0]); },
-       u"\\the first file",
-       {before}},
-      {"EndMapping",
-       [](World& w) {
-         w.Open(u"\\the first file");
-         w.drive.BeginMapping(*w.handles[0]);
-       },
-       [](World& w) {
-         w.drive.EndMapping(*w.handles[0]);
-         return DriveError::kNone;
-       },
-       u"\\the first file",
-       {before}},
-      {"ViewContent",
-       open_large,
-       [](World& w) {
-         return w.drive.ViewContent(w.handles[0]) ? DriveError::kNone : DriveError::kIo;
-       },
-       u"\\the large file",
-       {large}},
+      {"RenameFolder", Nothing,
+       [](World& w) { return w.drive.Rename(u"\\the full folder", kNew, true, kProcess); }},
   };
+}
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> all;
+  for (const auto& group : {Looking(), Opening(), Reading(), Writing(), Resizing(), Sending(),
+                            Removing(), Renaming()}) {
+    all.insert(all.end(), group.begin(), group.end());
+  }
   return all;
 }
 
@@ -565,7 +422,7 @@ TEST_P(ScarceMemoryTest, NoAllocationThatFailsLosesContentOrNames) {
   for (size_t failing = 1; has_failed; ++failing) {
     ASSERT_LT(failing, 10'000U);
     SCOPED_TRACE("allocation " + std::to_string(failing));
-    World world(is_sync, operation.path == u"\\the large file");
+    World world(is_sync, operation.path == kLargeFile);
     operation.prepare(world);
     {
       const ScarceMemory scarce(failing);
@@ -577,7 +434,7 @@ TEST_P(ScarceMemoryTest, NoAllocationThatFailsLosesContentOrNames) {
       }
       has_failed = ScarceMemory::HasFailed();
     }
-    CheckContent(world, operation);
+    CheckContent(world, operation.path, operation.allowed);
     CheckNames(world);
     if (HasFailure()) return;
   }
