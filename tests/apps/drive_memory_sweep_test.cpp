@@ -399,12 +399,18 @@ std::vector<Operation> Renaming() {
   };
 }
 
-std::vector<Operation> Operations() {
+std::vector<Operation> MakeOperations() {
   std::vector<Operation> all;
   for (const auto& group : {Looking(), Opening(), Reading(), Writing(), Resizing(), Sending(),
                             Removing(), Renaming()}) {
     all.insert(all.end(), group.begin(), group.end());
   }
+  return all;
+}
+
+// Made once: they hold contents of some size, and each test's name asks for them.
+const std::vector<Operation>& Operations() {
+  static const std::vector<Operation> all = MakeOperations();
   return all;
 }
 
