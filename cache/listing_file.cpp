@@ -2,6 +2,7 @@
 
 #include "cache/entry_record.h"
 #include "cache/work_file.h"
+#include "config/guard.h"
 #include "platform/error.h"
 
 namespace zv {
@@ -24,10 +25,7 @@ StaleUnlessStored::StaleUnlessStored(TextView listing_file)
 StaleUnlessStored::~StaleUnlessStored() {
   if (stored_) return;
   const uint32_t code = LastError();  // of the change: it is still to be told
-  try {
-    RemoveFile(time_file_);
-  } catch (...) {
-  }
+  GuardedQuietly(false, [this] { return RemoveFile(time_file_); });
   SetLastError(code);
 }
 

@@ -40,6 +40,29 @@ void Nothing(World&) {}
 void OpenFirst(World& world) { world.Open(kFirst); }
 void OpenLarge(World& world) { world.Open(kLargeFile); }
 
+DriveError Keep(World& world, const DriveResult<OpenedFile>& opened) {
+  const AllocationsFail steady(false);
+  if (opened) world.handles.push_back(opened.value.file);
+  return opened.error;
+}
+
+DriveError ReadToEnd(FolderListing& listing) {
+  while (listing.At(1000)) {
+  }
+  return listing.error();
+}
+
+// What could not be sent for want of memory is sent by the host's later attempt.
+DriveError OrSentLater(World& world, const std::function<DriveError()>& sends) {
+  try {
+    return sends();
+  } catch (const std::bad_alloc&) {
+    const AllocationsFail steady(false);
+    world.drive.SendAgain(kFirst, true, kProcess);
+    throw;
+  }
+}
+
 std::vector<Operation> Looking() {
   return {
       {"LookDeep", Nothing,
@@ -62,55 +85,23 @@ std::vector<Operation> Looking() {
        },
        [](World& w) { return w.drive.List(u"\\").error; }},
       {"OpenFolder", Nothing,
-       [](World& w) {
-         const auto listing = w.drive.OpenFolder(u"\\the full folder");
-         while (listing->At(1000)) {
-         }
-         return listing->error();
-       }},
+       [](World& w) { return ReadToEnd(*w.drive.OpenFolder(u"\\the full folder")); }},
       {"OpenFolderFresh", [](World& w) { w.drive.List(u"\\the full folder"); },
-       [](World& w) {
-         const auto listing = w.drive.OpenFolder(u"\\the full folder");
-         while (listing->At(1000)) {
-         }
-         return listing->error();
-       }},
+       [](World& w) { return ReadToEnd(*w.drive.OpenFolder(u"\\the full folder")); }},
   };
 }
 
 std::vector<Operation> Opening() {
   return {
-      {"Open", Nothing,
-       [](World& w) {
-         const auto o = w.drive.Open(kFirst, false);
-         if (o) {
-           const AllocationsFail steady(false);
-           w.handles.push_back(o.value.file);
-         }
-         return o.error;
-       }},
+      {"Open", Nothing, [](World& w) { return Keep(w, w.drive.Open(kFirst, false)); }},
       {"OpenEmptying",
        Nothing,
-       [](World& w) {
-         const auto o = w.drive.Open(kFirst, true);
-         if (o) {
-           const AllocationsFail steady(false);
-           w.handles.push_back(o.value.file);
-         }
-         return o.error;
-       },
+       [](World& w) { return Keep(w, w.drive.Open(kFirst, true)); },
        kFirst,
        {kBefore, ""}},
       {"Create",
        Nothing,
-       [](World& w) {
-         const auto o = w.drive.Create(kNew);
-         if (o) {
-           const AllocationsFail steady(false);
-           w.handles.push_back(o.value.file);
-         }
-         return o.error;
-       },
+       [](World& w) { return Keep(w, w.drive.Create(kNew)); },
        kNew,
        {std::nullopt, ""}},
       {"BeginMapping", OpenFirst, [](World& w) { return w.drive.BeginMapping(*w.handles[0]); }},
@@ -234,13 +225,7 @@ std::vector<Operation> Resizing() {
       {"ResizePath",
        Nothing,
        [](World& w) {
-         try {
-           return w.drive.ResizePath(kFirst, 3, kProcess);
-         } catch (const std::bad_alloc&) {
-           const AllocationsFail steady(false);
-           w.drive.SendAgain(kFirst, true, kProcess);
-           throw;
-         }
+         return OrSentLater(w, [&] { return w.drive.ResizePath(kFirst, 3, kProcess); });
        },
        kFirst,
        {kBefore, kBefore.substr(0, 3)}},
@@ -304,14 +289,7 @@ std::vector<Operation> Sending() {
        [](World& w) {
          const FileHandle last = std::move(w.handles.back());
          w.handles.pop_back();
-         const std::weak_ptr<OpenFile> weak = last;
-         try {
-           return w.drive.Close(last, kProcess);
-         } catch (const std::bad_alloc&) {
-           const AllocationsFail steady(false);
-           w.drive.SendAgain(kFirst, true, kProcess);
-           throw;
-         }
+         return OrSentLater(w, [&] { return w.drive.Close(last, kProcess); });
        },
        kFirst,
        {Over(kBefore, 0, "A")}},
@@ -325,13 +303,7 @@ std::vector<Operation> Sending() {
          w.worker.RefuseUploads(false);
        },
        [](World& w) {
-         try {
-           return w.drive.SendAgain(kFirst, true, kProcess);
-         } catch (const std::bad_alloc&) {
-           const AllocationsFail steady(false);
-           w.drive.SendAgain(kFirst, true, kProcess);
-           throw;
-         }
+         return OrSentLater(w, [&] { return w.drive.SendAgain(kFirst, true, kProcess); });
        },
        kFirst,
        {Over(kBefore, 0, "A")}},

@@ -26,16 +26,16 @@ void SentTimes::Correct(TextView path, NodeInfo& info) {
 
 void SentTimes::Move(TextView from, TextView to) noexcept {
   Forget(to);
+  TextMap<Sent> moved;
   try {
-    TextMap<Sent> moved;
     for (const auto& [path, sent] : sent_) {
       if (IsWithin(path, from)) moved.emplace(Text(to).append(path.substr(from.size())), sent);
     }
-    Forget(from);
-    sent_.merge(moved);
   } catch (const std::bad_alloc&) {
-    Forget(from);
+    moved.clear();
   }
+  Forget(from);
+  sent_.merge(moved);
 }
 
 void SentTimes::Forget(TextView path) noexcept {

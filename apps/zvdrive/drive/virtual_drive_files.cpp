@@ -60,9 +60,9 @@ DriveResult<OpenedFile> VirtualDrive::Create(TextView path) {
 // True when the content is the one that was read here before. A file with unsent content is never
 // checked: the check may delete the only copy.
 DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
-  if (file.begins_anew || file.has_unsent || host_.IsUnsent(file.path)) {
+  const bool has_own = file.begins_anew || file.has_unsent;
+  if (has_own || host_.IsUnsent(file.path)) {
     // While the list of what waits cannot be read, a file whose content is not here counts, too.
-    const bool has_own = file.begins_anew || file.has_unsent;
     file.content_is_ours = has_own || host_.ContentWritten(file.path) != FileTime{};
     return false;
   }
