@@ -255,9 +255,9 @@ std::optional<ChannelReply> FakeWorker::Submit(DriveQueue queue, const RequestRe
     observer = observer_;
   }
   if (observer) observer(asked);
-  if (transfers_wait_ && while_waiting) {
-    while (while_waiting()) std::this_thread::yield();
-    return std::nullopt;
+  while (while_waiting && HoldsUp(queue)) {
+    if (!while_waiting()) return std::nullopt;
+    std::this_thread::yield();
   }
   if (asked.IsCompletion() && holds_completions_) {
     HoldUntilCancelled(asked, while_waiting);

@@ -85,7 +85,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void HoldCompletions() { holds_completions_ = true; }
   // So does the next restore.
   void HoldRestore() { holds_restore_ = true; }
-  // Completions and restores wait in line for as long as who asked wants to.
+  // What goes through the transfers' queue waits in line for as long as who asked wants to.
   void LetTransfersWait(bool wait) { transfers_wait_ = wait; }
   // Called on the asking thread before a request is served.
   void OnRequest(std::function<void(const AskedRequest&)> observer);
@@ -99,6 +99,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   int broken_walks() const { return broken_walks_; }
   std::vector<Text> Checked() const;    // CheckLastModified
   std::vector<Text> Cancelled() const;  // CancelTransfer
+  // How often somebody who waits was told to go on waiting.
+  int held_up() const { return held_up_; }
   int noted_listings() const { return noted_listings_; }
   void SetInterrupted(bool interrupted) { is_interrupted_ = interrupted; }
 
@@ -123,6 +125,13 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   bool IsOverdue(TextView path) override;
   void NoteListing() override { ++noted_listings_; }
   bool IsInterrupted() override { return is_interrupted_; }
+
+  // PlainChannel
+  bool HoldsUp(DriveQueue queue) const override {
+    const bool holds_up = transfers_wait_ && queue == DriveQueue::kTransfer;
+    if (holds_up) ++held_up_;
+    return holds_up;
+  }
 
  private:
   struct Node {
@@ -196,6 +205,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> holds_completions_ = false;
   std::atomic<bool> holds_restore_ = false;
   std::atomic<bool> transfers_wait_ = false;
+  mutable std::atomic<int> held_up_ = 0;
   std::atomic<bool> is_interrupted_ = false;
   std::atomic<int> noted_listings_ = 0;
   std::atomic<int> broken_walks_ = 0;

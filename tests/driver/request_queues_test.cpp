@@ -232,6 +232,19 @@ TEST_F(RequestRowTest, OneThatIsLetGoIsWithdrawn) {
   EXPECT_EQ(Fetch().major, 0xFFFFFFFFu);
 }
 
+TEST_F(RequestRowTest, OneThatIsWaitedForNoLongerGoesOnAllTheSame) {
+  const auto next = [](const ChannelReply&, RequestRecord&) { return false; };
+  const auto row = queues_.BeginRow(DriveQueue::kInfo, Request(MajorCode::kDelete), {}, next,
+                                    RowOrder::kAmongOthers);
+  EXPECT_FALSE(row->WaitWhile([] { return false; }));
+  EXPECT_FALSE(row->WaitWhile([]() -> bool { throw std::bad_alloc(); }));
+  Fetch();
+  EXPECT_FALSE(row->WaitWhile([] { return false; }));
+  Reply(0);
+  EXPECT_TRUE(row->WaitWhile([] { return false; }));
+  EXPECT_TRUE(row->Wait());
+}
+
 TEST_F(RequestRowTest, OneThatIsLetGoWhileItIsServedGoesNoFurther) {
   int replies = 0;
   const auto next = [&](const ChannelReply&, RequestRecord&) { return ++replies < 9; };

@@ -62,7 +62,7 @@ shows_pending() { "$zvdrive" pending | grep -q "^/$1 " || fail "pending: $("$zvd
 
 start_server
 set_account
-for name in cancelled interrupted unmounted; do echo old >"$files/$name"; done
+for name in cancelled interrupted unmounted behind; do echo old >"$files/$name"; done
 echo content >"$root/content"
 mount_drive
 ls "$drive" >/dev/null
@@ -76,8 +76,21 @@ wait "$writer_pid" && fail "the close says it is done"
 "$zvdrive" pending | grep -q '^/cancelled .*canceled$' || fail "pending: $("$zvdrive" pending)"
 "$zvdrive" cancel 2>/dev/null && fail "something is cancelled although nothing is transferred"
 
-step "so does a signal to the program that waits"
+# A program that waits behind the upload: it ends at a signal, and the upload goes on.
+ends_at_a_signal() {
+  "$@" 2>/dev/null &
+  local pid=$!
+  await "$1 does not wait for the drive" grep -qs request_wait_answer "/proc/$pid/wchan"
+  kill -TERM $pid
+  ends_soon $pid "$1"
+  kill -0 "$writer_pid" || fail "the upload ended with $1"
+}
+
+step "what waits behind one ends at a signal"
 write_file interrupted
+ends_at_a_signal cp "$root/content" "$drive/behind"
+
+step "a signal to the program that waits for it cancels it"
 kill -TERM "$writer_pid"  # a program in the background does not hear SIGINT
 ends_soon "$writer_pid" "the program that was interrupted"
 wait "$writer_pid" && fail "the close says it is done"

@@ -127,8 +127,10 @@ class DriveRequests::Block final : public BlockWrite {
     if (turn) row_->Wait();
   }
 
-  DriveError Wait() override {
-    for (int attempt = 1; row_->Wait() && !is_stored_ && attempt < kBlockAttempts; ++attempt) {
+  DriveError Wait(const WhileWaiting& while_waiting) override {
+    for (int attempt = 1;; ++attempt) {
+      if (while_waiting && !row_->WaitWhile(while_waiting)) return DriveError::kInterrupted;
+      if (!row_->Wait() || is_stored_ || attempt == kBlockAttempts) break;
       Begin();
     }
     return is_stored_ ? DriveError::kNone : DriveError::kIo;
@@ -166,15 +168,16 @@ std::unique_ptr<BlockWrite> DriveRequests::BeginWrite(TextView path, int64_t off
 }
 
 DriveError DriveRequests::Write(TextView path, int64_t offset, std::span<const std::byte> block,
-                                bool begin) {
-  return BeginWrite(path, offset, {.bytes = block, .keeper = {}}, begin)->Wait();
+                                bool begin, const WhileWaiting& while_waiting) {
+  return BeginWrite(path, offset, {.bytes = block, .keeper = {}}, begin)->Wait(while_waiting);
 }
 
-DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process) {
+DriveError DriveRequests::WriteEmptyFile(TextView path, TextView process,
+                                         const WhileWaiting& while_waiting) {
   RequestRecord record = MakeRecord(MajorCode::kBackup, MinorCode::kZeroBackup, path);
   record.SetProcessName(process);
-  const auto reply =
-      ReplyOf<TransferReply>(Submit(DriveQueue::kTransfer, record, {}, {}), IOCTL_BACKUP_REPLY);
+  const auto reply = ReplyOf<TransferReply>(
+      Submit(DriveQueue::kTransfer, record, {}, while_waiting), IOCTL_BACKUP_REPLY);
   return reply && reply->status == kTransferSuccess ? DriveError::kNone : DriveError::kIo;
 }
 
@@ -188,15 +191,17 @@ DriveError DriveRequests::Complete(TextView path, TextView process,
 }
 
 std::optional<StatusWord> DriveRequests::SubmitForStatus(DriveQueue queue,
-                                                         const RequestRecord& record) {
+                                                         const RequestRecord& record,
+                                                         const WhileWaiting& while_waiting) {
   const uint32_t code =
       queue == DriveQueue::kInfo ? IOCTL_NAMESPACE_REPLY : IOCTL_TRANSFER_STATUS_REPLY;
-  return ReplyOf<StatusWord>(Submit(queue, record, {}, {}), code);
+  return ReplyOf<StatusWord>(Submit(queue, record, {}, while_waiting), code);
 }
 
-DriveError DriveRequests::MakeFolder(TextView path) {
+DriveError DriveRequests::MakeFolder(TextView path, const WhileWaiting& while_waiting) {
   const auto status = SubmitForStatus(
-      DriveQueue::kTransfer, MakeRecord(MajorCode::kBackup, MinorCode::kCreateDirectory, path));
+      DriveQueue::kTransfer, MakeRecord(MajorCode::kBackup, MinorCode::kCreateDirectory, path),
+      while_waiting);
   return status == kNamespaceSuccess ? DriveError::kNone : DriveError::kIo;
 }
 

@@ -40,8 +40,9 @@ struct VolumeSize {
 class BlockWrite {
  public:
   virtual ~BlockWrite() = default;
-  // Waits until it is stored, or cannot be.
-  virtual DriveError Wait() = 0;
+  // Waits until it is stored, or cannot be. kInterrupted: it is still on its way, and while_waiting
+  // (may be empty) would rather not wait any longer.
+  virtual DriveError Wait(const WhileWaiting& while_waiting) = 0;
 };
 
 // Any thread.
@@ -72,14 +73,17 @@ class DriveRequests {
   // Begins to store one block. begin: the file begins anew with this block (offset 0 only).
   std::unique_ptr<BlockWrite> BeginWrite(TextView path, int64_t offset, const HandedBlock& block,
                                          bool begin);
-  // Stores one block and makes sure that it was stored.
-  DriveError Write(TextView path, int64_t offset, std::span<const std::byte> block, bool begin);
-  // A file without data.
-  DriveError WriteEmptyFile(TextView path, TextView process);
+  // Stores one block and makes sure that it was stored. kInterrupted: nobody knows, and
+  // while_waiting would rather not wait any longer.
+  DriveError Write(TextView path, int64_t offset, std::span<const std::byte> block, bool begin,
+                   const WhileWaiting& while_waiting = {});
+  // A file without data. while_waiting: as in Complete.
+  DriveError WriteEmptyFile(TextView path, TextView process,
+                            const WhileWaiting& while_waiting = {});
   // The file is complete; returns when the worker has done what it could to send it.
   DriveError Complete(TextView path, TextView process, const WhileWaiting& while_waiting);
 
-  DriveError MakeFolder(TextView path);
+  DriveError MakeFolder(TextView path, const WhileWaiting& while_waiting = {});
   // Folders with everything beneath them.
   DriveError Delete(TextView path, TextView process);
   // kExists when the target exists and replace is false.
@@ -89,7 +93,8 @@ class DriveRequests {
  private:
   std::optional<ChannelReply> Submit(DriveQueue queue, const RequestRecord& record,
                                      std::span<std::byte> into, const WhileWaiting& while_waiting);
-  std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record);
+  std::optional<StatusWord> SubmitForStatus(DriveQueue queue, const RequestRecord& record,
+                                            const WhileWaiting& while_waiting = {});
   class Block;
 
   RequestChannel& channel_;

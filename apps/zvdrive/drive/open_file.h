@@ -67,6 +67,9 @@ struct OpenFile {
   bool has_lost_block = false;
   // Made here and not sent yet: nobody else knows of it.
   bool is_new = false;
+  // Asked now and then while the operation under way waits for the worker; empty when it waits to
+  // the end.
+  WhileWaiting while_waiting;
   // Deleted from under its users: nothing of it is read or sent any more, its path may be another
   // file's.
   bool is_gone = false;

@@ -22,12 +22,17 @@ struct ChannelReply {
   size_t data_size = 0;                  // bytes that a restore put into `into`
 };
 
+// Called now and then on the thread that waits. False: it would rather not wait any longer.
+using WhileWaiting = std::function<bool()>;
+
 // Requests of which each is made from the reply to the one before it.
 class RequestRow {
  public:
   virtual ~RequestRow() = default;
   // Waits for the row's end. False: a reply did not come.
   virtual bool Wait() = 0;
+  // Waits for it no longer than the caller wants to. Whether it has ended.
+  virtual bool WaitWhile(const WhileWaiting& while_waiting) = 0;
 };
 
 // What a backup step hands over.
@@ -41,9 +46,6 @@ enum class RowOrder {
   kAmongOthers,  // each request waits in line, others may come in between
   kUnbroken,     // nothing of the queue comes between the first request and the last
 };
-
-// Called now and then on the thread that waits. False: it would rather not wait any longer.
-using WhileWaiting = std::function<bool()>;
 
 class RequestChannel {
  public:

@@ -38,6 +38,9 @@ struct DriveOptions {
   // How long a file's reads fail after one failed, or until it is opened again: the reads that were
   // on their way would start a download over that was cancelled or has just been given up.
   std::chrono::milliseconds failed_read_pause{5000};
+  // How long an operation waits for others before a signal to the program that asked ends it:
+  // signals that a program lives by do not disturb what takes its usual time.
+  std::chrono::milliseconds undisturbed{1000};
 };
 
 // The largest file that the worker serves rightly, bytes.
@@ -69,7 +72,8 @@ class VirtualDrive {
   DriveResult<VolumeSize> Volume() { return requests_.Volume(); }
 
   // --- files
-  // kInterrupted: it was in use by somebody else for longer than the asking program wanted to wait.
+  // kInterrupted, here and below: what went before it took longer than the asking program wanted to
+  // wait. Nothing is lost: it may be asked again.
   DriveResult<OpenedFile> Open(TextView path, bool empty_it);
   // kExists when it exists.
   DriveResult<OpenedFile> Create(TextView path);
@@ -161,8 +165,25 @@ class VirtualDrive {
   };
   std::vector<FileHandle> OpenWithin(TextView path) const;
 
+  // For what waits for others.
+  WhileWaiting UnlessDisturbed() const;
   // Waits for the others who use the file. Holds nothing when the asking program is interrupted.
   PatientLock LockUnlessInterrupted(OpenFile& file);
+  // Waits for the others who use the file, and lets what is done under the lock end early, too.
+  class PatientUse {
+   public:
+    PatientUse(const VirtualDrive& drive, OpenFile& file);
+    ~PatientUse();
+    PatientUse(const PatientUse&) = delete;
+    PatientUse& operator=(const PatientUse&) = delete;
+
+    // False: the asking program is interrupted.
+    explicit operator bool() const { return lock_.owns_lock(); }
+
+   private:
+    OpenFile& file_;
+    PatientLock lock_;
+  };
 
   // The following are called with the file's own mutex held.
   DriveResult<bool> BringUpToDate(OpenFile& file);
@@ -180,7 +201,6 @@ class VirtualDrive {
   // Hands a whole block on without waiting for it, once the one before it is settled.
   DriveError BeginStoring(OpenFile& file);
   DriveError SettleStoring(OpenFile& file);
-  void GiveUpBlock(OpenFile& file, const GatheredWrites& block);
   void GiveUpStored(OpenFile& file);
   // Afterwards the worker holds all that was written.
   DriveError StoreGathered(OpenFile& file);
@@ -198,8 +218,11 @@ class VirtualDrive {
   DriveError ResizeLocked(OpenFile& file, int64_t size);
 
   struct NameChange;
-  // Waits for what is read, sent or written at the path or beneath it just now.
-  void AwaitUsers(TextView path) const;
+  // Waits for what is read, sent or written at the path or beneath it just now. Whether that has
+  // ended.
+  bool AwaitUsers(TextView path, const WhileWaiting& while_waiting) const;
+  // To change the names. Holds nothing when the asking program is interrupted.
+  PatientLock AwaitTurn(std::span<const Text> names);
   bool IsInUse(TextView path) const;
   // Whether the target exists, when it may be replaced.
   DriveResult<bool> CheckTarget(const NodeInfo& source, TextView to, bool replace);
@@ -242,8 +265,8 @@ class VirtualDrive {
   int listings_ = 0;  // under way, each on a thread of its own
   std::condition_variable listing_ended_;
 
-  std::mutex walk_mutex_;    // one walk at a time
-  std::mutex rename_mutex_;  // one change of names at a time: it holds the mutexes of many files
+  std::mutex walk_mutex_;          // one walk at a time
+  std::timed_mutex rename_mutex_;  // one change of names at a time: it holds many files' mutexes
 };
 
 }  // namespace zv

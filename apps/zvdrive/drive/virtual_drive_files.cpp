@@ -40,6 +40,22 @@ PatientLock VirtualDrive::LockUnlessInterrupted(OpenFile& file) {
   return LockWhile(file.mutex, [this] { return !host_.IsInterrupted(); });
 }
 
+WhileWaiting VirtualDrive::UnlessDisturbed() const {
+  return [this, since = std::chrono::steady_clock::now()] {
+    return std::chrono::steady_clock::now() - since < options_.undisturbed ||
+           !host_.IsInterrupted();
+  };
+}
+
+VirtualDrive::PatientUse::PatientUse(const VirtualDrive& drive, OpenFile& file)
+    : file_(file), lock_(LockWhile(file.mutex, drive.UnlessDisturbed())) {
+  if (lock_) file.while_waiting = drive.UnlessDisturbed();
+}
+
+VirtualDrive::PatientUse::~PatientUse() {
+  if (lock_) file_.while_waiting = {};
+}
+
 DriveResult<OpenedFile> VirtualDrive::Create(TextView path) {
   for (;;) {
     const uint64_t names = AwaitNames(path);
@@ -104,7 +120,8 @@ void VirtualDrive::PauseReads(OpenFile& file) const {
 }
 
 DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span<std::byte> into) {
-  const std::lock_guard lock(file.mutex);
+  const PatientUse use(*this, file);
+  if (!use) return DriveError::kInterrupted;
   if (file.is_gone) return DriveError::kNotFound;
   if (const DriveError error = StoreGathered(file); error != DriveError::kNone) return error;
   const int64_t size = file.size;
@@ -114,7 +131,10 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
     return DriveError::kIo;
   }
   const auto count = ReadLocked(file, offset, into);
-  if (!count) PauseReads(file);
+  if (count) return count;
+  // Who gave up waiting is not all who read.
+  if (!file.while_waiting()) return DriveError::kInterrupted;
+  PauseReads(file);
   return count;
 }
 
@@ -125,13 +145,13 @@ DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offse
   if (offset == 0 && size < kWholeFileRead) {
     // A small file is read whole anyway: asked for like this it stays in the cache.
     std::vector<std::byte> whole(kWholeFileRead);
-    const auto count = requests_.Read(file.path, 0, whole);
+    const auto count = requests_.Read(file.path, 0, whole, file.while_waiting);
     if (!count) return count.error;
     if (count.value != static_cast<size_t>(size)) return DriveError::kIo;
     std::copy_n(whole.begin(), wanted, into.begin());
     return wanted;
   }
-  const auto count = requests_.Read(file.path, offset, into.first(wanted));
+  const auto count = requests_.Read(file.path, offset, into.first(wanted), file.while_waiting);
   if (!count) return count.error;
   // Fewer bytes than the file has: it changed meanwhile, and what came may be of either version.
   if (count.value != wanted) return DriveError::kIo;
@@ -161,8 +181,9 @@ DriveError VirtualDrive::BringContentIn(OpenFile& file) {
 
 // What cannot be waited for is no success, nor to be tried again by who has closed the file: kIo.
 DriveError VirtualDrive::Flush(OpenFile& file, TextView process) {
-  const PatientLock lock = LockUnlessInterrupted(file);
-  return lock ? Send(file, process) : DriveError::kIo;
+  const PatientUse use(*this, file);
+  const DriveError error = use ? Send(file, process) : DriveError::kInterrupted;
+  return error == DriveError::kInterrupted ? DriveError::kIo : error;
 }
 
 DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
@@ -179,10 +200,10 @@ DriveError VirtualDrive::Send(OpenFile& file, TextView process) {
 }
 
 DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
-  const DriveError sent =
-      requests_.WriteEmptyFile(file.path, sync_.EmptyFileProcess(file.path, process));
+  const DriveError sent = requests_.WriteEmptyFile(
+      file.path, sync_.EmptyFileProcess(file.path, process), file.while_waiting);
   // The step leaves old content in the cache.
-  const DriveError stored = requests_.Write(file.path, 0, {}, true);
+  const DriveError stored = requests_.Write(file.path, 0, {}, true, file.while_waiting);
   if (stored != DriveError::kNone) return stored;
   file.begins_anew = false;
   if (sent != DriveError::kNone) {

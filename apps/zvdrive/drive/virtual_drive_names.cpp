@@ -10,22 +10,15 @@ namespace zv {
 
 // For as long as it lives, nobody else opens or makes a file with one of the names or beneath.
 struct VirtualDrive::NameChange {
-  NameChange(VirtualDrive& whose, std::vector<Text> names) : drive(whose) {
-    // Waited for before the turn and not during it, in which other changes would wait with us. Who
-    // is used all the time has its turn all the same.
-    constexpr int kAttempts = 10;
-    for (int attempt = 1;; ++attempt) {
-      for (const Text& name : names) drive.AwaitUsers(name);
-      turn = std::unique_lock(drive.rename_mutex_);
-      const auto in_use = [this](const Text& name) { return drive.IsInUse(name); };
-      if (attempt == kAttempts || std::ranges::none_of(names, in_use)) break;
-      turn.unlock();
-    }
+  NameChange(VirtualDrive& whose, std::vector<Text> names)
+      : drive(whose), turn(drive.AwaitTurn(names)) {
+    if (!turn) return;
     const std::lock_guard lock(drive.mutex_);
     drive.changing_names_ = std::move(names);
     ++drive.name_changes_;
   }
   ~NameChange() {
+    if (!turn) return;
     {
       const std::lock_guard lock(drive.mutex_);
       drive.changing_names_.clear();
@@ -35,8 +28,11 @@ struct VirtualDrive::NameChange {
   NameChange(const NameChange&) = delete;
   NameChange& operator=(const NameChange&) = delete;
 
+  // False: the asking program is interrupted.
+  explicit operator bool() const { return turn.owns_lock(); }
+
   VirtualDrive& drive;
-  std::unique_lock<std::mutex> turn;
+  const PatientLock turn;
 };
 
 // What the drive notes of a rename, made before the worker is asked: once that has renamed it, the
@@ -47,8 +43,10 @@ struct VirtualDrive::NewNames {
   std::vector<Text> paths, keys;
 };
 
-void VirtualDrive::AwaitUsers(TextView path) const {
-  for (const FileHandle& file : OpenWithin(path)) const std::lock_guard ended(file->mutex);
+bool VirtualDrive::AwaitUsers(TextView path, const WhileWaiting& while_waiting) const {
+  return std::ranges::all_of(OpenWithin(path), [&](const FileHandle& file) {
+    return LockWhile(file->mutex, while_waiting).owns_lock();
+  });
 }
 
 bool VirtualDrive::IsInUse(TextView path) const {
@@ -57,8 +55,23 @@ bool VirtualDrive::IsInUse(TextView path) const {
   });
 }
 
+// Users are waited for before the turn and not during it, in which other changes would wait with
+// us. Who is used all the time has its turn all the same.
+PatientLock VirtualDrive::AwaitTurn(std::span<const Text> names) {
+  constexpr int kAttempts = 10;
+  const WhileWaiting while_waiting = UnlessDisturbed();
+  const auto in_use = [this](const Text& name) { return IsInUse(name); };
+  const auto is_free = [&](const Text& name) { return AwaitUsers(name, while_waiting); };
+  for (int attempt = 1;; ++attempt) {
+    if (!std::ranges::all_of(names, is_free)) return {};
+    PatientLock turn = LockWhile(rename_mutex_, while_waiting);
+    if (!turn || attempt == kAttempts || std::ranges::none_of(names, in_use)) return turn;
+  }
+}
+
 DriveError VirtualDrive::MakeFolder(TextView path) {
   const NameChange change(*this, {Text(path)});
+  if (!change) return DriveError::kInterrupted;
   if (const DriveError error = CheckAbsent(path); error != DriveError::kNone) return error;
   if (!Claim(path, true)) return DriveError::kNotUnique;
   // Without memory to ask it is not made.
@@ -74,7 +87,7 @@ DriveError VirtualDrive::MakeFolder(TextView path) {
 }
 
 DriveError VirtualDrive::AskMakeFolder(TextView path) {
-  const DriveError error = requests_.MakeFolder(path);
+  const DriveError error = requests_.MakeFolder(path, UnlessDisturbed());
   // A sync account's worker says so whatever came of it.
   return error == DriveError::kNone && sync_.is_sync() ? CheckListed(path) : error;
 }
@@ -109,6 +122,7 @@ DriveError VirtualDrive::CheckBystanders(TextView folder) {
 
 DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
   const NameChange change(*this, {Text(path)});
+  if (!change) return DriveError::kInterrupted;
   const auto info = Look(path);
   if (!info) return info.error;
   if (info.value.is_folder) return DriveError::kIsFolder;
@@ -118,6 +132,7 @@ DriveError VirtualDrive::RemoveFile(TextView path, TextView process) {
 DriveError VirtualDrive::RemoveFolder(TextView path, TextView process) {
   if (path == kDriveRoot) return DriveError::kNotPermitted;
   const NameChange change(*this, {Text(path)});
+  if (!change) return DriveError::kInterrupted;
   const auto info = Look(path);
   if (!info) return info.error;
   if (!info.value.is_folder) return DriveError::kNotFolder;
@@ -172,6 +187,7 @@ DriveResult<bool> VirtualDrive::CheckTarget(const NodeInfo& source, TextView to,
 DriveError VirtualDrive::Rename(TextView from, TextView to, bool replace, TextView process) {
   if (from == kDriveRoot || to == kDriveRoot) return DriveError::kNotPermitted;
   const NameChange change(*this, {Text(from), Text(to)});
+  if (!change) return DriveError::kInterrupted;
   const auto source = Look(from);
   if (!source) return source.error;
   if (from == to) return DriveError::kNone;

@@ -28,13 +28,13 @@ class Spool {
 }  // namespace
 
 DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, const Written& written) {
-  const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, offset, written);
+  const PatientUse use(*this, file);
+  return use ? WriteLocked(file, offset, written) : DriveError::kInterrupted;
 }
 
 DriveError VirtualDrive::Append(OpenFile& file, const Written& written) {
-  const std::lock_guard lock(file.mutex);
-  return WriteLocked(file, file.size, written);
+  const PatientUse use(*this, file);
+  return use ? WriteLocked(file, file.size, written) : DriveError::kInterrupted;
 }
 
 DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset, const Written& written) {
@@ -65,6 +65,12 @@ DriveError VirtualDrive::WriteLocked(OpenFile& file, int64_t offset, const Writt
 DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, const Written& written) {
   GatheredWrites& gathered = file.gathered;
   const bool is_whole = written.block && written.bytes.size() == kLargestBlock;
+  const bool fills_it = gathered.bytes().size() + written.bytes.size() == kLargestBlock;
+  // What may have to be waited for comes first: afterwards the bytes are taken.
+  DriveError error = DriveError::kNone;
+  if (file.begins_anew && offset != 0 && gathered.empty()) error = BeginAnew(file);
+  if (error == DriveError::kNone && fills_it) error = SettleStoring(file);
+  if (error != DriveError::kNone) return error;
   if (!gathered.block && !is_whole) gathered.block = std::make_shared<WriteBlock>();
   if (gathered.empty()) {
     gathered.offset = offset;
@@ -77,11 +83,10 @@ DriveError VirtualDrive::Gather(OpenFile& file, int64_t offset, const Written& w
     gathered.block->Append(written.bytes);
   }
   file.size = std::max(file.size.load(), gathered.end());
-  return gathered.bytes().size() == kLargestBlock ? BeginStoring(file) : DriveError::kNone;
+  return fills_it ? BeginStoring(file) : DriveError::kNone;
 }
 
 DriveError VirtualDrive::BeginStoring(OpenFile& file) {
-  if (file.begins_anew && file.gathered.offset != 0) return StoreGathered(file);
   if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
   std::swap(file.stored, file.gathered);
   file.gathered.Clear();
@@ -104,33 +109,26 @@ DriveError VirtualDrive::SettleStoring(OpenFile& file) {
   if (!file.storing) return DriveError::kNone;
   DriveError error = DriveError::kIo;
   try {
-    error = std::exchange(file.storing, nullptr)->Wait();
+    error = file.storing->Wait(file.while_waiting);
   } catch (const std::exception&) {
   }
+  if (error == DriveError::kInterrupted) return error;
+  file.storing = nullptr;
   if (error != DriveError::kNone) GiveUpStored(file);
   return error;
 }
 
 DriveError VirtualDrive::StoreGathered(OpenFile& file) {
-  if (const DriveError error = SettleStoring(file); error != DriveError::kNone) return error;
-  GatheredWrites& gathered = file.gathered;
-  if (gathered.empty()) return DriveError::kNone;
-  const DriveError error = StoreBlocks(file, gathered.offset, gathered.bytes());
-  if (error != DriveError::kNone) GiveUpBlock(file, gathered);
-  gathered.Clear();
-  return error;
-}
-
-void VirtualDrive::GiveUpBlock(OpenFile& file, const GatheredWrites& block) {
-  file.begins_anew = file.begins_anew || block.begins_anew;
-  file.size = block.size_before;
-  file.gathered.Clear();
-  Remember(file);
+  const DriveError error = file.gathered.empty() ? DriveError::kNone : BeginStoring(file);
+  return error == DriveError::kNone ? SettleStoring(file) : error;
 }
 
 void VirtualDrive::GiveUpStored(OpenFile& file) {
-  GiveUpBlock(file, file.stored);
+  file.begins_anew = file.begins_anew || file.stored.begins_anew;
+  file.size = file.stored.size_before;
+  file.gathered.Clear();
   file.stored.block.reset();  // the worker may still be at it
+  Remember(file);
 }
 
 DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
@@ -151,7 +149,8 @@ DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
 DriveError VirtualDrive::StoreBlock(OpenFile& file, int64_t offset,
                                     std::span<const std::byte> data) {
   MarkUnsent(file);
-  const DriveError error = requests_.Write(file.path, offset, data, file.begins_anew);
+  const DriveError error =
+      requests_.Write(file.path, offset, data, file.begins_anew, file.while_waiting);
   if (error == DriveError::kNone) file.begins_anew = false;
   return error;
 }
@@ -191,8 +190,8 @@ bool VirtualDrive::IsOnlyMapped(const OpenFile& file) {
 DriveError VirtualDrive::BeginAnew(OpenFile& file) { return StoreBlock(file, 0, {}); }
 
 DriveError VirtualDrive::Resize(OpenFile& file, int64_t size) {
-  const std::lock_guard lock(file.mutex);
-  return ResizeLocked(file, size);
+  const PatientUse use(*this, file);
+  return use ? ResizeLocked(file, size) : DriveError::kInterrupted;
 }
 
 void VirtualDrive::EmptyIt(OpenFile& file) {
@@ -229,12 +228,14 @@ DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
   std::vector<std::byte> block(kLargestBlock);
   for (int64_t offset = 0; offset < size;) {
     const auto count = static_cast<size_t>(std::min<int64_t>(size - offset, kLargestBlock));
-    const auto got = requests_.Read(file.path, offset, std::span(block).first(count));
+    const auto got =
+        requests_.Read(file.path, offset, std::span(block).first(count), file.while_waiting);
     if (!got) return got.error;
     if (got.value != count || !spool.Add(std::span(block).first(count))) return DriveError::kIo;
     offset += static_cast<int64_t>(count);
   }
   if (!spool.Rewind()) return DriveError::kIo;
+  file.while_waiting = {};  // half of it would be a loss
   const int64_t old_size = file.size;
   file.begins_anew = true;
   file.size = 0;

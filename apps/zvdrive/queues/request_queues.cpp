@@ -126,9 +126,9 @@ void RequestQueues::Abandon(Queue& queue, const PendingPtr& pending) {
 }
 
 // An exception from while_waiting counts as: stop waiting.
-bool RequestQueues::AskWaiter(const Question& question) noexcept {
+bool RequestQueues::AskWaiter(const WhileWaiting& while_waiting) noexcept {
   try {
-    return question.while_waiting();
+    return while_waiting();
   } catch (...) {
     return false;
   }
@@ -143,7 +143,7 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   while (!is_done() && Clock::now() < until) {
     if (question.while_waiting) {
       lock.unlock();
-      const bool goes_on = AskWaiter(question);
+      const bool goes_on = AskWaiter(question.while_waiting);
       lock.lock();
       if (!goes_on && std::erase(queue.requests, pending) > 0) {
         Finish(*pending, RequestEnd::kWithdrawn);
@@ -157,6 +157,20 @@ RequestEnd RequestQueues::Wait(Queue& queue, const PendingPtr& pending) {
   }
   if (!is_done()) Abandon(queue, pending);
   return pending->end;
+}
+
+bool RequestQueues::WaitWhile(Queue& queue, const PendingPtr& pending,
+                              const WhileWaiting& while_waiting) {
+  const auto is_done = [&] { return pending->done; };
+  std::unique_lock lock(queue.mutex);
+  bool goes_on = true;
+  while (goes_on && !is_done()) {
+    lock.unlock();
+    goes_on = AskWaiter(while_waiting);
+    lock.lock();
+    if (goes_on) pending->finished.wait_for(lock, kNowAndThen, is_done);
+  }
+  return is_done();
 }
 
 std::optional<ChannelReply> RequestQueues::Submit(DriveQueue queue, const RequestRecord& record,
@@ -185,6 +199,9 @@ class RequestQueues::Row final : public RequestRow {
   }
   void Begin(Question question) { pending_ = RequestQueues::Begin(queue_, std::move(question)); }
   bool Wait() override { return RequestQueues::Wait(queue_, pending_) == RequestEnd::kReplied; }
+  bool WaitWhile(const WhileWaiting& while_waiting) override {
+    return RequestQueues::WaitWhile(queue_, pending_, while_waiting);
+  }
 
  private:
   Queue& queue_;

@@ -119,8 +119,10 @@ class RequestQueues final : public RequestChannel {
   [[nodiscard]] static PendingPtr EndInFlight(Queue& queue, uint64_t file, RequestEnd end);
   static PendingPtr Begin(Queue& queue, Question question);
   static RequestEnd Wait(Queue& queue, const PendingPtr& pending);
+  // Whether it has ended.
+  static bool WaitWhile(Queue& queue, const PendingPtr& pending, const WhileWaiting& while_waiting);
   static void Abandon(Queue& queue, const PendingPtr& pending);
-  static bool AskWaiter(const Question& question) noexcept;
+  static bool AskWaiter(const WhileWaiting& while_waiting) noexcept;
   static bool HandOut(Queue& queue, uint64_t file, RequestRecord& record);
   static uint32_t Fetch(Queue& queue, uint64_t file, RequestRecord& record);
   static void HandBlockOver(Queue& queue, uint64_t file, TransferReply& transfer);
