@@ -90,6 +90,14 @@ Text CachedContentFile(TextView drive_path) {
   });
 }
 
+void DropCachedContent(TextView drive_path) {
+  GuardedQuietly(false, [&] {
+    const Text file = CacheNames().GetFileRecordName(ServerPath(drive_path));
+    RemoveFile(file + Text(kTimeFileSuffix));
+    return RemoveFile(file);
+  });
+}
+
 Text LastTransferTrouble(TextView name) {
   return GuardedQuietly(Text(), [&] {
     // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.

@@ -31,6 +31,8 @@ FileTime CachedContentTime(TextView drive_path);
 
 // The content file; empty while the cache holds no content of the file.
 Text CachedContentFile(TextView drive_path);
+// Removes it, and its time.
+void DropCachedContent(TextView drive_path);
 
 // The user log's last line about a transfer of this name that failed or is tried again; empty when
 // there is none. name: as the progress record has it.

@@ -26,6 +26,8 @@ std::optional<Seconds1601> WorkerHost::ContentTime(TextView path) {
 
 Text WorkerHost::ContentFile(TextView path) { return CachedContentFile(path); }
 
+void WorkerHost::DropContent(TextView path) { DropCachedContent(path); }
+
 FileTime WorkerHost::ContentWritten(TextView path) {
   const auto info = FindPath(CachedContentFile(path));
   return info ? info->last_write : FileTime{};

@@ -17,6 +17,7 @@ class WorkerHost final : public DriveHost {
   uint64_t ContentVersion(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   Text ContentFile(TextView path) override;
+  void DropContent(TextView path) override;
   FileTime ContentWritten(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;

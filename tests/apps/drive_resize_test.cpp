@@ -64,6 +64,34 @@ TEST_F(ResizeTest, AFileThatCannotBeReadIsNotShrunk) {
   ExpectOnServer(u"\\a", Pattern(60'000));
 }
 
+TEST_F(ResizeTest, ACutThatFailsInItsMidstIsGivenUpWhereTheServerHasTheFile) {
+  const std::string content = Pattern(3 * kLargestBlock);
+  worker_.PutFile(u"\\a", content);
+  const FileHandle file = OpenFileAt(u"\\a");
+  constexpr int64_t kKept = 2 * kLargestBlock + 5;
+  for (const int64_t fails_at : {int64_t{0}, int64_t{kLargestBlock}, int64_t{2 * kLargestBlock}}) {
+    worker_.FailStoring([&](const AskedRequest& asked) { return asked.offset == fails_at; });
+    EXPECT_EQ(drive_.Resize(*file, kKept), DriveError::kIo);
+    EXPECT_EQ(drive_.Look(u"\\a").value.size, static_cast<int64_t>(content.size()));
+    EXPECT_FALSE(worker_.IsUnsent(u"\\a"));
+    EXPECT_TRUE(ReadFrom(file, 0, content.size()) == content);
+  }
+  worker_.FailStoring({});
+  EXPECT_EQ(WriteTo(file, kKept, "x"), DriveError::kNone);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  ExpectOnServer(u"\\a", std::string(content).replace(kKept, 1, "x"));
+}
+
+TEST_F(ResizeTest, ACutByNameThatFailsSendsNothing) {
+  const std::string content = Pattern(60'000);
+  worker_.PutFile(u"\\a", content);
+  worker_.FailStoring([](const AskedRequest&) { return true; });
+  EXPECT_EQ(drive_.ResizePath(u"\\a", 10, kProcess), DriveError::kIo);
+  EXPECT_EQ(worker_.Count([](const AskedRequest& asked) { return asked.IsCompletion(); }), 0U);
+  EXPECT_FALSE(worker_.IsCached(u"\\a"));
+  ExpectOnServer(u"\\a", content);
+}
+
 TEST_F(ResizeTest, AGrownFileEndsInZeros) {
   worker_.PutFile(u"\\a", "abc");
   EXPECT_EQ(drive_.ResizePath(u"\\a", 6, kProcess), DriveError::kNone);

@@ -530,6 +530,11 @@ Text FakeWorker::ContentFile(TextView path) {
   return version == 0 ? Text() : Format(u"%s#%I64u", path, version);
 }
 
+void FakeWorker::DropContent(TextView path) {
+  const std::lock_guard lock(mutex_);
+  contents_.erase(Text(path));
+}
+
 void FakeWorker::PretendContentTime(Seconds1601 time) {
   const std::lock_guard lock(mutex_);
   content_time_ = time;

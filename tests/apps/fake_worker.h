@@ -118,6 +118,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void MarkSent(TextView path) override;
   // No real file; the name tells which version it is, too.
   Text ContentFile(TextView path) override;
+  void DropContent(TextView path) override;
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;

@@ -88,6 +88,10 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
     const AllocationsFail steady(false);
     return played_.IsOverdue(path);
   }
+  void DropContent(TextView path) override {
+    const AllocationsFail steady(false);
+    played_.DropContent(path);
+  }
   void NoteListing() override { played_.NoteListing(); }
   bool IsInterrupted() override { return played_.IsInterrupted(); }
 

@@ -71,6 +71,15 @@ TEST_F(HostServices, TheContentFileIsNamedWhileItIsThere) {
   EXPECT_EQ(File::Open(name, Access::kRead, Disposition::kOpenExisting).ReadAll(), "content");
 }
 
+TEST_F(HostServices, ContentThatIsDroppedLeavesNeitherFileNorTime) {
+  WriteContent(u"/Docs/a", "content");
+  WriteTime(u"/Docs/a", kEarly);
+  DropCachedContent(u"\\Docs\\a");
+  EXPECT_EQ(CachedContentFile(u"\\Docs\\a"), u"");
+  WriteContent(u"/Docs/a", "new");
+  EXPECT_EQ(CachedContentVersion(u"\\Docs\\a"), 0U);
+}
+
 TEST_F(HostServices, TheLastTroubleOfATransferIsItsWholeLine) {
   EXPECT_EQ(LastTransferTrouble(u"/a"), u"");
   WriteUserLine(u"Resuming upload of file /a [retry count 1, 0% transferred]. Reason: first");

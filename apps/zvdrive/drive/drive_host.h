@@ -22,6 +22,8 @@ class DriveHost {
   virtual std::optional<Seconds1601> ContentTime(TextView path) = 0;
   // Where the cached content lies; empty while none is.
   virtual Text ContentFile(TextView path) = 0;
+  // Removes the cached content, so that the server's is fetched anew.
+  virtual void DropContent(TextView path) = 0;
   // When the cached content was last written, by this machine's clock; zero while none is.
   virtual FileTime ContentWritten(TextView path) = 0;
   // Asks the transfer of this file to stop.

@@ -207,10 +207,17 @@ class VirtualDrive {
   DriveError StoreBlocks(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   DriveError StoreBlock(OpenFile& file, int64_t offset, std::span<const std::byte> data);
   void MarkUnsent(OpenFile& file);
+  // Takes that back.
+  void MarkSent(OpenFile& file);
   // Unsent for no other reason than that it may be changed past the drive, and it was not.
   bool IsOnlyMapped(const OpenFile& file);
   DriveError BeginAnew(OpenFile& file);
+  class Spool;
+  struct BeforeCut;
   DriveError Shrink(OpenFile& file, int64_t size);
+  DriveError SetAside(const OpenFile& file, int64_t size, Spool& spool);
+  DriveError StoreFrom(Spool& spool, OpenFile& file, int64_t size);
+  void GiveUpCut(OpenFile& file, const BeforeCut& before);
   DriveError SendWhole(OpenFile& file, TextView process);
   DriveError SendEmpty(OpenFile& file, TextView process);
   DriveError Send(OpenFile& file, TextView process);

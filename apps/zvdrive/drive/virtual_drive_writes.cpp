@@ -7,10 +7,9 @@
 #include "apps/zvdrive/drive/virtual_drive.h"
 
 namespace zv {
-namespace {
 
 // Bytes set aside while their file is made anew.
-class Spool {
+class VirtualDrive::Spool {
  public:
   Spool() : file_(std::tmpfile(), &std::fclose) {}
   bool Add(std::span<const std::byte> bytes) {
@@ -25,7 +24,10 @@ class Spool {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
 };
 
-}  // namespace
+struct VirtualDrive::BeforeCut {
+  int64_t size = 0;
+  bool was_unsent = false;
+};
 
 DriveError VirtualDrive::Write(OpenFile& file, int64_t offset, const Written& written) {
   const PatientUse use(*this, file);
@@ -161,6 +163,12 @@ void VirtualDrive::MarkUnsent(OpenFile& file) {
   file.unchanged_at.reset();  // there is a better reason now
 }
 
+void VirtualDrive::MarkSent(OpenFile& file) {
+  file.unchanged_at.reset();
+  file.has_unsent = false;
+  host_.MarkSent(file.path);
+}
+
 // Marked before anything can be changed: nobody sees a change through memory before it was made.
 DriveError VirtualDrive::BeginMapping(OpenFile& file) {
   const std::lock_guard lock(file.mutex);
@@ -178,9 +186,7 @@ DriveError VirtualDrive::BeginMapping(OpenFile& file) {
 void VirtualDrive::EndMapping(OpenFile& file) {
   const std::lock_guard lock(file.mutex);
   if (file.mappings == 0 || --file.mappings > 0 || !IsOnlyMapped(file)) return;
-  file.unchanged_at.reset();
-  file.has_unsent = false;
-  host_.MarkSent(file.path);
+  MarkSent(file);
 }
 
 bool VirtualDrive::IsOnlyMapped(const OpenFile& file) {
@@ -225,38 +231,60 @@ DriveError VirtualDrive::ResizeLocked(OpenFile& file, int64_t size) {
 DriveError VirtualDrive::Shrink(OpenFile& file, int64_t size) {
   if (const DriveError error = BringContentIn(file); error != DriveError::kNone) return error;
   Spool spool;
-  std::vector<std::byte> block(kLargestBlock);
-  for (int64_t offset = 0; offset < size;) {
-    const auto count = static_cast<size_t>(std::min<int64_t>(size - offset, kLargestBlock));
-    const auto got =
-        requests_.Read(file.path, offset, std::span(block).first(count), file.while_waiting);
-    if (!got) return got.error;
-    if (got.value != count || !spool.Add(std::span(block).first(count))) return DriveError::kIo;
-    offset += static_cast<int64_t>(count);
-  }
-  if (!spool.Rewind()) return DriveError::kIo;
+  if (const DriveError error = SetAside(file, size, spool); error != DriveError::kNone)
+    return error;
   file.while_waiting = {};  // half of it would be a loss
-  const int64_t old_size = file.size;
+  const BeforeCut before{.size = file.size, .was_unsent = file.has_unsent};
   file.begins_anew = true;
   file.size = 0;
   try {
-    while (file.size < size) {
-      const size_t count = spool.Take(block);
-      if (count == 0) return DriveError::kIo;
-      const DriveError error =
-          WriteLocked(file, file.size, std::as_bytes(std::span(block).first(count)));
-      if (error != DriveError::kNone) return error;
-    }
+    const DriveError error = StoreFrom(spool, file, size);
+    if (error != DriveError::kNone && !before.was_unsent) GiveUpCut(file, before);
+    return error;
   } catch (...) {
     // Until a block was handed over the content is what it was.
-    if (file.begins_anew) {
-      file.gathered.Clear();
-      file.begins_anew = false;
-      file.size = old_size;
-    }
+    if (!before.was_unsent || file.begins_anew) GiveUpCut(file, before);
     throw;
   }
-  return DriveError::kNone;
+}
+
+DriveError VirtualDrive::SetAside(const OpenFile& file, int64_t size, Spool& spool) {
+  std::vector<std::byte> block(kLargestBlock);
+  for (int64_t offset = 0; offset < size;) {
+    const auto count = static_cast<size_t>(std::min<int64_t>(size - offset, kLargestBlock));
+    const auto part = std::span(block).first(count);
+    const auto got = requests_.Read(file.path, offset, part, file.while_waiting);
+    if (!got) return got.error;
+    if (got.value != count || !spool.Add(part)) return DriveError::kIo;
+    offset += static_cast<int64_t>(count);
+  }
+  return spool.Rewind() ? DriveError::kNone : DriveError::kIo;
+}
+
+DriveError VirtualDrive::StoreFrom(Spool& spool, OpenFile& file, int64_t size) {
+  std::vector<std::byte> block(kLargestBlock);
+  while (file.size < size) {
+    const size_t count = spool.Take(block);
+    if (count == 0) return DriveError::kIo;
+    const DriveError error =
+        WriteLocked(file, file.size, std::as_bytes(std::span(block).first(count)));
+    if (error != DriveError::kNone) return error;
+  }
+  return StoreGathered(file);
+}
+
+// What the cache holds of the file must not pass for its content, which the server has.
+void VirtualDrive::GiveUpCut(OpenFile& file, const BeforeCut& before) {
+  SettleStoring(file);
+  file.gathered.Clear();
+  if (!before.was_unsent) {
+    host_.DropContent(file.path);
+    MarkSent(file);
+    file.content_is_ours = false;
+  }
+  file.begins_anew = false;
+  file.size = before.size;
+  Remember(file);
 }
 
 DriveError VirtualDrive::ResizePath(TextView path, int64_t size, TextView process) {
