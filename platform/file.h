@@ -87,9 +87,13 @@ struct FileInfo {
   FileTime last_write;
 };
 
-// What stands under the path; nullopt (and LastError()) when nothing does.
+// What stands under the path; nullopt (and LastError()) when nothing does, or the system does not
+// tell.
 std::optional<FileInfo> FindPath(TextView path);
-bool FileExists(TextView path);  // a file or a folder
+// Whether a file or a folder was seen there, and whether it was seen that there is none. Neither is
+// so when the system does not tell, for want of a right, of memory or of a sound disk.
+bool FileExists(TextView path);
+bool IsAbsent(TextView path);
 // All files and folders directly in a folder, "." and ".." left out, in no order. A missing folder
 // gives none.
 std::vector<FileInfo> ListFolder(TextView folder);

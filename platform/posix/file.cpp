@@ -53,8 +53,8 @@ int OpenFile(const std::string& path, int flags) {
 int OpenElsewhere(const NativePath& native, int flags, bool create) {
   Elsewhere elsewhere = LookElsewhere(native);
   if (elsewhere.found) return OpenFile(*elsewhere.found, flags);
-  errno = ENOENT;
-  if (!create) return -1;
+  errno = elsewhere.error;
+  if (!create || errno != ENOENT) return -1;
   const auto place = elsewhere.place ? std::move(elsewhere.place) : PlaceForNew(native);
   if (!place) return -1;
   const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(*place)), native.long_name);

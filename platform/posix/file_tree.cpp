@@ -51,18 +51,31 @@ struct Found {
   struct stat status;
 };
 
-std::optional<Found> Find(TextView path) {
-  const auto native = ToNativePath(path);
-  if (!native) return std::nullopt;
-  Found found{.path = native->path, .status = {}};
+// nullopt with LastError(): ENOENT when nothing is there, else why the system does not tell.
+std::optional<Found> Find(const NativePath& path) {
+  Found found{.path = path.path, .status = {}};
   if (::stat(found.path.c_str(), &found.status) == 0) return found;
-  if (auto elsewhere = LookElsewhere(*native).found) {
-    found.path = *std::move(elsewhere);
-    if (::stat(found.path.c_str(), &found.status) == 0) return found;
+  int error = errno;
+  if (MeansAbsent(error)) {
+    Elsewhere elsewhere = LookElsewhere(path);
+    error = elsewhere.error;
+    if (elsewhere.found) {
+      found.path = *std::move(elsewhere.found);
+      if (::stat(found.path.c_str(), &found.status) == 0) return found;
+      error = errno;
+    }
   }
-  SetLastError(ENOENT);
+  Fail(MeansAbsent(error) ? ENOENT : error);
   return std::nullopt;
 }
+
+std::optional<Found> Find(TextView path) {
+  const auto native = ToNativePath(path);
+  return native ? Find(*native) : std::nullopt;
+}
+
+// Whether Find, which has just found nothing, has seen that nothing is there.
+bool SawNothing() { return LastError() == ENOENT; }
 
 // Where a move or copy ends.
 struct Target {
@@ -76,7 +89,9 @@ std::optional<Target> FindTarget(TextView path) {
   if (!native) return std::nullopt;
   const auto place = PlaceForNew(*native);
   if (!place) return std::nullopt;
-  return Target{.place = *place, .long_name = native->long_name, .existing = Find(path)};
+  auto existing = Find(*native);
+  if (!existing && !SawNothing()) return std::nullopt;
+  return Target{.place = *place, .long_name = native->long_name, .existing = std::move(existing)};
 }
 
 enum class Replace { kNever, kAlways };
@@ -125,6 +140,11 @@ std::optional<FileInfo> FindPath(TextView path) {
 
 bool FileExists(TextView path) { return Find(path).has_value(); }
 
+bool IsAbsent(TextView path) {
+  const auto native = ToNativePath(path);
+  return !native || (!Find(*native) && SawNothing());
+}
+
 std::vector<FileInfo> ListFolder(TextView folder) {
   std::vector<FileInfo> list;
   const auto found = Find(folder);
@@ -169,6 +189,7 @@ bool CopyOver(TextView from, TextView to) {
   const auto source = Find(from);
   if (!source) return false;
   const auto target = Find(to);
+  if (!target && !SawNothing()) return false;
   if (target && target->path == source->path) return Fail(EBUSY);  // would empty the only copy
   File in = File::Open(from, Access::kRead, Disposition::kOpenExisting);
   if (!in) return false;

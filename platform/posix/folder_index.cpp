@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,9 +25,15 @@ DirStream OpenFolder(const std::string& folder) {
   return DirStream(::opendir(folder.c_str()), ::closedir);
 }
 
+// False, with errno, when the folder could not be read to its end.
 template <typename Visit>
-void ForEachName(const DirStream& stream, Visit visit) {
-  while (const dirent* entry = ::readdir(stream.get())) visit(entry->d_name);
+bool ForEachName(const DirStream& stream, Visit visit) {
+  while (true) {
+    errno = 0;
+    const dirent* entry = ::readdir(stream.get());
+    if (!entry) return errno == 0;
+    visit(entry->d_name);
+  }
 }
 
 using FolderKey = std::pair<dev_t, ino_t>;
@@ -138,8 +145,15 @@ class WatchedFolders {
     added->second.watch = watch;
     added->second.names.clear();
     by_watch_[watch] = added;
-    ForEachName(stream, [&](const char* name) { added->second.Add(name); });
-    return added;
+    if (ForEachName(stream, [&](const char* name) { added->second.Add(name); })) return added;
+    Drop(added);
+    return folders_.end();
+  }
+
+  void Drop(Folders::iterator folder) {
+    ::inotify_rm_watch(reports_.get(), folder->second.watch);
+    by_watch_.erase(folder->second.watch);
+    folders_.erase(folder);
   }
 
   void DropOldest() {
@@ -147,9 +161,7 @@ class WatchedFolders {
     for (auto it = folders_.begin(); it != folders_.end(); ++it) {
       if (it->second.last_use < oldest->second.last_use) oldest = it;
     }
-    ::inotify_rm_watch(reports_.get(), oldest->second.watch);
-    by_watch_.erase(oldest->second.watch);
-    folders_.erase(oldest);
+    Drop(oldest);
   }
 
   pid_t owner_ = 0;
@@ -168,8 +180,9 @@ std::optional<std::string> FindNameNoCase(const std::string& folder, std::string
   const auto names = watched.Get(folder);
   if (!names) return FindNameByReading(folder, name);
   const auto found = (*names)->names.find(FoldName(name));
-  if (found == (*names)->names.end()) return std::nullopt;
-  return found->second;
+  if (found != (*names)->names.end()) return found->second;
+  errno = ENOENT;
+  return std::nullopt;
 }
 
 std::optional<std::string> FindNameByReading(const std::string& folder, std::string_view name) {
@@ -177,9 +190,10 @@ std::optional<std::string> FindNameByReading(const std::string& folder, std::str
   if (!stream) return std::nullopt;
   const Text wanted = FoldName(name);
   std::optional<std::string> found;
-  ForEachName(stream, [&](const char* candidate) {
+  const bool whole = ForEachName(stream, [&](const char* candidate) {
     if (!found && FoldName(candidate) == wanted) found = candidate;
   });
+  if (!found && whole) errno = ENOENT;
   return found;
 }
 

@@ -20,6 +20,7 @@ bool PairsWithNext(TextView name, size_t i) {
   return (name[i] & 0xFC00) == 0xD800 && i + 1 < name.size() && (name[i + 1] & 0xFC00) == 0xDC00;
 }
 
+// False with errno.
 bool Exists(const std::string& path) {
   struct stat status;
   return ::stat(path.c_str(), &status) == 0;
@@ -65,17 +66,22 @@ bool AppendElement(TextView element, NativePath* out) {
 
 Elsewhere LookElsewhereUnder(std::string_view path, size_t root_size);
 
+// nullopt with errno.
 std::optional<std::string> FindUnder(const std::string& path, size_t root_size) {
   if (Exists(path)) return path;
-  return LookElsewhereUnder(path, root_size).found;
+  if (!MeansAbsent(errno)) return std::nullopt;
+  Elsewhere elsewhere = LookElsewhereUnder(path, root_size);
+  errno = elsewhere.error;
+  return std::move(elsewhere.found);
 }
 
 Elsewhere LookElsewhereUnder(std::string_view path, size_t root_size) {
-  if (path.size() <= root_size) return {};
+  Elsewhere elsewhere{.found = {}, .place = {}, .error = ENOENT};
+  if (path.size() <= root_size) return elsewhere;
   auto folder = FindUnder(std::string(FolderOf(path)), root_size);
-  if (!folder) return {};
-  Elsewhere elsewhere;
-  const auto name = FindNameNoCase(*folder, NameOf(path));
+  const auto name = folder ? FindNameNoCase(*folder, NameOf(path)) : std::nullopt;
+  if (!name && !MeansAbsent(errno)) elsewhere.error = errno;
+  if (!folder || elsewhere.error != ENOENT) return elsewhere;
   if (name) elsewhere.found = *folder + "/" + *name;
   elsewhere.place = (*std::move(folder)).append("/").append(NameOf(path));
   return elsewhere;
@@ -132,6 +138,8 @@ std::optional<NativePath> ToNativePath(TextView path) {
   return out;
 }
 
+bool MeansAbsent(int error) { return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG; }
+
 std::optional<std::string> FindOnDisk(const NativePath& path) {
   return FindUnder(path.path, path.root_size);
 }
@@ -149,7 +157,7 @@ std::optional<std::string> PlaceForNew(const NativePath& path) {
   if (path.is_root()) return root;
   const auto folder = FindUnder(std::string(FolderOf(path.path)), path.root_size);
   if (!folder) {
-    SetLastError(ENOENT);
+    SetLastError(static_cast<uint32_t>(errno));
     return std::nullopt;
   }
   return *folder + "/" + std::string(NameOf(path.path));

@@ -29,14 +29,18 @@ struct NativePath {
 std::optional<NativePath> ToNativePath(TextView path);
 
 // The same file or folder with every element as it stands on the disk: each that is not there
-// exactly is looked for case-blind. nullopt when it is not there (or the folder that should hold it
-// is not).
+// exactly is looked for case-blind. nullopt, with errno, when it is not there (ENOENT; or the
+// folder that should hold it is not) or the disk does not tell.
 std::optional<std::string> FindOnDisk(const NativePath& path);
+
+// Whether a failed look says that nothing is there. Any other failure tells nothing.
+bool MeansAbsent(int error);
 
 // What the disk has for a path that is not there exactly, as its caller has just seen.
 struct Elsewhere {
   std::optional<std::string> found;  // the path under another case
   std::optional<std::string> place;  // for a new file; nullopt when its folder is not there
+  int error = 0;                     // without found: ENOENT, or why the disk does not tell
 };
 Elsewhere LookElsewhere(const NativePath& path);
 

@@ -66,6 +66,23 @@ bool MoveWith(TextView from, TextView to, DWORD flags) {
   return true;
 }
 
+// Whether a failed look says that nothing is there, or can be. Any other failure tells nothing.
+bool MeansAbsent(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_NETPATH:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_FILENAME_EXCED_RANGE:
+    case ERROR_DIRECTORY:
+      return true;
+    default:
+      return false;
+  }
+}
+
 bool IsFolder(const std::wstring& path) {
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -101,6 +118,13 @@ std::optional<FileInfo> FindPath(TextView path) {
 bool FileExists(TextView path) {
   const auto native = ToNativePath(path);
   return native && ::GetFileAttributesW(native->path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool IsAbsent(TextView path) {
+  const auto native = ToNativePath(path);
+  if (!native) return true;
+  return ::GetFileAttributesW(native->path.c_str()) == INVALID_FILE_ATTRIBUTES &&
+         MeansAbsent(::GetLastError());
 }
 
 std::vector<FileInfo> ListFolder(TextView folder) {

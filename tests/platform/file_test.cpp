@@ -45,6 +45,16 @@ TEST_F(FileTest, OpenExistingTellsAFileWhoseFolderIsMissingApartFromOneItCannotO
   EXPECT_FALSE(is_absent()) << LastError();
 }
 
+TEST_F(FileTest, IsAbsentWhereNothingStandsOrCan) {
+  Put(u"file", "");
+  for (const TextView leaf : {u"none", u"none\\deeper", u"file\\deeper"}) {
+    EXPECT_TRUE(IsAbsent(folder_ / leaf)) << LastError();
+    EXPECT_FALSE(FileExists(folder_ / leaf));
+  }
+  EXPECT_FALSE(IsAbsent(folder_ / u"FILE"));
+  EXPECT_FALSE(IsAbsent(folder_.path()));
+}
+
 TEST_F(FileTest, OpenAlwaysMakesAMissingFileAndKeepsContents) {
   EXPECT_TRUE(Open(u"a", Access::kReadWrite, Disposition::kOpenAlways));
   EXPECT_EQ(Get(u"a"), "");

@@ -1,6 +1,7 @@
 // What is promised about Linux alone.
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -130,6 +131,54 @@ TEST_F(LinuxFileTest, FollowsManyFolders) {
   for (int i = 0; i < 200; ++i) {
     EXPECT_EQ(Get(FromUtf8(std::to_string(i)) + u"\\FILE"), std::to_string(i));
   }
+}
+
+TEST_F(LinuxFileTest, WhatTheSystemDoesNotTellIsNeitherThereNorAbsent) {
+  std::filesystem::create_symlink("loop", folder_.native() / "loop");
+  for (const TextView leaf : {u"loop", u"loop\\x", u"LOOP"}) {
+    EXPECT_FALSE(FileExists(folder_ / leaf));
+    EXPECT_FALSE(IsAbsent(folder_ / leaf));
+    EXPECT_FALSE(FindPath(folder_ / leaf));
+    EXPECT_EQ(LastError(), static_cast<uint32_t>(ELOOP));
+  }
+  EXPECT_TRUE(IsAbsent(folder_ / Text(5000, u'x')));
+}
+
+// While it lives, this process can open nothing more.
+class NoFilesLeft {
+ public:
+  NoFilesLeft() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    rlimit limit = before_;
+    limit.rlim_cur = 0;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~NoFilesLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  NoFilesLeft(const NoFilesLeft&) = delete;
+  NoFilesLeft& operator=(const NoFilesLeft&) = delete;
+
+ private:
+  rlimit before_;
+};
+
+TEST_F(LinuxFileTest, ANameUnderAnotherCaseIsNotAbsentWhereItsFolderCannotBeRead) {
+  std::ofstream(folder_.native() / "name") << "old";
+  std::ofstream(folder_.native() / "new") << "new";
+  const Text other_case = folder_ / u"NAME";
+  {
+    const NoFilesLeft none;
+    const auto told = [] { return LastError() == static_cast<uint32_t>(EMFILE); };
+    EXPECT_FALSE(IsAbsent(other_case));
+    EXPECT_FALSE(FindPath(other_case));
+    EXPECT_TRUE(told()) << LastError();
+    EXPECT_FALSE(File::Open(other_case, Access::kRead, Disposition::kOpenExisting));
+    EXPECT_TRUE(told()) << LastError();
+    EXPECT_FALSE(MoveOver(folder_ / u"new", other_case));
+    EXPECT_TRUE(told()) << LastError();
+  }
+  EXPECT_EQ(CountNative(), 2u);
+  EXPECT_TRUE(MoveOver(folder_ / u"new", other_case));
+  EXPECT_EQ(CountNative(), 1u);
 }
 
 TEST_F(LinuxFileTest, UnpairedSurrogatesComeBackAsTheyWent) {
