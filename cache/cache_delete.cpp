@@ -29,7 +29,7 @@ TextView TakeJournalLine(TextView* rest) {
 void RemoveIfThere(TextView file) {
   if (RemoveFile(file)) return;
   const uint32_t code = LastError();
-  if (!FileExists(file)) return;
+  if (IsAbsent(file)) return;
   SetLastError(code);
   ThrowLastError(ErrorKind::kFile);
 }

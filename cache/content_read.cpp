@@ -16,7 +16,7 @@ constexpr uint32_t kSmallRead = 51200;
 // stays as it is in the face of renames, which take the lock while a waiting file gets its new
 // name.
 bool HoldsOnlyCopy(const PendingUploads& pending, TextView path, TextView content_file) {
-  return pending.Contains(ReplaceAll(path, u'\\', u'/')) && FileExists(content_file);
+  return pending.Contains(ReplaceAll(path, u'\\', u'/')) && !IsAbsent(content_file);
 }
 
 // As PendingUploads::Contains, but lack of memory goes through: who is to add what is not there
@@ -190,14 +190,14 @@ bool CCache::CacheFile(const TransferRequest& request) {
 bool CCache::NoteBeingWritten(const TransferRequest& block) {
   if (unsent_path_ == block.path) return true;
   const Text time_file = names_.GetFileRecordName(block.path) + Text(kTimeFileSuffix);
-  if (FileExists(time_file)) {
+  if (!IsAbsent(time_file)) {
     // A block without data empties the content of a file that was made empty: nothing follows it.
     const bool follows = block.length > 0;
     if (follows && !IsOnList(pending_, block.path) &&
         !SetPending(block.path, PendingKind::kBeingWritten, u"")) {
       return false;
     }
-    RemoveFile(time_file);
+    if (!RemoveFile(time_file) && !IsAbsent(time_file)) ThrowLastError(ErrorKind::kFile);
   }
   unsent_path_ = block.path;
   return true;

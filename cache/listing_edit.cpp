@@ -105,7 +105,7 @@ bool CCache::UpdateCacheFileList(TextView path, const FindData& information) {
           return false;
         }
         const Text own_listing = names_.GetDirRecordName(path);
-        if (is_folder && !FileExists(own_listing)) WriteRootLines(own_listing);
+        if (is_folder && IsAbsent(own_listing)) WriteRootLines(own_listing);
         return true;
       },
       TraceFileFailure(u"%s", u"Exception while updating cache file list!"));

@@ -221,10 +221,14 @@ bool PendingUploads::RemoveTree(TextView path, TextView except) {
   });
 }
 
-// Whether a content file stands under the path that is not also the other path's.
+// Whether a content file stands under the path that is not also the other path's. Throws where
+// that cannot be told.
 bool PendingUploads::HasOwnContent(TextView path, TextView other_path) const {
   const Text content = names_.GetFileRecordName(path);
-  return !EqualsNoCase(content, names_.GetFileRecordName(other_path)) && FileExists(content);
+  if (EqualsNoCase(content, names_.GetFileRecordName(other_path))) return false;
+  if (IsAbsent(content)) return false;
+  if (!FileExists(content)) ThrowLastError(ErrorKind::kFile);
+  return true;
 }
 
 bool PendingUploads::AddRenamed(TextView old_path, TextView new_path) {

@@ -28,7 +28,7 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
         const Text server_path = ReplaceAll(path, u'\\', u'/');
         const Text content_file = names_.GetFileRecordName(server_path);
         // A folder that was renamed as a save is ("notes" to "notes.v2") keeps its record.
-        const bool has_content = FileExists(content_file);
+        const bool has_content = !IsAbsent(content_file);
         if (!has_content && IsListedFolder(server_path)) return true;
         bool sent = true;
         bool stored = false;
@@ -70,7 +70,7 @@ bool CCache::SendContent(TextView path, const Text& content_file, bool has_conte
 bool CCache::SyncUpload(TextView path, const Text& content_file) {
   unsent_path_.clear();
   const SyncAccount account = ReadSyncAccount(SyncTrim::kAll);
-  if (FileExists(content_file)) SetPending(path, PendingKind::kContent, u"");
+  if (!IsAbsent(content_file)) SetPending(path, PendingKind::kContent, u"");
   const auto taken = HandOver(path, account, &content_file);
   if (taken.value_or(false)) {
     SetStored(path);
@@ -102,7 +102,7 @@ bool CCache::StageContent(TextView path, const Text& content_file, const Text& s
   const Text reason = GetLastErrorText();
   trace_log_.WriteLog(LogLevel::kError, u"Error copying file %s to %s. ErrorCode: %d", content_file,
                       staged, code);
-  if (!FileExists(content_file)) return RemoveFile(staged) || !FileExists(staged);
+  if (IsAbsent(content_file)) return RemoveFile(staged) || IsAbsent(staged);
   SetPending(path, PendingKind::kContent, reason);
   return false;
 }
@@ -128,7 +128,10 @@ bool CCache::RecordContent(TextView path, const Text& content_file) {
   const auto content = FindPath(content_file);
   if (!content) {
     const Text reason = GetLastErrorText();
-    EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = {}});
+    // What the system does not tell of is still there for all that is known.
+    if (IsAbsent(content_file)) {
+      EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = {}});
+    }
     trace_log_.WriteLog(LogLevel::kError, u"Unable to find file %s, Reason: %s", content_file,
                         reason);
     return false;
