@@ -180,6 +180,7 @@ class CCache {
   bool FindRecord(TextView text, TextView path, DirectoryEntry* entry);
 
   // --- contents
+  File OpenContent(TextView path, TextView content_file);
   bool ReadFromContent(TransferRequest& request, File& file, const Text& content_file);
   bool ReadFromServer(TransferRequest& request);
   bool DownloadContent(TextView path, const Text& content_file);

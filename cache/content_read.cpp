@@ -36,12 +36,12 @@ bool CCache::ReadCachedFile(TransferRequest& request) {
       false,
       [&] {
         const Text content_file = names_.GetFileRecordName(request.path);
-        File file = File::Open(content_file, Access::kRead, Disposition::kOpenExisting);
+        File file = OpenContent(request.path, content_file);
         if (!file && !FileExists(content_file)) {
           const bool small = request.offset == 0 && request.length < kSmallRead;
           if (!ReadIsSync() && small) return FillDataFromServer(request);
           if (!CacheRestoreFile(request.path)) return false;
-          file = File::Open(content_file, Access::kRead, Disposition::kOpenExisting);
+          file = OpenContent(request.path, content_file);
         }
         if (file) return ReadFromContent(request, file, content_file);
 
@@ -55,6 +55,18 @@ bool CCache::ReadCachedFile(TransferRequest& request) {
         return false;
       },
       LogKnownFailure(u"Exception while reading cached file!"));
+}
+
+// What does not open may be had from the server, or reads as nothing. Throws where neither may be:
+// for the only copy, and when the system gave out.
+File CCache::OpenContent(TextView path, TextView content_file) {
+  File file = File::Open(content_file, Access::kRead, Disposition::kOpenExisting);
+  if (file) return file;
+  const uint32_t code = LastError();
+  const bool fails = IsSystemFailure(code) || HoldsOnlyCopy(pending_, path, content_file);
+  SetLastError(code);
+  if (fails) ThrowLastError(ErrorKind::kFile);
+  return file;
 }
 
 bool CCache::ReadFromContent(TransferRequest& request, File& file, const Text& content_file) {

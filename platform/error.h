@@ -43,6 +43,10 @@ extern const uint32_t kErrorPathNotFound;  // a folder on the way to the file is
 extern const uint32_t kErrorAlreadyExists;
 extern const uint32_t kErrorDiskFull;
 
+// Whether the code says that the system itself gave out (no memory, too many open files, a disk
+// that fails), which tells nothing of the file that was asked for.
+bool IsSystemFailure(uint32_t code);
+
 // Codes of the internet client.
 constexpr bool IsInternetCode(uint32_t code) { return code >= 12000 && code < 13000; }
 

@@ -72,6 +72,11 @@ const uint32_t kErrorPathNotFound = ENOTDIR;
 const uint32_t kErrorAlreadyExists = EEXIST;
 const uint32_t kErrorDiskFull = ENOSPC;
 
+bool IsSystemFailure(uint32_t code) {
+  constexpr uint32_t kCodes[] = {EIO, EINTR, ENOMEM, EMFILE, ENFILE};
+  return std::ranges::find(kCodes, code) != std::end(kCodes);
+}
+
 uint32_t LastError() { return last_error; }
 void SetLastError(uint32_t code) { last_error = code; }
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "platform/win32/wide.h"
@@ -19,6 +20,18 @@ const uint32_t kErrorFileNotFound = ERROR_FILE_NOT_FOUND;
 const uint32_t kErrorPathNotFound = ERROR_PATH_NOT_FOUND;
 const uint32_t kErrorAlreadyExists = ERROR_ALREADY_EXISTS;
 const uint32_t kErrorDiskFull = ERROR_DISK_FULL;
+
+bool IsSystemFailure(uint32_t code) {
+  constexpr uint32_t kCodes[] = {ERROR_TOO_MANY_OPEN_FILES,
+                                 ERROR_NOT_ENOUGH_MEMORY,
+                                 ERROR_OUTOFMEMORY,
+                                 ERROR_NO_SYSTEM_RESOURCES,
+                                 ERROR_COMMITMENT_LIMIT,
+                                 ERROR_NOT_ENOUGH_QUOTA,
+                                 ERROR_CRC,
+                                 ERROR_IO_DEVICE};
+  return std::ranges::find(kCodes, code) != std::end(kCodes);
+}
 
 uint32_t LastError() { return ::GetLastError(); }
 void SetLastError(uint32_t code) { ::SetLastError(code); }

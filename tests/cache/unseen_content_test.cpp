@@ -1,4 +1,6 @@
 // Content of which the system does not tell whether it is there. It may be the only copy.
+#include <sys/resource.h>
+
 #include <filesystem>
 
 #include "platform/posix/native_path.h"
@@ -64,6 +66,27 @@ TEST_F(UnseenContent, WithATimeThatCannotBeSeenTakesNoBlock) {
   PutUnseen(Names().GetTimeFileName(u"/f"));
   EXPECT_FALSE(Store(u"/f", "new"));
   EXPECT_EQ(Content(u"/f"), "content");
+}
+
+TEST_F(UnseenContent, FailsAReadInsteadOfTheServersOldBytes) {
+  account_.AddFile("/f", "the server's", kEarly);
+  Wait(u"/f");
+  EXPECT_FALSE(Read(u"/f", 0, 5).done);
+  EXPECT_EQ(account_.Count("GET"), 0U);
+}
+
+TEST_F(UnseenContent, OfASystemWithoutOpenFilesFailsARead) {
+  WriteContent(u"/f", "content");
+  cache();
+  rlimit before;
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  const bool done = Read(u"/f", 0, 7).done;
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_FALSE(done);
+  EXPECT_EQ(Read(u"/f", 0, 7).bytes, "content");
 }
 
 class UnseenSyncContent : public SyncTest {};
