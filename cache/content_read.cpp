@@ -190,7 +190,7 @@ bool CCache::CacheFile(const TransferRequest& request) {
         // Positions are 32 bits wide, signed.
         file.Seek(static_cast<int32_t>(request.offset));
         file.Write(request.buffer, request.length);
-        file.Flush();
+        file.CloseWritten();
         return true;
       },
       [&](const Failure&) { trace_log_.WriteTraceText(u"Exception while Caching file!"); });

@@ -10,6 +10,18 @@ namespace {
 
 constexpr size_t kPage = 4096;  // bytes
 
+// Writes at the end of a listing, whole or not at all.
+template <typename Write>
+void WriteWhole(File& file, int64_t end, Write write) {
+  try {
+    write();
+    file.CloseWritten();
+  } catch (...) {
+    if (file) file.SetSize(end);
+    throw;
+  }
+}
+
 std::recursive_mutex& ListingMutex() {
   static std::recursive_mutex mutex;
   return mutex;
@@ -49,6 +61,7 @@ bool ReplaceListing(const CacheNames& names, TextView listing_file, TextView tex
   RemoveFile(Text(listing_file) + Text(kTimeFileSuffix));
   file.SetSize(0);
   file.Write(bytes);
+  file.CloseWritten();
   return true;
 }
 
@@ -59,7 +72,7 @@ bool ExtendListing(const CacheNames& names, TextView listing_file, File file, Te
   // Within a page of its memory the system writes all or nothing, even when this process is killed.
   const bool in_one_page = end % kPage + records.size() * sizeof(char16_t) <= kPage;
   if (in_one_page && !text.empty() && file.Size() == static_cast<int64_t>(end)) {
-    file.Append(ToUtf16LeBytes(records));
+    WriteWhole(file, static_cast<int64_t>(end), [&] { file.Append(ToUtf16LeBytes(records)); });
     return true;
   }
   file.Close();  // not every system replaces a file that is open
@@ -71,6 +84,7 @@ bool WriteRootLines(TextView listing_file) {
   File file = File::Open(listing_file, Access::kReadWrite, Disposition::kCreateAlways);
   if (!file) return false;
   file.Write(RootLineBytes());
+  file.CloseWritten();
   return true;
 }
 
@@ -78,9 +92,11 @@ bool AppendToListing(TextView listing_file, TextView records, Disposition dispos
   const ListingLock lock;
   File file = File::Open(listing_file, Access::kReadWrite, disposition);
   if (!file) return false;
-  file.Seek(file.Size() & ~int64_t{1});
-  file.Write(ToUtf16LeBytes(records));
-  file.Flush();
+  const int64_t end = file.Size() & ~int64_t{1};
+  WriteWhole(file, end, [&] {
+    file.Seek(end);
+    file.Write(ToUtf16LeBytes(records));
+  });
   return true;
 }
 

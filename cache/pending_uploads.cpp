@@ -64,9 +64,12 @@ TextView TakeUntil(TextView* rest, TextView end_mark) {
   return part;
 }
 
+// Without a path when it was cut off within one, which may look like another file's.
 PendingUpload ParseLine(TextView line) {
+  constexpr int kFieldEnds = 3;
   const TextView end_mark(&kFieldEnd, 1);
   PendingUpload upload;
+  if (std::ranges::count(line, kFieldEnd) < kFieldEnds) return upload;
   const int32_t kind = ParseInt32(TakeUntil(&line, end_mark));
   for (const PendingKind known :
        {PendingKind::kEmpty, PendingKind::kCacheOnly, PendingKind::kBeingWritten}) {
@@ -130,8 +133,10 @@ bool PendingUploads::Append(File file, const PendingUpload& upload) const {
   if (!file && MakeFolders(names_.work_folder())) {
     file = File::Open(FileName(), Access::kReadWrite, Disposition::kOpenAlways);
   }
-  if (file) file.Append(ToUtf16LeBytes(FormatLine(upload)));
-  return file.is_open();
+  if (!file) return false;
+  file.Append(ToUtf16LeBytes(FormatLine(upload)));
+  file.CloseWritten();
+  return true;
 }
 
 // change: takes the list; what of it is to be written then.

@@ -63,7 +63,15 @@ bool WriteJournal(TextView journal, TextView line) {
     file = File::Open(path, Access::kWrite, Disposition::kCreateAlways);
   }
   if (!file) return false;
-  file.Write(ToUtf16LeBytes(Text(line) + u"\r\n"));
+  try {
+    file.Write(ToUtf16LeBytes(Text(line) + u"\r\n"));
+    file.CloseWritten();
+  } catch (...) {
+    // Half a path may be another one.
+    file.Close();
+    RemoveFile(path);
+    throw;
+  }
   return true;
 }
 

@@ -92,7 +92,7 @@ bool ReplaceFileWhole(const CacheNames& names, TextView path, std::string_view b
   }
   try {
     file.Write(bytes);
-    file.Close();
+    file.CloseWritten();
     if (MoveOver(scratch, path)) return true;
   } catch (...) {
     file.Close();

@@ -74,6 +74,9 @@ class File {
   // another's, of any process. Keeps nobody from reading or writing. Needs kWrite or kReadWrite.
   bool Claim();
   void Close();
+  // The same for a file that was written. Throws where the system tells only now that it cannot
+  // keep what was written: a disk behind a network may be full.
+  void CloseWritten();
 
  private:
   explicit File(intptr_t handle) : handle_(handle) {}

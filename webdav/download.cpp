@@ -252,7 +252,16 @@ bool CWebDAV::ReceiveBody(Download& download) {
     }
   }
   WriteReceived(download);
+  CloseWritten(download);
   return FinishDownload(download);
+}
+
+// What the system took and cannot keep counts as not received: nobody knows how much it is.
+void CWebDAV::CloseWritten(Download& download) {
+  const int64_t downloaded = download.downloaded;
+  download.StartOver();
+  download.file.CloseWritten();
+  download.downloaded = downloaded;
 }
 
 // What cannot be written counts as not received.

@@ -193,6 +193,7 @@ class CWebDAV {
   bool PublishDownload(const Download& download);
   bool CancelDownload(Download& download);
   void WriteReceived(Download& download);
+  void CloseWritten(Download& download);
   void KeepReceived(Download& download);
   bool ReportFailedGet(Download& download);
   bool ReportFailedRead(const Download& download);

@@ -183,4 +183,10 @@ void File::Close() {
   if (is_open()) ::close(static_cast<int>(std::exchange(handle_, kClosed)));
 }
 
+void File::CloseWritten() {
+  if (!is_open()) return;
+  // Where it was interrupted the descriptor is free all the same.
+  CheckErrno(::close(static_cast<int>(std::exchange(handle_, kClosed))) == 0 || errno == EINTR);
+}
+
 }  // namespace zv

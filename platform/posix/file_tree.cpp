@@ -109,9 +109,17 @@ bool Move(const Found& from, const Target& to, const std::string& place, Replace
   return true;
 }
 
-void CopyBytes(File* in, File* out) {
-  std::vector<char> buffer(size_t{256} * 1024);
-  while (const size_t got = in->Read(buffer.data(), buffer.size())) out->Write(buffer.data(), got);
+// Leaves nothing where the copy breaks off.
+bool CopyBytes(File in, File out, TextView to, std::vector<char>& buffer) {
+  try {
+    while (const size_t got = in.Read(buffer.data(), buffer.size())) out.Write(buffer.data(), got);
+    out.CloseWritten();
+    return true;
+  } catch (const Error& error) {
+    out.Close();
+    RemoveFile(to);
+    return Fail(static_cast<int>(error.code()));
+  }
 }
 
 bool CopyTime(const Found& from, TextView to) {
@@ -193,17 +201,11 @@ bool CopyOver(TextView from, TextView to) {
   if (target && target->path == source->path) return Fail(EBUSY);  // would empty the only copy
   File in = File::Open(from, Access::kRead, Disposition::kOpenExisting);
   if (!in) return false;
+  // Had before the target is emptied.
+  std::vector<char> buffer(size_t{256} * 1024);
   File out = File::Open(to, Access::kWrite, Disposition::kCreateAlways);
   if (!out) return false;
-  try {
-    CopyBytes(&in, &out);
-  } catch (const Error& error) {
-    out.Close();
-    RemoveFile(to);
-    return Fail(static_cast<int>(error.code()));
-  }
-  out.Close();
-  return CopyTime(*source, to);
+  return CopyBytes(std::move(in), std::move(out), to, buffer) && CopyTime(*source, to);
 }
 
 bool RemoveFile(TextView path) {

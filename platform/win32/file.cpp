@@ -178,4 +178,8 @@ void File::Close() {
   if (is_open()) ::CloseHandle(ToHandle(std::exchange(handle_, kClosed)));
 }
 
+void File::CloseWritten() {
+  if (is_open()) Check(::CloseHandle(ToHandle(std::exchange(handle_, kClosed))));
+}
+
 }  // namespace zv

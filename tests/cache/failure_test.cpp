@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <new>
 
+#include "cache/listing_file.h"
+#include "cache/sync_account.h"
 #include "platform/clock_testing.h"
+#include "platform/error.h"
 #include "tests/cache/cache_fixture.h"
 
 #ifndef _WIN32
@@ -261,6 +264,26 @@ TEST_F(OutOfDisk, ABlockThatDoesNotFitIsRefused) {
   const FullDisk full;
   EXPECT_FALSE(Store(u"/d/f", std::string(20'000, 'x')));
   EXPECT_TRUE(home_.LogHasLine(u"CacheDebug.txt", u"Exception while Caching file!"));
+}
+
+TEST_F(OutOfDisk, ARecordThatDoesNotFitLeavesNoPartOfItself) {
+  const Text text(8 * 1024 - 4, u'x');
+  WriteListing(u"/e", text);
+  {
+    const FullDisk full;
+    EXPECT_THROW(AppendToListing(Names().GetDirRecordName(u"/e"), u"a name?0?1?0?1?2\r\n",
+                                 Disposition::kOpenAlways),
+                 Error);
+  }
+  EXPECT_EQ(ListingText(u"/e"), text);
+}
+
+TEST_F(OutOfDisk, AJournalThatDoesNotFitLeavesNoPartOfItself) {
+  {
+    const FullDisk full;
+    EXPECT_THROW(WriteJournal(u"Delete_src.txt", Text(20'000, u'x')), Error);
+  }
+  EXPECT_TRUE(IsAbsent(JournalPath(u"Delete_src.txt")));
 }
 
 TEST_F(OutOfDisk, ADownloadThatDoesNotFitLeavesNoContent) {

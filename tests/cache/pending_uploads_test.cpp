@@ -84,6 +84,13 @@ TEST_F(PendingUploadsTest, ALineThatWasCutOffDoesNotSwallowTheNextOne) {
   EXPECT_EQ(Paths(), (std::vector<Text>{u"/whole", u"/a"}));
 }
 
+TEST_F(PendingUploadsTest, APathThatWasCutOffIsNone) {
+  WriteFileBytes(file_, ToUtf16LeBytes(u"0\t13000000000\t/whole\t\r\n0\t13000000000\t/a b"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/whole"}));
+  WriteFileBytes(file_, ToUtf16LeBytes(u"0\t13000000000\t/a\tNo li"));
+  EXPECT_EQ(Paths(), (std::vector<Text>{u"/a"}));
+}
+
 TEST_F(PendingUploadsTest, RemovesATreeButNoSiblings) {
   for (const TextView path : {u"/a/b", u"/a/b/c", u"/a/bc"}) {
     pending_.Add(path, PendingKind::kContent, u"");
