@@ -26,7 +26,11 @@ CCache::~CCache() = default;
 bool CCache::is_sync() const { return account_type_ == kSyncAccount; }
 
 bool CCache::ReadIsSync() {
-  account_type_ = ReadAccountType();
+  try {
+    account_type_ = ReadSettingOrThrow(kConnectionParameters, u"Account_Type");
+  } catch (...) {
+    if (!account_type_) throw;
+  }
   return is_sync();
 }
 

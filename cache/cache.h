@@ -156,7 +156,8 @@ class CCache {
   }
 
   bool is_sync() const;
-  // Reads the account type anew.
+  // Reads the account type anew. Where it cannot be read it is as it was; throws when nothing is
+  // known of it.
   bool ReadIsSync();
 
   // --- listings
@@ -235,7 +236,7 @@ class CCache {
   void LogNoEntry(const UtilityEntry& entry, const Text& failure);
 
   Text last_checked_folder_;
-  Text account_type_;
+  std::optional<Text> account_type_;
   bool cache_enabled_ = false;
   std::unique_ptr<CBackupDAV> server_;
   CLogEvent trace_log_;

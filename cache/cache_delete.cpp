@@ -93,7 +93,7 @@ void CCache::CleanAfterDelete(TextView path) {
   }
   // A folder's path has no name after its last "/", and so no staged copy.
   if (is_sync() && !server_path.ends_with(u'/')) {
-    const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
+    const Text user_name = Trim(ReadSettingOrThrow(kConnectionParameters, u"UserName"));
     ForgetResource(stem, StagingPrefix(user_name));
   } else {
     ForgetResource(stem, {});
@@ -127,7 +127,7 @@ uint32_t CCache::ApplyPendingDeletes() {
   return Guarded(
       0U,
       [&] {
-        const Text user_name = Trim(ReadSetting(kConnectionParameters, u"UserName"));
+        const Text user_name = Trim(ReadSettingOrThrow(kConnectionParameters, u"UserName"));
         const Text journal = JournalPath(kDeleteJournal);
         File file = File::Open(journal, Access::kRead, Disposition::kOpenExisting);
         if (!file) return 0U;

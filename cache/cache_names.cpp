@@ -75,7 +75,7 @@ bool IsCacheFileName(TextView leaf) {
 }
 
 CacheNames::CacheNames() {
-  const Text user_name = ReadSetting(kConnectionParameters, u"UserName");
+  const Text user_name = ReadSettingOrThrow(kConnectionParameters, u"UserName");
   folder_ = CacheBaseFolder() + Format(u"\\Cache@%s\\", user_name);
 }
 

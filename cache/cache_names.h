@@ -26,7 +26,7 @@ bool IsCacheFileName(TextView leaf);
 
 class CacheNames {
  public:
-  // The cache folder of the account in the settings.
+  // The cache folder of the account in the settings. Throws where these cannot be read.
   CacheNames();
   // folder ends with a backslash.
   explicit CacheNames(Text folder) : folder_(std::move(folder)) {}

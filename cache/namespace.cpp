@@ -176,7 +176,7 @@ void CCache::MoveSyncedContent(const Rename& rename) {
   const Text source = names_.GetFileRecordName(rename.old_path);
   const Text target = names_.GetFileRecordName(rename.new_path);
   const TextView new_path = rename.new_path;
-  const Text staging = StagingFolder(ReadSetting(kConnectionParameters, u"UserName"));
+  const Text staging = StagingFolder(ReadSettingOrThrow(kConnectionParameters, u"UserName"));
   const Text staged_old = staging + Text(rename.old_path);
   const Text staged_new =
       staging + Text(new_path.substr(new_path.size() - PathLeaf(new_path).size() - 1));

@@ -13,7 +13,7 @@ constexpr const char16_t* kJournalSeparator = u"/";
 constexpr TextView kDefaultKey = u"DEFAULT";
 
 Text ReadValue(TextView name, bool trim) {
-  Text value = ReadSetting(kConnectionParameters, name);
+  Text value = ReadSettingOrThrow(kConnectionParameters, name);
   return trim ? Trim(value) : value;
 }
 

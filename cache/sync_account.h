@@ -9,7 +9,8 @@ namespace zv {
 // Which settings lose the blanks at their ends; the operations differ in that.
 enum class SyncTrim { kNone, kServers, kAll };
 
-// Secrets are in clear here and only here. Missing settings are empty.
+// Secrets are in clear here and only here. Missing settings are empty; what cannot be read for want
+// of memory or for a failing store throws.
 struct SyncAccount {
   Text user_name;
   Text user;

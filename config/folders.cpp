@@ -2,6 +2,7 @@
 
 #include "config/guard.h"
 #include "config/settings.h"
+#include "platform/error.h"
 #include "platform/format.h"
 #include "platform/registry.h"
 #include "platform/shell.h"
@@ -14,7 +15,7 @@ constexpr size_t kQuotaTextUnits = 512;
 
 }  // namespace
 
-Text GetApplicationPath() { return ReadSetting(kApplicationKey, u"Application Path"); }
+Text GetApplicationPath() { return ReadSettingOrThrow(kApplicationKey, u"Application Path"); }
 
 Text GetAppDataFolder() {
   return GuardedQuietly(Text(), [] {
@@ -24,11 +25,12 @@ Text GetAppDataFolder() {
 }
 
 Text GetSyncFolderRoot() {
-  return GuardedQuietly(Text(), [] {
-    const Text key = Text(kProductKey).append(kApplicationKey);
-    if (!RegistryKey::Open(key, KeyMode::kOpen)) return Text();
-    return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
-  });
+  const Text key = Text(kProductKey).append(kApplicationKey);
+  if (!RegistryKey::Open(key, KeyMode::kOpen)) {
+    if (IsSystemFailure(LastError())) ThrowLastError(ErrorKind::kOther);
+    return Text();
+  }
+  return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
 }
 
 int64_t GetSyncUsedQuota() {

@@ -1,4 +1,5 @@
-// Folders derived from the settings and the shell. Any thread; empty when unknown.
+// Folders derived from the settings and the shell. Any thread; empty when unknown. The first and
+// the third throw as ReadSettingOrThrow does: another folder's files are never taken for theirs.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
 #include "config/settings.h"
 
 #include "config/guard.h"
+#include "platform/error.h"
 #include "platform/registry.h"
 
 namespace zv {
@@ -31,6 +32,11 @@ bool TextFromValue(const RegistryValue& value, Text* text) {
   units.resize(units.find(u'\0'));
   *text = std::move(units);
   return true;
+}
+
+// After a read that gave nothing: whether there is nothing cannot be told then.
+void ThrowIfSystemFailed() {
+  if (IsSystemFailure(LastError())) ThrowLastError(ErrorKind::kOther);
 }
 
 constexpr SettingInfo kSettings[] = {
@@ -89,8 +95,10 @@ bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_byte
 }
 
 Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_bytes) {
+  const auto data = key.Read(value_name, buffer_bytes);
+  if (!data) ThrowIfSystemFailed();
   Text text;
-  if (const auto data = key.Read(value_name, buffer_bytes)) TextFromValue(*data, &text);
+  if (data) TextFromValue(*data, &text);
   return text;
 }
 
@@ -113,6 +121,13 @@ bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value) 
     terminated += u'\0';
     return key && key->Write(value_name, kRegSz, ToUtf16LeBytes(terminated));
   });
+}
+
+Text ReadSettingOrThrow(TextView sub_key, TextView value_name) {
+  const auto key = RegistryKey::Open(KeyPath(sub_key), KeyMode::kOpen);
+  if (key) return ReadKeyText(*key, value_name);
+  ThrowIfSystemFailed();
+  return {};
 }
 
 Text ReadAccountType() { return ReadSetting(kConnectionParameters, u"Account_Type"); }

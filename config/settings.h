@@ -1,5 +1,5 @@
 // The settings: text values under the product's key in the current user's registry. Any thread; no
-// state between calls; nothing throws.
+// state between calls; nothing throws unless said so.
 #pragma once
 
 #include <cstddef>
@@ -26,10 +26,14 @@ inline constexpr size_t kSettingBufferBytes = 1020;
 bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value);
 // The same; an empty text when it cannot be read.
 Text ReadSetting(TextView sub_key, TextView value_name);
+// The same for a value by which files are found, or an account is told from another: what is there,
+// and cannot be read for want of memory or for a failing store, is not taken for missing. Throws
+// then, std::bad_alloc or Error(kOther).
+Text ReadSettingOrThrow(TextView sub_key, TextView value_name);
 // The same with another buffer size in bytes, from any key below the current user.
 bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_bytes, Text* value);
-// One of many values of an open key; an empty text when it cannot be read. What the store throws
-// goes through.
+// One of many values of an open key; an empty text when it is missing. Throws as
+// ReadSettingOrThrow.
 Text ReadKeyText(const RegistryKey& key, TextView value_name,
                  size_t buffer_bytes = kSettingBufferBytes);
 

@@ -74,8 +74,8 @@ uint32_t GetConnectionSteps(TextView local_name, char16_t* buffer, uint32_t* len
     return kDriveNoNetwork;
   }
   if (buffer) {
-    const Text server = ReadSetting(kConnectionParameters, u"UNC Server");
-    const Text share = ReadSetting(kConnectionParameters, u"UNC Share");
+    const Text server = ReadSettingOrThrow(kConnectionParameters, u"UNC Server");
+    const Text share = ReadSettingOrThrow(kConnectionParameters, u"UNC Share");
     CopyBounded(Format(u"\\\\%s\\%s", server, share), buffer, length);
   }
   return kDriveSuccess;

@@ -21,7 +21,8 @@ Text AccountRoot(const Text& user) { return u"/users/" + user + u"/Files"; }
 
 // The host of an ordinary account stands in the value that "CurrentUser" names.
 Text ServerHost(const RegistryKey& connection) {
-  if (ReadAccountType() == kSyncAccount) return ReadKeyText(connection, u"WebServer");
+  const bool is_sync = ReadKeyText(connection, u"Account_Type") == kSyncAccount;
+  if (is_sync) return ReadKeyText(connection, u"WebServer");
   const Text value_name = ReadKeyText(connection, u"CurrentUser", kCurrentUserBytes);
   return HostOfServerValue(ReadKeyText(connection, value_name));
 }

@@ -1,6 +1,6 @@
 // What the log says, and what is kept, when an operation of the cache breaks off in its middle.
 #include "platform/clock_testing.h"
-#include "tests/cache/cache_fixture.h"
+#include "tests/cache/sync_fixture.h"
 #include "tests/support/failing_memory.h"
 
 namespace zv::testing {
@@ -189,6 +189,53 @@ TEST_F(BrokenCache, AListingThatCannotBePutIntoPlaceLeavesNoScratchFile) {
     }
     WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
   }
+}
+
+// False when the call needed no allocation of this number. Lack of memory may come out of it.
+template <typename Call>
+bool CallFailingAt(size_t number, Call call) {
+  const FailingAllocation failing(number, ThrowNoMemory);
+  try {
+    call();
+  } catch (const std::bad_alloc&) {
+  }
+  return failing.happened();
+}
+
+TEST_F(BrokenCache, NoOtherAccountsFolderIsTakenForTheCache) {
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    Text folder = Folder();
+    happened = CallFailingAt(number, [&] { folder = CacheNames().folder(); });
+    EXPECT_EQ(folder, Folder()) << "allocation " << number;
+  }
+}
+
+TEST_F(BrokenCache, NoOtherFolderIsTakenForTheJournals) {
+  const Text expected = JournalPath(u"Upload_src.txt");
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    Text path = expected;
+    happened = CallFailingAt(number, [&] { path = JournalPath(u"Upload_src.txt"); });
+    EXPECT_EQ(path, expected) << "allocation " << number;
+  }
+}
+
+class BrokenSyncCache : public SyncTest {};
+
+TEST_F(BrokenSyncCache, IsNeverTakenForAnOrdinaryAccount) {
+  home_.SetSetting(kConnectionSubKey, u"WebServer", account_.server().host());
+  const VirtualClock clock;
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    WriteContent(u"/a long file name.txt", "new");
+    Restart();
+    cache();
+    const FailingAllocation failing(number, ThrowNoMemory);
+    cache().TransferCachedFile(u"/a long file name.txt", true);
+    happened = failing.happened();
+  }
+  EXPECT_EQ(account_.server().request_count(), 0U);
 }
 
 TEST_F(BrokenCache, ClearingGoesOnPastAFileThatCannotBeRemovedAndTellsOfIt) {
