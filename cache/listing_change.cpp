@@ -1,5 +1,7 @@
 #include "cache/listing_change.h"
 
+#include <new>
+
 #include "cache/entry_record.h"
 #include "cache/listing_file.h"
 
@@ -69,15 +71,20 @@ ListingFetch::~ListingFetch() {
   std::erase(Fetches(), this);
 }
 
-void ListingFetch::Note(TextView listing_file, const ListingChange& change) {
+void ListingFetch::Note(TextView listing_file, const ListingChange& change) noexcept {
   for (ListingFetch* fetch : Fetches()) {
     if (fetch->listing_file_ != listing_file) continue;
-    fetch->changes_.push_back(
-        {Text(change.old_leaf), std::optional<Text>(change.new_leaf), Text(change.appended)});
+    try {
+      fetch->changes_.push_back(
+          {Text(change.old_leaf), std::optional<Text>(change.new_leaf), Text(change.appended)});
+    } catch (const std::bad_alloc&) {
+      fetch->missed_one_ = true;
+    }
   }
 }
 
 Text ListingFetch::Replay(Text text) const {
+  if (missed_one_) throw std::bad_alloc();
   for (const KeptChange& kept : changes_) {
     ListingChange change{.old_leaf = kept.old_leaf, .new_leaf = {}, .appended = kept.appended};
     if (kept.new_leaf) change.new_leaf = *kept.new_leaf;

@@ -36,8 +36,9 @@ class ListingFetch {
   ListingFetch& operator=(const ListingFetch&) = delete;
 
   // Tells all fetches of this listing that it was changed.
-  static void Note(TextView listing_file, const ListingChange& change);
-  // The fetched text with the changes since the fetch began.
+  static void Note(TextView listing_file, const ListingChange& change) noexcept;
+  // The fetched text with the changes since the fetch began. Throws std::bad_alloc, too, when there
+  // was no memory to keep one of them.
   Text Replay(Text text) const;
 
  private:
@@ -49,6 +50,7 @@ class ListingFetch {
 
   Text listing_file_;
   std::vector<KeptChange> changes_;
+  bool missed_one_ = false;
 };
 
 }  // namespace zv

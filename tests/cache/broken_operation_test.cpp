@@ -221,6 +221,24 @@ TEST_F(BrokenCache, NoOtherFolderIsTakenForTheJournals) {
   }
 }
 
+TEST_F(BrokenCache, AFetchThatMissedAChangeIsNotTakenForCurrent) {
+  const Text name = u"a name of some length";
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    const ListingFetch fetch(u"listing");
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      ListingFetch::Note(u"listing", {.old_leaf = name, .new_leaf = {}, .appended = name});
+      happened = failing.happened();
+    }
+    if (happened) {
+      EXPECT_THROW(fetch.Replay(u""), std::bad_alloc) << "allocation " << number;
+    } else {
+      EXPECT_EQ(fetch.Replay(u""), name);
+    }
+  }
+}
+
 class BrokenSyncCache : public SyncTest {};
 
 TEST_F(BrokenSyncCache, IsNeverTakenForAnOrdinaryAccount) {
