@@ -8,7 +8,10 @@ constexpr uint32_t kRequestTimeout = 10000;  // ms, for connecting, sending and 
 
 }  // namespace
 
-CBackupDAV::CBackupDAV() { CBackupDAV::PrepareConnectionHandle(); }
+CBackupDAV::CBackupDAV() {
+  CBackupDAV::PrepareConnectionHandle();
+  ThrowIfSetUpLackedMemory();
+}
 
 CBackupDAV::~CBackupDAV() = default;
 
@@ -20,6 +23,7 @@ void CBackupDAV::PrepareConnectionHandle() {
         return true;
       },
       [&](const Failure& failure) {
+        NoteSetUpFailure(failure);
         status_text_ = failure.text;
         debug_log_.WriteTrace(u"Exception in PrepareConnectionHandle!, Reason : %s",
                               GetErrorMessage());

@@ -61,8 +61,10 @@ CWebDAV::CWebDAV() : debug_log_(u"DavDebug.txt"), user_log_(u"UserLog.txt") {
         return true;
       },
       [&](const Failure& failure) {
+        NoteSetUpFailure(failure);
         debug_log_.WriteTrace(u"Error in CWebDAV constructor, Reason : %s", failure.text);
       });
+  ThrowIfSetUpLackedMemory();
 }
 
 CWebDAV::~CWebDAV() = default;
@@ -88,6 +90,8 @@ bool CWebDAV::ReadConnectionSettings() {
         return true;
       },
       [&](const Failure& failure) {
+        NoteSetUpFailure(failure);
+        settings_ = {};
         debug_log_.WriteTrace(u"Exception reading registry, Reason : %s", failure.text);
       });
 }
@@ -100,6 +104,7 @@ void CWebDAV::PrepareConnectionHandle() {
         return true;
       },
       [&](const Failure& failure) {
+        NoteSetUpFailure(failure);
         status_text_ = failure.text;
         debug_log_.WriteTrace(u"Error in PrepareConnectionHandle, Reason: %s", GetErrorMessage());
       });

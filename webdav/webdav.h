@@ -42,13 +42,16 @@ struct ConnectionSettings {
 // "/".
 class CWebDAV {
  public:
+  // Throws std::bad_alloc where memory runs out on the way to the connection: a client that was
+  // made from a part of the settings would have none, or send to another place.
   CWebDAV();
   virtual ~CWebDAV();
   CWebDAV(const CWebDAV&) = delete;
   CWebDAV& operator=(const CWebDAV&) = delete;
 
   // --- session and request core
-  // False when the settings cannot be read; also sets the retry settings of webdav/retry.h.
+  // False, with no settings at all, when they cannot be read; also sets the retry settings of
+  // webdav/retry.h.
   bool ReadConnectionSettings();
   // Opens session and connection anew. The connection is missing when that fails.
   virtual void PrepareConnectionHandle();
@@ -140,6 +143,13 @@ class CWebDAV {
   Text DestinationHeaders(TextView new_path);
   // The open reply's body, whole, from the 8-bit code page. One that is too long throws.
   Text ReadReplyText();
+  // Keeps of a failed set-up whether memory ran out; the constructors throw then.
+  void NoteSetUpFailure(const Failure& failure) {
+    set_up_lacked_memory_ |= failure.kind == Failure::Kind::kMemory;
+  }
+  void ThrowIfSetUpLackedMemory() const {
+    if (set_up_lacked_memory_) throw std::bad_alloc();
+  }
   // Says why a listing, or another PROPFIND's answer, could not be had.
   void ReportListingFailure(const Failure& failure);
 
@@ -159,6 +169,7 @@ class CWebDAV {
   CLogEvent user_log_;
 
  private:
+  bool set_up_lacked_memory_ = false;
   struct DeleteReply {
     bool sent = false;
     uint32_t status = 0;  // 0 when not sent

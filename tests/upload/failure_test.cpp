@@ -102,6 +102,28 @@ TEST_F(BrokenUpload, TheConnection) {
       IsEmpty());
 }
 
+TEST_F(BrokenUpload, AClientThatIsMadeReachesTheAccount) {
+  size_t made = 0;
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    std::optional<CBackupDAV> client;
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      try {
+        client.emplace();
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failing.happened();
+    }
+    if (!client) continue;
+    ++made;
+    EXPECT_TRUE(client->InitiateUpload(request_)) << "allocation " << number;
+    client->ClearRequest();
+  }
+  EXPECT_GT(made, 0U);
+  EXPECT_THAT(server_.lines(), Each(std::string(kPut)));
+}
+
 TEST_F(BrokenUpload, TheScriptServer) {
   home_.SetSetting(kConnectionSubKey, u"anna", u"a.long.server.name.example;");
   EXPECT_THAT(NotTraced(ThrowOtherError, {u"Exception in GetScriptServer, Reason: it is broken"},

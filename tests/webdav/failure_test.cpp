@@ -252,6 +252,24 @@ TEST_F(BrokenOperation, BetweenTwoAttemptsToDownload) {
   EXPECT_EQ(CountInTrace(u"Error while downloading file /a long file name.txt. Reason: "), 1U);
 }
 
+TEST_F(BrokenOperation, AClientIsMadeWholeOrNotAtAll) {
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    std::optional<OpenClient> client;
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      try {
+        client.emplace();
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failing.happened();
+    }
+    if (!client) continue;
+    EXPECT_TRUE(client->connection_) << "allocation " << number;
+    EXPECT_EQ(client->account_root(), u"/users/anna/Files") << "allocation " << number;
+  }
+}
+
 TEST_F(BrokenOperation, MakingAClient) {
   EXPECT_THAT(NotTraced(ThrowOtherError,
                         {u"Error in CWebDAV constructor, Reason : it is broken",
