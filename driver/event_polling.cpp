@@ -1,6 +1,9 @@
 #include "driver/event_polling.h"
 
 #include <array>
+#include <atomic>
+#include <iterator>
+#include <optional>
 #include <span>
 
 #include "config/guard.h"
@@ -63,12 +66,30 @@ constexpr PollingLoop kTransferLoop = {
     u"Exception while transfer polling, Reason :%s",
 };
 
-// The body of a polling thread. Without memory for its objects it ends at once.
-uint32_t PollingThread(void (CEventPolling::*run)()) {
+using PollingMember = void (CEventPolling::*)();
+
+// The two threads serve together or not at all: with one of them alone, programs would wait for the
+// other's answers for ever.
+struct CommonStart {
+  Semaphore told{0, 2};  // one for each thread that has said whether it can serve
+  Semaphore go{0, 2};
+  std::atomic<bool> serves = true;
+};
+
+// The body of a polling thread.
+uint32_t PollingThread(CommonStart& start, PollingMember run) {
   constexpr uint32_t kEnded = 1;
-  return GuardedQuietly(kEnded, [run] {
-    CEventPolling polling;
-    (polling.*run)();
+  std::optional<CEventPolling> polling;
+  const bool made = GuardedQuietly(false, [&] {
+    polling.emplace();
+    return true;
+  });
+  if (!made) start.serves = false;
+  start.told.Release();
+  start.go.Acquire();
+  if (!start.serves) return kEnded;
+  return GuardedQuietly(kEnded, [&] {
+    ((*polling).*run)();
     return kEnded;
   });
 }
@@ -129,10 +150,20 @@ void CEventPolling::ServeUntilEnd(const PollingLoop& loop) {
 }
 
 uint32_t RunPolling() {
-  std::array threads = {
-      Thread::Start([] { return PollingThread(&CEventPolling::InfoPolling); }),
-      Thread::Start([] { return PollingThread(&CEventPolling::TransferPolling); }),
-  };
+  constexpr PollingMember kLoops[] = {&CEventPolling::InfoPolling, &CEventPolling::TransferPolling};
+  CommonStart start;
+  std::array<Thread, std::size(kLoops)> threads;
+  size_t started = 0;
+  const bool both = GuardedQuietly(false, [&] {
+    for (const PollingMember loop : kLoops) {
+      threads[started] = Thread::Start([&start, loop] { return PollingThread(start, loop); });
+      ++started;
+    }
+    return true;
+  });
+  if (!both) start.serves = false;
+  for (size_t i = 0; i < started; ++i) start.told.Acquire();
+  for (size_t i = 0; i < started; ++i) start.go.Release();
   WaitForAll(threads);
   return 0;
 }

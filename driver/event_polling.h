@@ -41,7 +41,8 @@ class CEventPolling {
   std::optional<Device> drive_;
 };
 
-// Starts the info thread, then the transfer thread, and waits until both have ended. Always 0.
+// Starts the info thread, then the transfer thread, and waits until both have ended. They end at
+// once, without having served, when one of them cannot be made. Always 0.
 uint32_t RunPolling();
 
 }  // namespace zv
