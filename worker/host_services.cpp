@@ -98,6 +98,13 @@ void DropCachedContent(TextView drive_path) {
   });
 }
 
+bool CacheHasRoom(int64_t bytes) {
+  return GuardedQuietly(true, [&] {
+    const auto space = FreeSpace(CacheNames().folder());
+    return !space || *space >= static_cast<uint64_t>(bytes);
+  });
+}
+
 Text LastTransferTrouble(TextView name) {
   return GuardedQuietly(Text(), [&] {
     // "Resuming upload of file /a.txt [retry count ...": a line that did not end the matter yet.

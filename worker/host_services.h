@@ -34,6 +34,9 @@ Text CachedContentFile(TextView drive_path);
 // Removes it, and its time.
 void DropCachedContent(TextView drive_path);
 
+// Whether the cache's disk can take so many more bytes; true when it cannot be told.
+bool CacheHasRoom(int64_t bytes);
+
 // The user log's last line about a transfer of this name that failed or is tried again; empty when
 // there is none. name: as the progress record has it.
 Text LastTransferTrouble(TextView name);

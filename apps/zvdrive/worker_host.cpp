@@ -33,6 +33,8 @@ FileTime WorkerHost::ContentWritten(TextView path) {
   return info ? info->last_write : FileTime{};
 }
 
+bool WorkerHost::HasRoom(int64_t bytes) { return CacheHasRoom(bytes); }
+
 // A transfer is named by its server path as it is published: cut at 259 units. Between two attempts
 // of an upload the record is idle and its name empty; a request by that name meets the next
 // attempt.

@@ -19,6 +19,7 @@ class WorkerHost final : public DriveHost {
   Text ContentFile(TextView path) override;
   void DropContent(TextView path) override;
   FileTime ContentWritten(TextView path) override;
+  bool HasRoom(int64_t bytes) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;
   void MarkSent(TextView path) override;

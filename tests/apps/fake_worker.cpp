@@ -159,6 +159,7 @@ void FakeWorker::Unrecord(const Text& path) {
 bool FakeWorker::Restore(const Text& path) {
   const auto node = nodes_.find(path);
   if (refuses_restores_ || node == nodes_.end() || node->second.is_folder) return false;
+  if (!HasRoom(static_cast<int64_t>(node->second.content.size()))) return false;
   contents_[path] = {node->second.content, node->second.version, ++last_version_};
   return true;
 }

@@ -76,6 +76,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void FailNextBlocks(int count);
   // A failure that an earlier block, whose sender is gone, left behind.
   void SetLatch() { latch_ = true; }
+  // Of the disk beneath the cache; contents are brought in only where they fit.
+  void SetRoom(int64_t bytes) { room_ = bytes; }
   // Uploads fail; contents stay in the cache.
   void RefuseUploads(bool refuse) { refuses_uploads_ = refuse; }
   void RefuseZeroFiles(bool refuse) { refuses_zero_files_ = refuse; }
@@ -119,6 +121,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   // No real file; the name tells which version it is, too.
   Text ContentFile(TextView path) override;
   void DropContent(TextView path) override;
+  bool HasRoom(int64_t bytes) override { return bytes <= room_; }
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;
   void MarkUnsent(TextView path) override;
@@ -202,6 +205,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> refuses_zero_files_ = false;
   std::atomic<bool> refuses_restores_ = false;
   std::atomic<bool> refuses_changes_ = false;
+  std::atomic<int64_t> room_ = INT64_MAX;
   std::atomic<bool> clock_stands_ = false;
   std::atomic<bool> holds_completions_ = false;
   std::atomic<bool> holds_restore_ = false;

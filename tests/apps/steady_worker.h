@@ -68,6 +68,7 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
     const AllocationsFail steady(false);
     return played_.ContentWritten(path);
   }
+  bool HasRoom(int64_t bytes) override { return played_.HasRoom(bytes); }
   void CancelTransfer(TextView path) override {
     const AllocationsFail steady(false);
     played_.CancelTransfer(path);

@@ -80,6 +80,11 @@ TEST_F(HostServices, ContentThatIsDroppedLeavesNeitherFileNorTime) {
   EXPECT_EQ(CachedContentVersion(u"\\Docs\\a"), 0U);
 }
 
+TEST_F(HostServices, TheDiskHasRoomForWhatItsFreeSpaceHolds) {
+  EXPECT_TRUE(CacheHasRoom(0));
+  EXPECT_FALSE(CacheHasRoom(INT64_MAX));
+}
+
 TEST_F(HostServices, TheLastTroubleOfATransferIsItsWholeLine) {
   EXPECT_EQ(LastTransferTrouble(u"/a"), u"");
   WriteUserLine(u"Resuming upload of file /a [retry count 1, 0% transferred]. Reason: first");

@@ -10,6 +10,7 @@ enum class DriveError {
   kNotFound,
   kExists,
   kIo,         // the worker or the server failed; nothing is known
+  kNoSpace,    // the disk beneath the cache is full
   kNotStored,  // the content is safe in the cache but not on the server yet
   kTooBig,     // 2 GiB or more
   kNotEmpty,

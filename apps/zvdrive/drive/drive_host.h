@@ -26,6 +26,8 @@ class DriveHost {
   virtual void DropContent(TextView path) = 0;
   // When the cached content was last written, by this machine's clock; zero while none is.
   virtual FileTime ContentWritten(TextView path) = 0;
+  // Whether the disk beneath the cache can take so many more bytes; true when it cannot be told.
+  virtual bool HasRoom(int64_t bytes) = 0;
   // Asks the transfer of this file to stop.
   virtual void CancelTransfer(TextView path) = 0;
   // Notes that the cache holds content of this file that the server does not have.

@@ -52,6 +52,8 @@ struct OpenFile {
   bool begins_anew = false;
   // The whole content is in the cache and belongs to this session: blocks can be laid over it.
   bool content_is_ours = false;
+  // It was read since it was compared with the server's: it is in the cache.
+  bool is_fetched = false;
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
   GatheredWrites gathered;

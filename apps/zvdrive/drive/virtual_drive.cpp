@@ -116,7 +116,7 @@ DriveError VirtualDrive::WalkFolder(TextView folder, bool always_ask,
     if (sink) sink(node);
   };
   const auto nodes = requests_.Walk(folder, take);
-  if (!nodes) return nodes.error;
+  if (!nodes) return Explained(nodes.error, 0);
   host_.NoteListing();
   const std::lock_guard lock(mutex_);
   walks_.Store(folder, nodes.value, walk);

@@ -189,11 +189,17 @@ class VirtualDrive {
   DriveResult<bool> BringUpToDate(OpenFile& file);
   // The reads that were on their way would start what has just failed over.
   void PauseReads(OpenFile& file) const;
-  DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into);
+  // cached: the content may be brought into the cache for it.
+  DriveResult<size_t> ReadLocked(const OpenFile& file, int64_t offset, std::span<std::byte> into,
+                                 bool cached);
   DriveError BringContentIn(OpenFile& file);
   // Asks for the end of the transfer that the asking program waits for, when that is interrupted.
   // Whether it is not.
   bool GoesOnWaiting(TextView path);
+  // The worker tells success or failure alone. bytes: what was to be stored.
+  DriveError Explained(DriveError error, size_t bytes);
+  // What would not fit is not asked for: its download fails again and again, and others wait.
+  bool HasRoomToFetch(const OpenFile& file);
   // Makes the worker bring the whole content into its cache. For a file that is not empty.
   DriveError Fetch(const OpenFile& file);
   void EmptyIt(OpenFile& file);

@@ -82,7 +82,7 @@ DriveResult<bool> VirtualDrive::BringUpToDate(OpenFile& file) {
     file.content_is_ours = has_own || host_.ContentWritten(file.path) != FileTime{};
     return false;
   }
-  file.content_is_ours = false;
+  file.content_is_ours = file.is_fetched = false;
   file.reads_fail_until = {};
   {
     const auto turn = requests_.TakeTurn();
@@ -105,10 +105,11 @@ std::optional<ContentView> VirtualDrive::ViewContent(const FileHandle& file) {
   if (!lock) return std::nullopt;
   const bool is_ours = file->begins_anew || file->has_unsent || file->content_is_ours;
   if (file->is_gone || is_ours || file->size == 0) return std::nullopt;
-  if (host_.ContentVersion(file->path) == 0 && Fetch(*file) != DriveError::kNone) {
+  if (host_.ContentVersion(file->path) == 0) {
+    const DriveError error = Fetch(*file);
     // Who gave up waiting is not all who read.
-    if (!host_.IsInterrupted()) PauseReads(*file);
-    return std::nullopt;
+    if (error == DriveError::kIo && !host_.IsInterrupted()) PauseReads(*file);
+    if (error != DriveError::kNone) return std::nullopt;
   }
   Text content_file = host_.ContentFile(file->path);
   if (content_file.empty()) return std::nullopt;
@@ -130,7 +131,12 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
   if (!file.content_is_ours && std::chrono::steady_clock::now() < file.reads_fail_until) {
     return DriveError::kIo;
   }
-  const auto count = ReadLocked(file, offset, into);
+  const bool cached = file.content_is_ours || file.is_fetched || HasRoomToFetch(file);
+  // The worker reads the beginning of a small file past the cache.
+  const bool goes_past = offset == 0 && size < kWholeFileRead && !sync_.is_sync();
+  if (!cached && !goes_past) return DriveError::kNoSpace;
+  const auto count = ReadLocked(file, offset, into, cached);
+  file.is_fetched = cached && count;
   if (count) return count;
   // Who gave up waiting is not all who read.
   if (!file.while_waiting()) return DriveError::kInterrupted;
@@ -139,10 +145,10 @@ DriveResult<size_t> VirtualDrive::Read(OpenFile& file, int64_t offset, std::span
 }
 
 DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offset,
-                                             std::span<std::byte> into) {
+                                             std::span<std::byte> into, bool cached) {
   const int64_t size = file.size;
   const size_t wanted = std::min({into.size(), static_cast<size_t>(size - offset), kLargestBlock});
-  if (offset == 0 && size < kWholeFileRead) {
+  if (cached && offset == 0 && size < kWholeFileRead) {
     // A small file is read whole anyway: asked for like this it stays in the cache.
     std::vector<std::byte> whole(kWholeFileRead);
     const auto count = requests_.Read(file.path, 0, whole, file.while_waiting);
@@ -158,7 +164,20 @@ DriveResult<size_t> VirtualDrive::ReadLocked(const OpenFile& file, int64_t offse
   return wanted;
 }
 
+DriveError VirtualDrive::Explained(DriveError error, size_t bytes) {
+  // The least that a disk takes.
+  constexpr size_t kPage = 4096;
+  const bool is_full =
+      error == DriveError::kIo && !host_.HasRoom(static_cast<int64_t>(std::max(bytes, kPage)));
+  return is_full ? DriveError::kNoSpace : error;
+}
+
+bool VirtualDrive::HasRoomToFetch(const OpenFile& file) {
+  return host_.HasRoom(file.size) || host_.ContentWritten(file.path) != FileTime{};
+}
+
 DriveError VirtualDrive::Fetch(const OpenFile& file) {
+  if (!HasRoomToFetch(file)) return DriveError::kNoSpace;
   std::vector<std::byte> first(kWholeFileRead);
   const auto count = requests_.Read(file.path, 0, first, [&] { return GoesOnWaiting(file.path); });
   if (!count) return count.error;
@@ -203,7 +222,8 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
   const DriveError sent = requests_.WriteEmptyFile(
       file.path, sync_.EmptyFileProcess(file.path, process), file.while_waiting);
   // The step leaves old content in the cache.
-  const DriveError stored = requests_.Write(file.path, 0, {}, true, file.while_waiting);
+  const DriveError stored =
+      Explained(requests_.Write(file.path, 0, {}, true, file.while_waiting), 0);
   if (stored != DriveError::kNone) return stored;
   file.begins_anew = false;
   if (sent != DriveError::kNone) {

@@ -116,6 +116,7 @@ DriveError VirtualDrive::SettleStoring(OpenFile& file) {
   }
   if (error == DriveError::kInterrupted) return error;
   file.storing = nullptr;
+  error = Explained(error, file.stored.bytes().size());
   if (error != DriveError::kNone) GiveUpStored(file);
   return error;
 }
@@ -151,8 +152,8 @@ DriveError VirtualDrive::StoreBlocks(OpenFile& file, int64_t offset,
 DriveError VirtualDrive::StoreBlock(OpenFile& file, int64_t offset,
                                     std::span<const std::byte> data) {
   MarkUnsent(file);
-  const DriveError error =
-      requests_.Write(file.path, offset, data, file.begins_anew, file.while_waiting);
+  const DriveError error = Explained(
+      requests_.Write(file.path, offset, data, file.begins_anew, file.while_waiting), data.size());
   if (error == DriveError::kNone) file.begins_anew = false;
   return error;
 }

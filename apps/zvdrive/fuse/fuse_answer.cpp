@@ -19,6 +19,8 @@ int ErrnoOf(DriveError error) {
     case DriveError::kIo:
     case DriveError::kNotStored:
       return EIO;
+    case DriveError::kNoSpace:
+      return ENOSPC;
     case DriveError::kTooBig:
       return EFBIG;
     case DriveError::kNotEmpty:
