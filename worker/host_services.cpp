@@ -90,6 +90,13 @@ Text CachedContentFile(TextView drive_path) {
   });
 }
 
+FileTime CachedContentWritten(TextView drive_path) {
+  return GuardedQuietly(FileTime{}, [&] {
+    const auto content = FindPath(CacheNames().GetFileRecordName(ServerPath(drive_path)));
+    return content ? content->last_write : FileTime{};
+  });
+}
+
 void DropCachedContent(TextView drive_path) {
   GuardedQuietly(false, [&] {
     const Text file = CacheNames().GetFileRecordName(ServerPath(drive_path));

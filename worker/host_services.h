@@ -31,7 +31,9 @@ FileTime CachedContentTime(TextView drive_path);
 
 // The content file; empty while the cache holds no content of the file.
 Text CachedContentFile(TextView drive_path);
-// Removes it, and its time.
+// When that was last written, by this machine's clock; zero while the cache holds none.
+FileTime CachedContentWritten(TextView drive_path);
+// Removes the content file, and its time.
 void DropCachedContent(TextView drive_path);
 
 // Whether the cache's disk can take so many more bytes; true when it cannot be told.

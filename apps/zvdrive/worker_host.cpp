@@ -4,7 +4,6 @@
 
 #include "config/settings.h"
 #include "include/zvworker/zvworker.h"
-#include "platform/file.h"
 #include "platform/format.h"
 #include "worker/host_services.h"
 
@@ -28,10 +27,7 @@ Text WorkerHost::ContentFile(TextView path) { return CachedContentFile(path); }
 
 void WorkerHost::DropContent(TextView path) { DropCachedContent(path); }
 
-FileTime WorkerHost::ContentWritten(TextView path) {
-  const auto info = FindPath(CachedContentFile(path));
-  return info ? info->last_write : FileTime{};
-}
+FileTime WorkerHost::ContentWritten(TextView path) { return CachedContentWritten(path); }
 
 bool WorkerHost::HasRoom(int64_t bytes) { return CacheHasRoom(bytes); }
 

@@ -71,6 +71,12 @@ TEST_F(HostServices, TheContentFileIsNamedWhileItIsThere) {
   EXPECT_EQ(File::Open(name, Access::kRead, Disposition::kOpenExisting).ReadAll(), "content");
 }
 
+TEST_F(HostServices, WhatIsNotCachedWasNeverWritten) {
+  EXPECT_EQ(CachedContentWritten(u"\\a"), FileTime{});
+  WriteContent(u"/a", "content");
+  EXPECT_NE(CachedContentWritten(u"\\a"), FileTime{});
+}
+
 TEST_F(HostServices, ContentThatIsDroppedLeavesNeitherFileNorTime) {
   WriteContent(u"/Docs/a", "content");
   WriteTime(u"/Docs/a", kEarly);
