@@ -87,6 +87,9 @@ bool CCache::SyncDelete(TextView path) {
 void CCache::CleanAfterDelete(TextView path) {
   const Text server_path = ReplaceAll(path, u'\\', u'/');
   const TextView stem = WithoutTrailingSlash(server_path);
+  // First: what is still listed without its content is never sent. On a full disk its going also
+  // makes room for the list.
+  RemoveFile(names_.GetFileRecordName(stem));
   if (!pending_.RemoveTree(stem)) {
     trace_log_.WriteTrace(u"Unable to take %s off the pending uploads, Reason: %s", stem,
                           GetLastErrorText());

@@ -260,6 +260,25 @@ TEST_F(OutOfDisk, AfterAnEditThatCouldNotBeStoredTheNextWalkFetchesAnew) {
   EXPECT_TRUE(lists(u"/d/folder"));
 }
 
+TEST_F(OutOfDisk, TheContentOfADeletedFileGoesThoughItCannotBeTakenOffTheList) {
+  const Text path = u"/d/a file with a long name 150";
+  WriteContent(path, "content");
+  for (int i = 0; i < 300; ++i) {
+    const Text other = Format(u"/d/a file with a long name %d", i);
+    cache().pending().Add(other, PendingKind::kContent, u"");
+  }
+  {
+    const FullDisk full;
+    EXPECT_TRUE(cache().DeleteCachedResource(path, true));
+  }
+  EXPECT_TRUE(cache().pending().Contains(path));
+  EXPECT_FALSE(FileExists(Names().GetFileRecordName(path)));
+  // When it is to be sent there is nothing to send.
+  cache().TransferCachedFile(path, true);
+  EXPECT_FALSE(account_.Has("/d/a file with a long name 150"));
+  EXPECT_FALSE(cache().pending().Contains(path));
+}
+
 TEST_F(OutOfDisk, ABlockThatDoesNotFitIsRefused) {
   const FullDisk full;
   EXPECT_FALSE(Store(u"/d/f", std::string(20'000, 'x')));
