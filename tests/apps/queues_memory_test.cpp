@@ -44,5 +44,21 @@ TEST(QueuesMemoryTest, AFetchAndAReplyNeedNone) {
   EXPECT_TRUE(row->Wait());
 }
 
+TEST(QueuesMemoryTest, TheRemovalOfTheDriveNeedsNone) {
+  RequestQueues queues;
+  queues.OpenHandle(kWorker);
+  const auto record = std::make_unique<RequestRecord>();
+  {
+    const ScarceMemory scarce(1);
+    queues.RemoveDrive();
+    queues.RemoveDrive();
+  }
+  uint32_t returned = 0;
+  EXPECT_EQ(queues.Control(kWorker, IOCTL_GET_INFO_REQUEST, record.get(), sizeof *record,
+                           record.get(), sizeof *record, &returned),
+            0U);
+  EXPECT_EQ(record->major, static_cast<uint32_t>(MajorCode::kEndPolling));
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -226,7 +226,7 @@ void RequestQueues::EndPolling(DriveQueue which) {
 void RequestQueues::RemoveDrive() {
   for (Queue& queue : queues_) {
     const std::lock_guard lock(queue.mutex);
-    queue.removed_handles = queue.open_handles;
+    queue.removed_handles.merge(queue.open_handles);  // without memory, too
     Wake(queue);
   }
 }

@@ -100,9 +100,9 @@ class RequestQueues final : public RequestChannel {
     std::map<uint64_t, PendingPtr> in_flight;
     // Of the blocks that the worker works on where they lie, until its next fetch.
     std::map<uint64_t, std::shared_ptr<const void>> lent_blocks;
-    std::set<uint64_t> open_handles;
-    std::set<uint64_t> removed_handles;
-    uint32_t waiting_fetches = 0;  // since the last step of epoch
+    std::set<uint64_t> open_handles;     // of the drive that is there
+    std::set<uint64_t> removed_handles;  // open, too, but of one that is gone
+    uint32_t waiting_fetches = 0;        // since the last step of epoch
     uint32_t cancelled_fetches = 0;
     bool ended = false;
     bool shut_down = false;
