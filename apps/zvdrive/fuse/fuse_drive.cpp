@@ -46,6 +46,14 @@ void ReadFurtherAhead(const std::string& mount_point) {
 
 struct FuseMount::Impl {
   explicit Impl(VirtualDrive& drive) : mounted(drive) {}
+  ~Impl() {
+    if (!fuse) return;
+    fuse_unmount(fuse);
+    waker.Join();
+    fuse_destroy(fuse);
+  }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
 
   Mounted mounted;
   fuse_operations operations = FuseCallbacks();
@@ -84,7 +92,6 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
   std::error_code unknown;
   impl_->place = std::filesystem::canonical(options.mount_point, unknown);
   if (fuse_mount(impl_->fuse, options.mount_point.c_str()) != 0) {
-    fuse_destroy(impl_->fuse);
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
   fuse_session* const session = fuse_get_session(impl_->fuse);
@@ -94,11 +101,7 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
   ReadFurtherAhead(impl_->place.string());
 }
 
-FuseMount::~FuseMount() {
-  fuse_unmount(impl_->fuse);
-  impl_->waker.Join();
-  fuse_destroy(impl_->fuse);
-}
+FuseMount::~FuseMount() = default;
 
 void FuseMount::Serve() {
   const std::unique_ptr<fuse_loop_config, decltype(&fuse_loop_cfg_destroy)> config(
