@@ -9,8 +9,15 @@ namespace zv {
 OpenMode OpenModes::Begin(const OpenFile* file, bool uncached,
                           const std::optional<ContentView>& view) {
   const std::lock_guard lock(mutex_);
-  Opens& opens = opens_[file];
-  const bool reads_past_us = view && opens.others == 0 && TryPassThrough(opens, *view);
+  const auto [place, is_first] = opens_.try_emplace(file);
+  Opens& opens = place->second;
+  bool reads_past_us = false;
+  try {
+    reads_past_us = view && opens.others == 0 && TryPassThrough(opens, *view);
+  } catch (...) {
+    if (is_first) opens_.erase(place);
+    throw;
+  }
   if (!reads_past_us && opens.passed_through == 0) {
     ++opens.others;
     return {.is_passed_through = false, .is_uncached = uncached};
