@@ -180,7 +180,12 @@ std::shared_ptr<RegistryStore> RegistryStore::Current() {
 std::shared_ptr<RegistryStore> RegistryStore::Open(const std::string& file) {
   auto store = std::make_shared<RegistryStore>();
   MakePrivateFile(file);
-  if (!Succeeded(store->OpenDatabase(file))) return nullptr;
+  if (!Succeeded(store->OpenDatabase(file))) {
+    // The database's own code would make a missing right of it.
+    const auto code = static_cast<uint32_t>(sqlite3_system_errno(store->database_.get()));
+    if (IsSystemFailure(code)) SetLastError(code);
+    return nullptr;
+  }
   if (!Succeeded(store->MakeTables())) return nullptr;
   if (!Succeeded(store->Prepare())) return nullptr;
   store->memory_.Attach(store->database_.get());

@@ -1,10 +1,9 @@
 // Content of which the system does not tell whether it is there. It may be the only copy.
-#include <sys/resource.h>
-
 #include <filesystem>
 
 #include "platform/posix/native_path.h"
 #include "tests/cache/sync_fixture.h"
+#include "tests/support/no_files_left.h"
 
 namespace zv::testing {
 namespace {
@@ -78,14 +77,10 @@ TEST_F(UnseenContent, FailsAReadInsteadOfTheServersOldBytes) {
 TEST_F(UnseenContent, OfASystemWithoutOpenFilesFailsARead) {
   WriteContent(u"/f", "content");
   cache();
-  rlimit before;
-  ::getrlimit(RLIMIT_NOFILE, &before);
-  rlimit none = before;
-  none.rlim_cur = 0;
-  ::setrlimit(RLIMIT_NOFILE, &none);
-  const bool done = Read(u"/f", 0, 7).done;
-  ::setrlimit(RLIMIT_NOFILE, &before);
-  EXPECT_FALSE(done);
+  {
+    const NoFilesLeft none;
+    EXPECT_FALSE(Read(u"/f", 0, 7).done);
+  }
   EXPECT_EQ(Read(u"/f", 0, 7).bytes, "content");
 }
 

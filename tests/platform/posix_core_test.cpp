@@ -1,7 +1,6 @@
 // What is promised about Linux alone.
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +21,7 @@
 #include "platform/thread.h"
 #include "tests/platform/child_process.h"
 #include "tests/platform/test_folder.h"
+#include "tests/support/no_files_left.h"
 
 namespace zv {
 namespace {
@@ -144,29 +144,12 @@ TEST_F(LinuxFileTest, WhatTheSystemDoesNotTellIsNeitherThereNorAbsent) {
   EXPECT_TRUE(IsAbsent(folder_ / Text(5000, u'x')));
 }
 
-// While it lives, this process can open nothing more.
-class NoFilesLeft {
- public:
-  NoFilesLeft() {
-    ::getrlimit(RLIMIT_NOFILE, &before_);
-    rlimit limit = before_;
-    limit.rlim_cur = 0;
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-  }
-  ~NoFilesLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-  NoFilesLeft(const NoFilesLeft&) = delete;
-  NoFilesLeft& operator=(const NoFilesLeft&) = delete;
-
- private:
-  rlimit before_;
-};
-
 TEST_F(LinuxFileTest, ANameUnderAnotherCaseIsNotAbsentWhereItsFolderCannotBeRead) {
   std::ofstream(folder_.native() / "name") << "old";
   std::ofstream(folder_.native() / "new") << "new";
   const Text other_case = folder_ / u"NAME";
   {
-    const NoFilesLeft none;
+    const testing::NoFilesLeft none;
     const auto told = [] { return LastError() == static_cast<uint32_t>(EMFILE); };
     EXPECT_FALSE(IsAbsent(other_case));
     EXPECT_FALSE(FindPath(other_case));

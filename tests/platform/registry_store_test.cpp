@@ -1,12 +1,15 @@
 // What only the store on Linux promises.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
+#include "platform/error.h"
 #include "platform/home.h"
 #include "platform/registry.h"
 #include "tests/platform/system_fixture.h"
+#include "tests/support/no_files_left.h"
 
 namespace zv {
 namespace {
@@ -41,6 +44,20 @@ TEST(RegistryStoreTest, AFileThatIsNoStoreIsRefusedAndKept) {
   EXPECT_FALSE(RegistryKey::Open(testing::kTestKey, KeyMode::kOpenOrCreate).has_value());
   std::ifstream file(home.name() + "/registry.db");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
+}
+
+TEST(RegistryStoreTest, WhereNoFileCanBeOpenedSaysSo) {
+  const testing::TemporaryHome home;
+  bool opened = true;
+  uint32_t code = 0;
+  {
+    const testing::NoFilesLeft none;
+    opened = RegistryKey::Open(testing::kTestKey, KeyMode::kOpen).has_value();
+    code = LastError();
+  }
+  EXPECT_FALSE(opened);
+  EXPECT_EQ(code, static_cast<uint32_t>(EMFILE));
+  EXPECT_TRUE(RegistryKey::Open(testing::kTestKey, KeyMode::kOpenOrCreate).has_value());
 }
 
 }  // namespace
