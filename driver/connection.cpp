@@ -37,8 +37,11 @@ uint32_t AskDriverForDrive(TextView local_name) {
   }
   // Stays open for the life of the process, as the drive does.
   control->Leak();
-  BroadcastVolumeChange(kDeviceArrival, local_name.empty() ? u'\0' : local_name.front());
-  return kDriveSuccess;
+  // The drive is there, whoever hears of it.
+  return GuardedQuietly(kDriveSuccess, [&] {
+    BroadcastVolumeChange(kDeviceArrival, local_name.empty() ? u'\0' : local_name.front());
+    return kDriveSuccess;
+  });
 }
 
 uint32_t CreateDriveSteps(TextView local_name, TextView remote_name, TextView password,
