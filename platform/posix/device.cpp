@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "platform/device_driver.h"
 #include "platform/error.h"
@@ -18,12 +18,13 @@ constexpr TextView kDevicePrefix = u"\\\\.\\";
 struct OpenDevice {
   std::shared_ptr<DeviceDriver> driver;
   uint64_t file;
+  std::unique_ptr<OpenDevice> leaked_before;
 };
 
 struct DriverTable {
   std::mutex mutex;
   std::map<Text, std::shared_ptr<DeviceDriver>> drivers;  // by lowered name
-  std::vector<std::unique_ptr<OpenDevice>> leaked;        // open for the life of the process
+  std::unique_ptr<OpenDevice> last_leaked;                // open for the life of the process
 };
 
 // Never destroyed, since a leaked handle's driver may be in use until the very end.
@@ -83,7 +84,7 @@ std::optional<Device> Device::Open(TextView name, DeviceDisposition) {
     SetLastError(kErrorFileNotFound);
     return std::nullopt;
   }
-  auto device = std::make_unique<OpenDevice>(OpenDevice{std::move(driver), ++last_file});
+  auto device = std::make_unique<OpenDevice>(OpenDevice{std::move(driver), ++last_file, {}});
   if (const uint32_t error = device->driver->OpenDevice(device->file)) {
     SetLastError(error);
     return std::nullopt;
@@ -107,7 +108,10 @@ bool Device::SharesMemory() { return true; }
 void Device::Leak() {
   DriverTable& table = Table();
   const std::lock_guard lock(table.mutex);
-  table.leaked.emplace_back(FromHandle(std::exchange(handle_, 0)));
+  // Needs no memory: what has been done by now is not to fail here.
+  std::unique_ptr<OpenDevice> device(FromHandle(std::exchange(handle_, 0)));
+  device->leaked_before = std::move(table.last_leaked);
+  table.last_leaked = std::move(device);
 }
 
 }  // namespace zv
