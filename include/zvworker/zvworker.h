@@ -121,7 +121,7 @@ ZVWORKER_API uint32_t ZVWORKER_CALL DeleteNewDrive(const ZvChar* local_name);
  * StartPolling on. The comparisons with the server read them each time; the account's type, the
  * local name and the UNC names are read at each use.
  *
- * Always 0.
+ * Always 0; at once, with nothing served, when the two threads or their memory cannot be had.
  */
 ZVWORKER_API uint32_t ZVWORKER_CALL StartPolling(void);
 
