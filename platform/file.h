@@ -66,16 +66,13 @@ class File {
   int64_t Size() const;
   // Cuts or fills up with zeros. The position stays.
   void SetSize(int64_t size);
-  // What was written so far outlives this process. There is no buffer here, so nothing is left to
-  // do but to tell a closed file: it throws. Nothing is forced out of the system's memory to the
-  // disk.
-  void Flush();
   // Marks the file as this object's until it is closed, or its process has ended. False when it is
   // another's, of any process. Keeps nobody from reading or writing. Needs kWrite or kReadWrite.
   bool Claim();
   void Close();
   // The same for a file that was written. Throws where the system tells only now that it cannot
-  // keep what was written: a disk behind a network may be full.
+  // keep what was written: a disk behind a network may be full. There is no buffer here, and
+  // nothing is forced out of the system's memory to the disk.
   void CloseWritten();
 
  private:

@@ -175,8 +175,6 @@ int64_t File::Size() const {
 
 void File::SetSize(int64_t size) { CheckErrno(::ftruncate(static_cast<int>(handle_), size) == 0); }
 
-void File::Flush() { static_cast<void>(Size()); }
-
 bool File::Claim() { return ::flock(static_cast<int>(handle_), LOCK_EX | LOCK_NB) == 0; }
 
 void File::Close() {

@@ -164,8 +164,6 @@ void File::SetSize(int64_t size) {
   Check(::SetFileInformationByHandle(ToHandle(handle_), FileEndOfFileInfo, &end, sizeof end));
 }
 
-void File::Flush() { static_cast<void>(Size()); }
-
 // One byte far behind any content is locked: readers and writers come nowhere near it.
 bool File::Claim() {
   OVERLAPPED place{};

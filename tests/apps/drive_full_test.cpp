@@ -70,6 +70,17 @@ TEST_F(FullDiskTest, ASmallFileIsReadPastTheCache) {
   EXPECT_FALSE(worker_.IsCached(u"\\small"));
 }
 
+TEST_F(FullDiskTest, WhatWasSeenOfAFolderThatCannotBeListedCanBeDeleted) {
+  NamesIn(u"\\");
+  drive_.Invalidate(u"\\small");
+  worker_.SetRoom(0);
+  worker_.FailWalks(true);
+  worker_.FailQueries(true);
+  EXPECT_EQ(drive_.Look(u"\\unseen").error, DriveError::kNoSpace);
+  EXPECT_EQ(drive_.RemoveFile(u"\\small", kProcess), DriveError::kNone);
+  EXPECT_FALSE(worker_.ServerFile(u"\\small"));
+}
+
 TEST_F(FullDiskTest, AListingThatCannotBeKeptSaysSo) {
   worker_.SetRoom(0);
   worker_.FailWalks(true);

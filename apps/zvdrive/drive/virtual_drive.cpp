@@ -58,12 +58,16 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
 
 // A query cannot tell "absent" from "failed"; a walk can.
 DriveResult<NodeInfo> VirtualDrive::LookInWalk(TextView path, bool always_ask) {
-  const Text parent = ParentOf(path);
-  if (const DriveError error = WalkFolder(parent, always_ask); error != DriveError::kNone) {
-    return error;
-  }
+  const DriveError error = WalkFolder(ParentOf(path), always_ask);
+  const auto latest = LookInLatestWalk(path);
+  // What was seen before can be deleted where a new listing does not fit: it makes room.
+  const bool is_good_enough = error == DriveError::kNoSpace && !always_ask && latest;
+  return error == DriveError::kNone || is_good_enough ? latest : error;
+}
+
+DriveResult<NodeInfo> VirtualDrive::LookInLatestWalk(TextView path) const {
   const std::lock_guard lock(mutex_);
-  const Nodes* nodes = walks_.Latest(parent);
+  const Nodes* nodes = walks_.Latest(ParentOf(path));
   // Without a walk, the folder was renamed or removed meanwhile.
   const auto node = nodes ? nodes->find(LeafOf(path)) : Nodes::const_iterator();
   if (!nodes || node == nodes->end()) return DriveError::kNotFound;

@@ -115,6 +115,7 @@ class VirtualDrive {
   // nullopt: no fresh walk of the parent can tell.
   std::optional<DriveResult<NodeInfo>> LookInFreshWalk(TextView path);
   DriveResult<NodeInfo> LookInWalk(TextView path, bool always_ask);
+  DriveResult<NodeInfo> LookInLatestWalk(TextView path) const;
   // Makes sure that the folder's walk is fresh; always_ask: even if it already is. sink gets the
   // entries of the walk that this takes, if it takes one.
   DriveError WalkFolder(TextView folder, bool always_ask, const DriveRequests::NodeSink& sink = {});
