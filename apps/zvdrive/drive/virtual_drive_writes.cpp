@@ -281,7 +281,7 @@ void VirtualDrive::GiveUpCut(OpenFile& file, const BeforeCut& before) {
   if (!before.was_unsent) {
     host_.DropContent(file.path);
     MarkSent(file);
-    file.content_is_ours = false;
+    file.content_is_ours = file.is_fetched = false;
   }
   file.begins_anew = false;
   file.size = before.size;
