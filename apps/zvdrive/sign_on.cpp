@@ -33,6 +33,8 @@ std::string DescribeError(DriveError error) {
       return "it exists already";
     case DriveError::kIo:
       return "the server or the cache failed (see UserLog.txt)";
+    case DriveError::kNoSpace:
+      return "the disk of the cache is full";
     case DriveError::kNotStored:
       return "not on the server yet; it is kept and tried again";
     case DriveError::kTooBig:

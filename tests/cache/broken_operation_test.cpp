@@ -107,7 +107,9 @@ TEST_F(BrokenCache, ARenameLeavesTheOnlyCopyListedUnderTheNameThatItHas) {
     const Text holder = Content(source) ? source : target;
     ASSERT_EQ(Content(holder), "new") << number;
     ASSERT_TRUE(cache().pending().Contains(holder)) << number;
-    if (!happened) EXPECT_EQ(PendingPaths(), std::vector<Text>{target});
+    if (!happened) {
+      EXPECT_EQ(PendingPaths(), std::vector<Text>{target});
+    }
     cache().pending().RemoveTree(source);
     cache().pending().RemoveTree(target);
     RemoveFile(Names().GetFileRecordName(holder));

@@ -142,8 +142,8 @@ TEST_F(Settings, AnEmptyRemoteNameReadsAsTheFallbackOfTheTable) {
   EXPECT_EQ(ReadRemoteName(), row->fallback);
   home_.SetSetting(kConnectionParameters, u"Remote Name", u"");
   EXPECT_EQ(ReadRemoteName(), row->fallback);
-  home_.SetSetting(kConnectionParameters, u"Remote Name", u"\\our\drive");
-  EXPECT_EQ(ReadRemoteName(), u"\\our\drive");
+  home_.SetSetting(kConnectionParameters, u"Remote Name", u"\\\\our\\drive");
+  EXPECT_EQ(ReadRemoteName(), u"\\\\our\\drive");
 }
 
 TEST_F(Settings, UsedQuotaIsMissingUntilItIsStored) {
