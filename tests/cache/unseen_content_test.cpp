@@ -76,7 +76,8 @@ TEST_F(UnseenContent, FailsAReadInsteadOfTheServersOldBytes) {
 
 TEST_F(UnseenContent, OfASystemWithoutOpenFilesFailsARead) {
   WriteContent(u"/f", "content");
-  cache();
+  Wait(u"/g");
+  EXPECT_FALSE(Read(u"/g", 0, 7).done);
   {
     const NoFilesLeft none;
     EXPECT_FALSE(Read(u"/f", 0, 7).done);

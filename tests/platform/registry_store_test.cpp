@@ -47,6 +47,11 @@ TEST(RegistryStoreTest, AFileThatIsNoStoreIsRefusedAndKept) {
 }
 
 TEST(RegistryStoreTest, WhereNoFileCanBeOpenedSaysSo) {
+  {
+    const testing::TemporaryHome broken;
+    std::ofstream(broken.name() + "/registry.db") << "no database";
+    EXPECT_FALSE(RegistryKey::Open(testing::kTestKey, KeyMode::kOpen).has_value());
+  }
   const testing::TemporaryHome home;
   bool opened = true;
   uint32_t code = 0;

@@ -5,7 +5,8 @@
 
 namespace zv::testing {
 
-// For its life; what is open stays so.
+// For its life; what is open stays so. A sanitizer that meets a class for the first time opens a
+// pipe to look at it: what is to be tested must have failed for another reason before.
 class NoFilesLeft {
  public:
   NoFilesLeft() {
