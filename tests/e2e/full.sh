@@ -29,7 +29,6 @@ step "what cannot be sent is kept"
 random_file "$root/kept" 100000
 server stop >/dev/null
 echo old >"$files/kept"
-touch "$files/small"
 start_server
 ls "$drive" >/dev/null
 server stop >/dev/null
@@ -45,7 +44,6 @@ rm "$drive/large"
 step "what the server has is not cut when that does not fit, and not asked for"
 random_file "$files/many" 3000000
 cp "$files/many" "$root/many"
-printf small >"$files/small"
 touch -d '20 seconds' "$files"  # folders are compared to the second
 await "many does not appear" test -e "$drive/many"
 fill_disk

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "platform/error.h"
@@ -33,6 +34,25 @@ class FailingAllocation {
 
   bool happened() const;
 };
+
+// Makes an object again and again, each time with the next one of its allocations failing, the last
+// time with none. visit gets each that was made all the same, and the number of the allocation.
+template <typename Object, typename Visit>
+void ForEachMadeShortOfMemory(Visit visit) {
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    std::optional<Object> object;
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      try {
+        object.emplace();
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failing.happened();
+    }
+    if (object) visit(*object, number);
+  }
+}
 
 // Runs the operation again and again, each time with the next one of its allocations throwing,
 // until every text stood in the log or no allocation is left. Those that never stood there.

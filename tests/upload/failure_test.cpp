@@ -104,22 +104,11 @@ TEST_F(BrokenUpload, TheConnection) {
 
 TEST_F(BrokenUpload, AClientThatIsMadeReachesTheAccount) {
   size_t made = 0;
-  bool happened = true;
-  for (size_t number = 0; happened; ++number) {
-    std::optional<CBackupDAV> client;
-    {
-      const FailingAllocation failing(number, ThrowNoMemory);
-      try {
-        client.emplace();
-      } catch (const std::bad_alloc&) {
-      }
-      happened = failing.happened();
-    }
-    if (!client) continue;
+  ForEachMadeShortOfMemory<CBackupDAV>([&](CBackupDAV& client, size_t number) {
     ++made;
-    EXPECT_TRUE(client->InitiateUpload(request_)) << "allocation " << number;
-    client->ClearRequest();
-  }
+    EXPECT_TRUE(client.InitiateUpload(request_)) << "allocation " << number;
+    client.ClearRequest();
+  });
   EXPECT_GT(made, 0U);
   EXPECT_THAT(server_.lines(), Each(std::string(kPut)));
 }
