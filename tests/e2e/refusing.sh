@@ -1,27 +1,41 @@
 #!/usr/bin/env bash
 # The server refuses every upload: what waits for one can be cancelled all the same, and the drive unmounted.
-address=127.78.1.12
+address=127.78.1.12 behind=127.78.1.22
 source "$(dirname "$0")/lib.sh"
 refuser_pid=
 # Whatever fails: a drive that does not end at a request does when nobody answers its uploads any more.
 trap 'status=$?; set +e; [ -z "$refuser_pid" ] || kill "$refuser_pid" 2>/dev/null; (exit $status); finish' EXIT
 
-# Answers every request with 507 from now on, in the server's place, and notes the uploads.
-refuse_all() {
-  server stop >/dev/null
-  python3 - "$address" "$root/refused" <<'END' &
-import http.server, sys
+# From now on a server in the account server's place answers with 507 and notes the uploads: every
+# request, or with an address all but what it has the account server answer from there.
+refuse() {  # [address]
+  python3 - "$address" "$root/refused" "$@" <<'END' &
+import http.client, http.server, sys
 class Refuser(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
-    def refuse(self):
-        self.rfile.read(int(self.headers.get("Content-Length", 0)))
-        self.send_response(507)
-        self.send_header("Content-Length", "0")
+    def body(self):
+        return self.rfile.read(int(self.headers.get("Content-Length", 0)))
+    def answer(self, status, headers, content):
+        self.send_response_only(status)
+        for name, value in headers:
+            self.send_header(name, value)
+        self.send_header("Content-Length", len(content))
         self.end_headers()
+        self.wfile.write(content)
+    def refuse(self):
+        self.body()
+        self.answer(507, [], b"")
         if self.command == "PUT":
             with open(sys.argv[2], "a") as log:
                 print(self.path, file=log)
-    do_GET = do_HEAD = do_PUT = do_DELETE = do_OPTIONS = do_PROPFIND = refuse
+    def forward(self):
+        server = http.client.HTTPConnection(sys.argv[3])
+        server.request(self.command, self.path, self.body(), dict(self.headers))
+        reply = server.getresponse()
+        own = ("content-length", "transfer-encoding", "connection", "keep-alive")
+        self.answer(reply.status, [h for h in reply.getheaders() if h[0].lower() not in own], reply.read())
+    do_PUT = refuse
+    do_GET = do_HEAD = do_DELETE = do_OPTIONS = do_PROPFIND = forward if sys.argv[3:] else refuse
     def log_message(self, *_):
         pass
 http.server.ThreadingHTTPServer((sys.argv[1], 80), Refuser).serve_forever()
@@ -29,10 +43,9 @@ END
   refuser_pid=$!
 }
 
-accept_again() {
+stop_refusing() {
   kill "$refuser_pid"
   wait "$refuser_pid" || true
-  start_server
 }
 
 wait_for_refusal() { await "$1 is not sent" grep -qs "/$1\$" "$root/refused"; }
@@ -45,7 +58,7 @@ ends_soon() {
     [ $tries -lt 400 ] && { sleep 0.05; continue; }
     # Who is killed while the drive owes it an answer stays until the drive's connection is cut.
     umount -f "$drive" 2>/dev/null || true
-    kill -KILL "$1"
+    kill -KILL "$1" || true
     fail "$2 does not end"
   done
 }
@@ -58,24 +71,6 @@ write_file() {
   wait_for_refusal "$1"
 }
 
-shows_pending() { "$zvdrive" pending | grep -q "^/$1 " || fail "pending: $("$zvdrive" pending)"; }
-
-start_server
-set_account
-for name in cancelled interrupted unmounted behind; do echo old >"$files/$name"; done
-echo content >"$root/content"
-mount_drive
-ls "$drive" >/dev/null
-refuse_all
-
-step "zvdrive cancel ends an upload that is refused again and again"
-write_file cancelled
-[ "$("$zvdrive" cancel /cancelled)" = "asked to cancel /cancelled" ] || fail "cancel knows of no transfer"
-ends_soon "$writer_pid" "the program that was cancelled"
-wait "$writer_pid" && fail "the close says it is done"
-"$zvdrive" pending | grep -q '^/cancelled .*canceled$' || fail "pending: $("$zvdrive" pending)"
-"$zvdrive" cancel 2>/dev/null && fail "something is cancelled although nothing is transferred"
-
 # A program that waits behind the upload: it ends at a signal, and the upload goes on.
 ends_at_a_signal() {
   "$@" 2>/dev/null &
@@ -85,6 +80,38 @@ ends_at_a_signal() {
   ends_soon $pid "$1"
   kill -0 "$writer_pid" || fail "the upload ended with $1"
 }
+
+shows_pending() { "$zvdrive" pending | grep -q "^/$1 " || fail "pending: $("$zvdrive" pending)"; }
+
+start_server
+set_account
+for name in sent cancelled interrupted unmounted behind; do echo old >"$files/$name"; done
+echo content >"$root/content"
+mount_drive
+ls "$drive" >/dev/null
+
+step "who would remove or rename a file that another program sends ends at a signal"
+server stop >/dev/null
+address=$behind start_server
+refuse "$behind"
+write_file sent
+ends_at_a_signal rm "$drive/sent"
+ends_at_a_signal mv "$drive/sent" "$drive/elsewhere"
+stop_refusing
+server stop >/dev/null
+start_server
+wait "$writer_pid" || fail "the file was not sent in the end"
+cmp "$root/content" "$files/sent"
+server stop >/dev/null
+refuse
+
+step "zvdrive cancel ends an upload that is refused again and again"
+write_file cancelled
+[ "$("$zvdrive" cancel /cancelled)" = "asked to cancel /cancelled" ] || fail "cancel knows of no transfer"
+ends_soon "$writer_pid" "the program that was cancelled"
+wait "$writer_pid" && fail "the close says it is done"
+"$zvdrive" pending | grep -q '^/cancelled .*canceled$' || fail "pending: $("$zvdrive" pending)"
+"$zvdrive" cancel 2>/dev/null && fail "something is cancelled although nothing is transferred"
 
 step "what waits behind one ends at a signal"
 write_file interrupted
@@ -108,7 +135,8 @@ for name in cancelled interrupted unmounted; do
 done
 
 step "all is sent at the next mount"
-accept_again
+stop_refusing
+start_server
 mount_drive
 wait_until_sent
 for name in cancelled interrupted unmounted; do cmp "$root/content" "$files/$name" || fail "$name"; done

@@ -56,6 +56,11 @@ DriveResult<NodeInfo> VirtualDrive::Look(TextView path) {
   return LookInWalk(path, false);
 }
 
+Text VirtualDrive::PathOf(const OpenFile& file) const {
+  const std::lock_guard lock(mutex_);
+  return file.path;
+}
+
 // A query cannot tell "absent" from "failed"; a walk can.
 DriveResult<NodeInfo> VirtualDrive::LookInWalk(TextView path, bool always_ask) {
   const DriveError error = WalkFolder(ParentOf(path), always_ask);

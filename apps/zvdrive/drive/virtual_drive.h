@@ -66,6 +66,8 @@ class VirtualDrive {
   VirtualDrive& operator=(const VirtualDrive&) = delete;
 
   DriveResult<NodeInfo> Look(TextView path);
+  // Where the file is now, or was when it was removed.
+  Text PathOf(const OpenFile& file) const;
   DriveResult<std::vector<NamedNode>> List(TextView folder);
   // The same for those who do not wait for its end.
   std::shared_ptr<FolderListing> OpenFolder(TextView folder);

@@ -56,6 +56,8 @@ Text PathOnDrive(const char* path) {
   return ReplaceAll(text, u'/', u'\\');
 }
 
+std::string PathOnMount(TextView path) { return ToUtf8(ReplaceAll(path, u'\\', u'/')); }
+
 int ResultOfException() noexcept {
   try {
     throw;

@@ -1,6 +1,7 @@
 // What a callback answers: 0 or a count, or an errno below 0.
 #pragma once
 
+#include <string>
 #include <utility>
 
 #include "apps/zvdrive/drive/drive_error.h"
@@ -16,6 +17,8 @@ struct PathError {
 };
 // A path of the mount as one of the drive; throws PathError when the drive cannot hold it.
 Text PathOnDrive(const char* path);
+// The other way round.
+std::string PathOnMount(TextView path);
 
 // For whatever is being handled.
 int ResultOfException() noexcept;

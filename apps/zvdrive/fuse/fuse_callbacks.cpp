@@ -10,7 +10,9 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 
+#include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/fuse/fuse_answer.h"
 #include "apps/zvdrive/fuse/keep_open.h"
 #include "apps/zvdrive/fuse/mounted.h"
@@ -42,20 +44,27 @@ void FillStat(const NodeInfo& info, struct stat* out) {
   out->st_ctim = out->st_atim = out->st_mtim;
 }
 
-int GetAttributes(const char* path, struct stat* out, fuse_file_info*) {
+void Tell(const std::string& path, const NodeInfo& info, struct stat* out) {
+  FillStat(info, out);
+  TheMount().told.Note(path, info.size, std::chrono::steady_clock::now());
+}
+
+int GetAttributes(const char* path, struct stat* out, fuse_file_info* open) {
   return Answer([&] {
-    const auto info = TheDrive().Look(PathOnDrive(path));
-    if (info) {
-      FillStat(info.value, out);
-      TheMount().told.Note(path, info.value.size, std::chrono::steady_clock::now());
+    if (open) {
+      const OpenFile& file = FileOf(open);
+      Tell(PathOnMount(TheDrive().PathOf(file)), InfoOf(file, {}), out);
+      return 0;
     }
+    const auto info = TheDrive().Look(PathOnDrive(path));
+    if (info) Tell(path, info.value, out);
     return ResultOf(info.error);
   });
 }
 
-int OpenFolderAt(const char*, fuse_file_info* info) {
+int OpenFolderAt(const char* path, fuse_file_info* info) {
   return Answer([&] {
-    info->fh = TheMount().folders.Keep(std::make_unique<OpenFolder>());
+    info->fh = TheMount().folders.Keep(std::make_unique<OpenFolder>(PathOnDrive(path)));
     return 0;
   });
 }
@@ -82,28 +91,29 @@ int FillFolder(FolderListing& listing, std::string path, void* buffer, fuse_fill
     const NamedNode* node = holds_some ? listing.AtOnce(index) : listing.At(index);
     if (!node) return holds_some ? 0 : ResultOf(listing.error());
     struct stat attributes;
-    FillStat(node->info, &attributes);
     path.replace(folder_length, path.size(), ToUtf8(node->name));
+    Tell(path, node->info, &attributes);
     const off_t after = static_cast<off_t>(index + std::size(kOwnEntries) + 1);
-    TheMount().told.Note(path, node->info.size, std::chrono::steady_clock::now());
     if (fill(buffer, path.c_str() + folder_length, &attributes, after, flags)) return 0;
     holds_some = true;
   }
 }
 
-int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offset,
-               fuse_file_info* info, fuse_readdir_flags flags) {
+int ReadFolder(const char*, void* buffer, fuse_fill_dir_t fill, off_t offset, fuse_file_info* info,
+               fuse_readdir_flags flags) {
   return Answer([&] {
     OpenFolder& folder = OpenHandles<OpenFolder>::Of(info->fh);
     std::shared_ptr<FolderListing> listing;
+    std::string path;
     {
       const std::lock_guard lock(folder.mutex);
-      if (offset == 0 || !folder.listing) folder.listing = TheDrive().OpenFolder(PathOnDrive(path));
+      if (offset == 0 || !folder.listing) folder.listing = TheDrive().OpenFolder(folder.path);
       listing = folder.listing;
+      path = PathOnMount(folder.path);
     }
     const auto fill_flags =
         static_cast<fuse_fill_dir_flags>((flags & FUSE_READDIR_PLUS) ? FUSE_FILL_DIR_PLUS : 0);
-    return FillFolder(*listing, path, buffer, fill, offset, fill_flags);
+    return FillFolder(*listing, std::move(path), buffer, fill, offset, fill_flags);
   });
 }
 
@@ -190,12 +200,23 @@ int RemoveFolderAt(const char* path) {
       [&] { return ResultOf(TheDrive().RemoveFolder(PathOnDrive(path), ProcessName())); });
 }
 
+// Who has the folder open, or one beneath it, reads it under its new name.
+void MoveOpenFolders(TextView from, TextView to) {
+  TheMount().folders.ForEach([&](OpenFolder& folder) {
+    const std::lock_guard lock(folder.mutex);
+    if (IsWithin(folder.path, from)) folder.path.replace(0, from.size(), to);
+  });
+}
+
 int RenameAt(const char* from, const char* to, unsigned flags) {
   return Answer([&] {
     constexpr unsigned kNoReplace = 1;
     if ((flags & ~kNoReplace) != 0) return -EINVAL;
-    return ResultOf(
-        TheDrive().Rename(PathOnDrive(from), PathOnDrive(to), flags == 0, ProcessName()));
+    const Text source = PathOnDrive(from), target = PathOnDrive(to);
+    const DriveError error = TheDrive().Rename(source, target, flags == 0, ProcessName());
+    // It is renamed, whatever becomes of the rest.
+    if (error == DriveError::kNone) Answer([&] { return MoveOpenFolders(source, target), 0; });
+    return ResultOf(error);
   });
 }
 
@@ -231,6 +252,9 @@ void* Initialise(fuse_conn_info* connection, fuse_config* config) {
   config->entry_timeout = static_cast<double>(kAttributeLifetime.count());
   config->attr_timeout = static_cast<double>(kAttributeLifetime.count());
   config->negative_timeout = 0;
+  // What concerns an open file comes without its path, which libfuse would keep from renames and
+  // removals until it is answered: those would wait for an upload where no signal reaches them.
+  config->nullpath_ok = 1;
   return fuse_get_context()->private_data;
 }
 

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "apps/zvdrive/fuse/fuse_answer.h"
 #include "apps/zvdrive/fuse/fuse_callbacks.h"
 #include "apps/zvdrive/fuse/mounted.h"
 #include "apps/zvdrive/fuse/passthrough.h"
@@ -138,7 +139,7 @@ void FuseMount::Stop() {
 void FuseMount::Invalidate(TextView path) {
   const std::shared_lock lock(impl_->device);
   if (impl_->stops) return;
-  fuse_invalidate_path(impl_->fuse, ToUtf8(ReplaceAll(path, u'\\', u'/')).c_str());
+  fuse_invalidate_path(impl_->fuse, PathOnMount(path).c_str());
 }
 
 bool IsFuseCallInterrupted() { return fuse_get_context() != nullptr && fuse_interrupted() != 0; }

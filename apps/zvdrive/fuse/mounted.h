@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "apps/zvdrive/drive/content_view.h"
 #include "apps/zvdrive/drive/folder_listing.h"
@@ -19,7 +20,10 @@ namespace zv {
 inline constexpr std::chrono::seconds kAttributeLifetime{1};
 
 struct OpenFolder {
-  std::mutex mutex;
+  explicit OpenFolder(Text where) : path(std::move(where)) {}
+
+  std::mutex mutex;                        // guards what follows
+  Text path;                               // on the drive; goes with renames
   std::shared_ptr<FolderListing> listing;  // from the first read on, and anew at each rewinding
 };
 

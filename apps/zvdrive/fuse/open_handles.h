@@ -22,6 +22,13 @@ class OpenHandles {
 
   static T& Of(uint64_t number) { return *reinterpret_cast<T*>(static_cast<uintptr_t>(number)); }
 
+  // None is kept or released meanwhile.
+  template <typename Visitor>
+  void ForEach(Visitor&& visit) {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [number, handle] : handles_) visit(*handle);
+  }
+
   std::unique_ptr<T> Release(uint64_t number) {
     const std::lock_guard lock(mutex_);
     return std::move(handles_.extract(number).mapped());
