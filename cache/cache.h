@@ -230,7 +230,7 @@ class CCache {
   // False, with a line in the log, for a name that is one of the cache's own: copies and downloads
   // go by the file's own name, and may lie in the cache folder.
   bool NameIsHandedOver(TextView path);
-  void LogNoJournal(TextView file, bool error_line);
+  void LogNotOpened(TextView file, bool error_line);
   // 0 with a line in the log when the library, or this entry point of it, is missing.
   int32_t CallEntry(UtilityMember member, const UtilityEntry& entry, const SyncAccount& account);
   void LogNoEntry(const UtilityEntry& entry, const Text& failure);

@@ -7,11 +7,11 @@
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/format.h"
+#include "webdav/http_status.h"
 
 namespace zv {
 namespace {
 
-constexpr uint32_t kStatusNotFound = 404;
 constexpr TextView kDeleteJournal = u"Delete_src.txt";
 constexpr size_t kJournalLineUnits = 256;
 

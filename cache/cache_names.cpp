@@ -20,6 +20,14 @@ constexpr ReservedUnit kReserved[] = {{u'\x22', u"%22"}, {u'*', u"%2A"},  {u'/',
 
 // Installed under Program Files, the cache lives outside it, in a product folder at the drive's
 // root.
+constexpr TextView kListingPrefix = u"dir#ZV", kContentPrefix = u"file#ZV";
+
+// A server path as a part of a file's name.
+Text FlatPath(TextView path) {
+  return EncodeCacheName(
+      ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#'));
+}
+
 Text CacheBaseFolder() {
   Text base = GetApplicationPath();
   const size_t program_files = base.find(u"\\Program Files");
@@ -71,7 +79,7 @@ bool IsAtOrBeneath(TextView path, TextView top) {
 
 bool IsCacheFileName(TextView leaf) {
   const Text name = ToLower(leaf);
-  return name.starts_with(u"dir#zv") || name.starts_with(u"file#zv");
+  return name.starts_with(ToLower(kListingPrefix)) || name.starts_with(ToLower(kContentPrefix));
 }
 
 CacheNames::CacheNames() {
@@ -85,17 +93,12 @@ Text CacheNames::work_folder() const {
   return Format(u"%sWork-%s\\", folder.substr(0, leaf), folder.substr(leaf));
 }
 
-Text CacheNames::PathTail(TextView path) const {
-  const Text flat = ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#');
-  return prefix_ + EncodeCacheName(flat);
-}
-
 Text CacheNames::GetDirRecordName(TextView path) const {
-  return Format(u"%sdir%c%s", folder_, u'#', PathTail(path));
+  return folder_ + Text(kListingPrefix) + FlatPath(path);
 }
 
 Text CacheNames::GetFileRecordName(TextView path) const {
-  return Format(u"%sfile%c%s#", folder_, u'#', PathTail(path));
+  return folder_ + Text(kContentPrefix) + FlatPath(path) + u'#';
 }
 
 Text CacheNames::GetTimeFileName(TextView path) const {

@@ -44,10 +44,7 @@ class CacheNames {
   Text GetTimeFileName(TextView path) const;
 
  private:
-  Text PathTail(TextView path) const;
-
   Text folder_;
-  Text prefix_ = u"ZV";
 };
 
 inline constexpr TextView kTimeFileSuffix = u".time";

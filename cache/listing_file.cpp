@@ -37,7 +37,7 @@ StaleUnlessStored::StaleUnlessStored(TextView listing_file)
 StaleUnlessStored::~StaleUnlessStored() {
   if (stored_) return;
   const uint32_t code = LastError();  // of the change: it is still to be told
-  GuardedQuietly(false, [this] { return RemoveFile(time_file_); });
+  GuardedQuietly([this] { RemoveFile(time_file_); });
   SetLastError(code);
 }
 

@@ -8,12 +8,10 @@
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/format.h"
+#include "webdav/http_status.h"
 
 namespace zv {
 namespace {
-
-constexpr uint32_t kStatusNotFound = 404;
-constexpr uint32_t kStatusTargetExists = 412;
 
 void MoveTimeFile(TextView from, TextView to) {
   MoveToNew(Text(from) + Text(kTimeFileSuffix), Text(to) + Text(kTimeFileSuffix));
@@ -97,7 +95,7 @@ uint32_t CCache::RenameOnServer(Rename& rename) {
   // What never reached the server is renamed here alone, and sent under its new name.
   if (status == kStatusNotFound && IsPending(rename.old_path)) return kRenameDone;
   rename.ended = true;
-  return status == kStatusTargetExists ? kRenameTargetExists : kRenameFailed;
+  return status == kStatusPreconditionFailed ? kRenameTargetExists : kRenameFailed;
 }
 
 uint32_t CCache::SyncRename(Rename& rename) {

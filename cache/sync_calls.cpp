@@ -6,7 +6,7 @@ namespace zv {
 
 bool CCache::JournalWritten(TextView journal, TextView line, bool error_line) {
   if (WriteJournal(journal, line)) return true;
-  LogNoJournal(JournalPath(journal), error_line);
+  LogNotOpened(JournalPath(journal), error_line);
   return false;
 }
 
@@ -17,7 +17,7 @@ bool CCache::NameIsHandedOver(TextView path) {
   return false;
 }
 
-void CCache::LogNoJournal(TextView file, bool error_line) {
+void CCache::LogNotOpened(TextView file, bool error_line) {
   const Text reason = GetLastErrorText();
   constexpr TextView kFormat = u"Unable to create/open file %s. Reason: %s";
   if (error_line) {

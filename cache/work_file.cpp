@@ -65,7 +65,7 @@ ActivePartials& Active() {
 
 // What stays for lack of memory is a leftover like any other.
 void RemoveQuietly(TextView file) {
-  GuardedQuietly(false, [file] { return RemoveFile(file); });
+  GuardedQuietly([file] { RemoveFile(file); });
 }
 
 void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {

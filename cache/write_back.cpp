@@ -109,7 +109,7 @@ bool CCache::StageContent(TextView path, const Text& content_file, const Text& s
 
 bool CCache::StageNothing(const Text& staged) {
   if (File::Open(staged, Access::kWrite, Disposition::kCreateAlways)) return true;
-  LogNoJournal(staged, true);
+  LogNotOpened(staged, true);
   return false;
 }
 

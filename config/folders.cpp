@@ -33,10 +33,12 @@ Text GetSyncFolderRoot() {
   return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
 }
 
+Text GetSyncQuotaFile() { return GetSyncFolderRoot() + u"\\ZVCOMMON\\quota.ini"; }
+
 int64_t GetSyncUsedQuota() {
   return GuardedQuietly(int64_t{0}, [] {
-    const Text file = Format(u"%s%s", GetSyncFolderRoot(), u"\\ZVCOMMON\\quota.ini");
-    return ParseInt64(ReadProfileText(file, u"ZVSYNC", u"ZVSyncUsedQuota", kQuotaTextUnits));
+    return ParseInt64(ReadProfileText(GetSyncQuotaFile(), kSyncQuotaSection, kSyncUsedQuotaEntry,
+                                      kQuotaTextUnits));
   });
 }
 

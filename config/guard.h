@@ -36,10 +36,25 @@ Result Guarded(Result neutral, Body&& body, OnFailure&& on_failure) noexcept {
   }
 }
 
+// The same for steps without a result.
+template <typename Body, typename OnFailure>
+void Guarded(Body&& body, OnFailure&& on_failure) noexcept {
+  const auto run = [&] {
+    std::forward<Body>(body)();
+    return true;
+  };
+  Guarded(false, run, std::forward<OnFailure>(on_failure));
+}
+
 // The same where nothing is to be written: what cannot be had reads as the neutral result.
 template <typename Result, typename Body>
 Result GuardedQuietly(Result neutral, Body&& body) noexcept {
   return Guarded(std::move(neutral), std::forward<Body>(body), [](const Failure&) {});
+}
+
+template <typename Body>
+void GuardedQuietly(Body&& body) noexcept {
+  Guarded(std::forward<Body>(body), [](const Failure&) {});
 }
 
 }  // namespace zv

@@ -10,12 +10,12 @@
 #include "platform/debug_output.h"
 #include "platform/format.h"
 #include "platform/shell.h"
+#include "webdav/http_status.h"
 #include "webdav/webdav.h"
 
 namespace zv {
 namespace {
 
-constexpr uint32_t kHttpOk = 200;
 constexpr uint32_t kDeviceArrival = 0x8000;
 constexpr TextView kNoHandle = u"Driver handle invalid\n";
 
@@ -53,9 +53,9 @@ uint32_t CreateDriveSteps(TextView local_name, TextView remote_name, TextView pa
     WriteDebugOutput(u"Username string is blank\n");
     return kDriveBadNetName;
   }
-  const uint32_t login = server.LoginToServer(Text(user_name), Text(password));
+  const uint32_t login = server.LoginToServer(user_name, password);
   if (login == 0) return kDriveBadNetName;
-  if (login != kHttpOk) return login;
+  if (login != kStatusOk) return login;
   const Text secret = ShiftSecret(Format(u"%s:%s", password, user_name));
   if (!SaveConnectionSettings(local_name, user_name, secret)) return kDriveBadNetName;
   return AskDriverForDrive(local_name);

@@ -80,11 +80,8 @@ struct CommonStart {
 uint32_t PollingThread(CommonStart& start, PollingMember run) {
   constexpr uint32_t kEnded = 1;
   std::optional<CEventPolling> polling;
-  const bool made = GuardedQuietly(false, [&] {
-    polling.emplace();
-    return true;
-  });
-  if (!made) start.serves = false;
+  GuardedQuietly([&] { polling.emplace(); });
+  if (!polling) start.serves = false;
   start.told.Release();
   start.go.Acquire();
   if (!start.serves) return kEnded;
@@ -154,14 +151,13 @@ uint32_t RunPolling() {
   CommonStart start;
   std::array<Thread, std::size(kLoops)> threads;
   size_t started = 0;
-  const bool both = GuardedQuietly(false, [&] {
+  GuardedQuietly([&] {
     for (const PollingMember loop : kLoops) {
       threads[started] = Thread::Start([&start, loop] { return PollingThread(start, loop); });
       ++started;
     }
-    return true;
   });
-  if (!both) start.serves = false;
+  if (started < std::size(kLoops)) start.serves = false;
   for (size_t i = 0; i < started; ++i) start.told.Acquire();
   for (size_t i = 0; i < started; ++i) start.go.Release();
   WaitForAll(threads);

@@ -11,18 +11,15 @@
 namespace zv {
 
 struct HandlerTexts {
-  TextView
-      error;  // for a failure with words of its own: takes the subject, when there is one, and them
-  TextView exception;  // for any other
+  // For a failure with words of its own: takes the subject, when there is one, and them.
+  TextView error;
+  // For any other.
+  TextView exception;
 };
 
 template <typename Body>
 void GuardHandler(CEventPolling& polling, const HandlerTexts& texts,
                   std::optional<TextView> subject, Body&& body) {
-  const auto run = [&] {
-    std::forward<Body>(body)();
-    return true;
-  };
   const auto log = [&](const Failure& failure) {
     if (!failure.is_known()) {
       polling.poll_log().WriteTraceText(texts.exception);
@@ -32,7 +29,7 @@ void GuardHandler(CEventPolling& polling, const HandlerTexts& texts,
       polling.poll_log().WriteTrace(texts.error, failure.text);
     }
   };
-  Guarded(false, run, log);
+  Guarded(std::forward<Body>(body), log);
 }
 
 }  // namespace zv

@@ -29,15 +29,14 @@ void LogFailure(const Failure& failure) {
 
 void NotifyShell(uint32_t event, TextView first_path, TextView second_path) {
   const auto start = [&] {
-    if (!ShellHearsOf(event)) return true;  // a thread is dear beside a small file's other steps
+    if (!ShellHearsOf(event)) return;  // a thread is dear beside a small file's other steps
     const auto notification = std::make_shared<NotificationRecord>();
     notification->event = event;
     CopyPath(first_path, notification->first_path);
     CopyPath(second_path, notification->second_path);
     Thread::Start([notification] { return NotifyThreadProc(*notification); });
-    return true;
   };
-  Guarded(false, start, LogFailure);
+  Guarded(start, LogFailure);
 }
 
 uint32_t NotifyThreadProc(const NotificationRecord& notification) {

@@ -12,8 +12,6 @@ namespace zv {
 namespace {
 
 constexpr uint32_t kRefreshViewMessage = 0x8013;
-// A replacing rename's minor code less this is the event that tells of the replaced file.
-constexpr uint32_t kMinorToEvent = 57;
 
 // The server refused because the target exists, and the driver wants it replaced.
 bool WantsReplacement(const RequestRecord& request, StatusWord status) {
@@ -29,7 +27,7 @@ StatusWord Rename(CEventPolling& polling, const RequestRecord& request, TextView
   if (is_save && status == kNamespaceSuccess) cache.TransferCachedFile(target, true);
   if (WantsReplacement(request, status)) {
     if (cache.DeleteCachedResource(target, false)) {
-      NotifyShell(request.minor - kMinorToEvent, LocalFullPath(request.Path()));
+      NotifyShell(kShellDeleteItem, LocalFullPath(request.Path()));
     }
     status = cache.RenameCachedResource(source, target, from_explorer);
   }

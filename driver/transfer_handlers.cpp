@@ -21,7 +21,7 @@ constexpr HandlerTexts kCacheBackupTexts = {
 
 // Set when a block could not be stored: it was already acknowledged, so the next one is refused
 // instead, and the driver learns of the failure. One for the process.
-std::atomic<int16_t> g_backup_failed{0};
+std::atomic<bool> g_backup_failed = false;
 
 TransferRequest StepOf(const RequestRecord& request) {
   TransferRequest step;
@@ -41,13 +41,13 @@ void ReadStep(CCache& cache, TransferRequest& step, TransferReply& reply) {
 // Asks the driver for the block. False when there is none to store: it was refused, or the driver
 // took no reply and supplied nothing.
 bool ReceiveBlock(CEventPolling& polling, TransferReply& reply) {
-  const bool refuse = g_backup_failed != 0;
+  const bool refuse = g_backup_failed;
   if (refuse) {
     reply.status = kTransferFailure;
     reply.length = 0;
   }
   const bool supplied = ExchangeBackupReply(polling.drive(), reply);
-  if (refuse) g_backup_failed = 0;
+  if (refuse) g_backup_failed = false;
   return supplied && !refuse;
 }
 
@@ -62,7 +62,7 @@ void StoreBlock(CEventPolling& polling, const TransferRequest& block) {
   if (block.length == 0 && !block.force_store) return;
   if (polling.cache().CacheFile(block)) return;
   polling.poll_log().WriteTraceText(u"Error caching file contents");
-  g_backup_failed = 1;
+  g_backup_failed = true;
 }
 
 // Whether a complete file of a sync account is handed over: one whose name has an extension is,
@@ -125,7 +125,7 @@ void CacheBackupRequest(CEventPolling& polling, const RequestRecord& request) {
     const TransferBuffer buffer(block.length, TransferBuffer::Content::kAny);
     if (!buffer) {
       log.WriteTraceText(u"Error allocating memory for backup buffer");
-      g_backup_failed = 1;
+      g_backup_failed = true;
     }
     TransferReply reply{block.length, kTransferSuccess, buffer.address()};
     if (!ReceiveBlock(polling, reply)) return;

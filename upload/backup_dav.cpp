@@ -1,4 +1,5 @@
 #include "upload/backup_dav.h"
+#include "webdav/http_status.h"
 
 namespace zv {
 namespace {
@@ -16,18 +17,13 @@ CBackupDAV::CBackupDAV() {
 CBackupDAV::~CBackupDAV() = default;
 
 void CBackupDAV::PrepareConnectionHandle() {
-  Guarded(
-      false,
-      [&] {
-        OpenConnection(kAgent);
-        return true;
-      },
-      [&](const Failure& failure) {
-        NoteSetUpFailure(failure);
-        status_text_ = failure.text;
-        debug_log_.WriteTrace(u"Exception in PrepareConnectionHandle!, Reason : %s",
-                              GetErrorMessage());
-      });
+  Guarded([&] { OpenConnection(kAgent); },
+          [&](const Failure& failure) {
+            NoteSetUpFailure(failure);
+            status_text_ = failure.text;
+            debug_log_.WriteTrace(u"Exception in PrepareConnectionHandle!, Reason : %s",
+                                  GetErrorMessage());
+          });
 }
 
 bool CBackupDAV::MakeBackupCall(TextView url, uint32_t content_length) {
@@ -114,7 +110,7 @@ bool CBackupDAV::EndUpload(const TransferRequest& request) {
       false,
       [&] {
         EndRequest();
-        const bool stored = status_code_ == 201 || status_code_ == 204;
+        const bool stored = IsCreatedOrReplaced(status_code_);
         if (!stored) {
           user_log_.WriteLog(LogLevel::kError, u"Unable to upload file %s. Reason: %s (%d)",
                              request.path, GetErrorMessage(), status_code_);

@@ -50,21 +50,22 @@ class CBackupDAV : public CWebDAV {
   uint64_t GetFolderSizeInByte(TextView folder_path);
 
  private:
+  struct Upload;
   struct Attempt;
 
+  // True when nothing is left to do after the upload's last attempt.
+  bool JudgeAttempt(Upload& upload);
   // One attempt's steps, in order; see CacheUploadFile.
-  bool PublishUpload(const Attempt& attempt);
-  uint32_t CancelAttempt(const Attempt& attempt, int16_t& retry_count);
-  void PrepareRange(Attempt& attempt, int16_t retry_count);
-  bool SendBody(Attempt& attempt, int16_t& retry_count);
-  uint32_t FinishAttempt(const Attempt& attempt, int16_t& retry_count);
-  uint32_t RunAttempt(Attempt& attempt, int16_t& retry_count);
-  void ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count, const Failure& failure);
+  uint32_t RunAttempt(Attempt& attempt);
+  void PrepareRange(Attempt& attempt);
+  bool SendBody(Attempt& attempt);
+  uint32_t FinishAttempt(Attempt& attempt);
   // The reply's status after the body was sent; false when ending the request failed.
   bool EndRequest();
-  // What LocalFileTransfer makes of an attempt: true when nothing is left to do.
-  bool JudgeAttempt(TextView resource_path, int64_t size, uint32_t& offset, int16_t& retry_count,
-                    bool& verify_failed_once);
+  // True when the user wants it canceled.
+  bool PublishAndSeeCancel(const Attempt& attempt);
+  uint32_t CancelAttempt(Attempt& attempt);
+  void ReportBrokenAttempt(const Attempt& attempt, const Failure& failure);
 
   int64_t upload_start_ = 0;  // seconds since 1970, of the upload's first attempt
   float percent_ = 0;

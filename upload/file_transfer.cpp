@@ -6,6 +6,15 @@
 
 namespace zv {
 
+// One file's upload over all its attempts.
+struct CBackupDAV::Upload {
+  TextView resource_path;
+  int64_t size = 0;         // bytes
+  uint32_t offset = 0;      // bytes sent and accepted
+  int16_t retry_count = 1;  // 0: no further attempt
+  bool verify_failed_once = false;
+};
+
 bool CBackupDAV::LocalFileTransfer(TextView local_path, TextView resource_path) {
   last_transfer_stored_ = false;
   last_transfer_failure_.clear();
@@ -13,17 +22,13 @@ bool CBackupDAV::LocalFileTransfer(TextView local_path, TextView resource_path) 
       false,
       [&] {
         const auto found = FindPath(local_path);
-        const int64_t size = found ? found->size : 0;
+        Upload upload{.resource_path = resource_path, .size = found ? found->size : 0};
         ClearCancelRequest();
-        int16_t retry_count = 1;
-        uint32_t offset = 0;
-        bool done = false;
-        bool verify_failed_once = false;
-        while (retry_count <= RetryCount() && !done) {
-          offset = CacheUploadFile(local_path, resource_path, retry_count, offset);
-          done = JudgeAttempt(resource_path, size, offset, retry_count, verify_failed_once);
+        while (upload.retry_count <= RetryCount()) {
+          upload.offset =
+              CacheUploadFile(local_path, resource_path, upload.retry_count, upload.offset);
+          if (JudgeAttempt(upload)) return true;
         }
-        if (done) return true;
         user_log_.WriteLog(LogLevel::kError, u"Aborting upload of file %s.", resource_path);
         return false;
       },
@@ -39,32 +44,32 @@ bool CBackupDAV::LocalFileTransfer(TextView local_path, TextView resource_path) 
   return result;
 }
 
-bool CBackupDAV::JudgeAttempt(TextView resource_path, int64_t size, uint32_t& offset,
-                              int16_t& retry_count, bool& verify_failed_once) {
-  if (retry_count == 0) return true;
-  if (offset < size) {
-    ++retry_count;
+bool CBackupDAV::JudgeAttempt(Upload& upload) {
+  if (upload.retry_count == 0) return true;
+  if (upload.offset < upload.size) {
+    ++upload.retry_count;
     SleepMs(static_cast<uint32_t>(RetryWait()));
     return false;
   }
-  if (VerifyBkpFile(resource_path, size)) {
+  if (VerifyBkpFile(upload.resource_path, upload.size)) {
     // Without the server's word the reason of the attempt stands: what is there may be older.
     last_transfer_stored_ = accepted_;
     if (accepted_) last_transfer_failure_.clear();
-    user_log_.WriteLog(LogLevel::kInformation, u"%s has been uploaded.", resource_path);
+    user_log_.WriteLog(LogLevel::kInformation, u"%s has been uploaded.", upload.resource_path);
     return true;
   }
   last_transfer_failure_ = u"Unable to verify the complete file on server.";
   user_log_.WriteLog(LogLevel::kInformation,
                      u"Unable to cache upload of the file %s. Reason: Unable to verify the "
                      u"complete file on server.",
-                     resource_path);
-  offset = 0;
-  if (verify_failed_once) {
-    user_log_.WriteLog(LogLevel::kInformation, u"Aborting upload of file %s.", resource_path);
+                     upload.resource_path);
+  upload.offset = 0;
+  if (upload.verify_failed_once) {
+    user_log_.WriteLog(LogLevel::kInformation, u"Aborting upload of file %s.",
+                       upload.resource_path);
     return true;
   }
-  verify_failed_once = true;
+  upload.verify_failed_once = true;
   return false;
 }
 

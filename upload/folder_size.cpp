@@ -7,6 +7,7 @@
 
 #include "config/settings.h"
 #include "upload/backup_dav.h"
+#include "webdav/http_status.h"
 
 namespace zv {
 namespace {
@@ -83,7 +84,7 @@ uint64_t CBackupDAV::GetFolderSizeInByte(TextView folder_path) {
         }
         request.SetOption(kOptionSecurityFlags,
                           request.QueryOption(kOptionSecurityFlags) | kIgnoreCertificateFlags);
-        if (!request.Send({}, {}) || request.StatusCode() != 200) return 0;
+        if (!request.Send({}, {}) || request.StatusCode() != kStatusOk) return 0;
         return BytesFromKilobyteText(ReadAnswer(request));
       },
       [&](const Failure& failure) {

@@ -3,6 +3,7 @@
 
 #include "platform/file.h"
 #include "upload/backup_dav.h"
+#include "webdav/http_status.h"
 #include "worker/progress.h"
 
 namespace zv {
@@ -10,6 +11,7 @@ namespace zv {
 // Sizes and offsets are 32 bits wide here: larger files are refused before they come this far.
 struct CBackupDAV::Attempt {
   TextView resource_path;
+  int16_t& retry_count;  // see CacheUploadFile
   File file;
   uint32_t size = 0;       // of the file, bytes
   uint32_t start = 0;      // sent so far, bytes
@@ -20,6 +22,7 @@ uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path
                                      int16_t& retry_count, uint32_t start_offset) {
   accepted_ = false;
   Attempt attempt{.resource_path = resource_path,
+                  .retry_count = retry_count,
                   .file = File::Open(local_path, Access::kRead, Disposition::kOpenExisting)};
   if (!attempt.file) {
     last_transfer_failure_ = GetLastErrorText();
@@ -35,60 +38,60 @@ uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path
   const bool answered = Guarded(
       false,
       [&] {
-        accepted = RunAttempt(attempt, retry_count);
+        accepted = RunAttempt(attempt);
         return true;
       },
-      [&](const Failure& failure) { ReportBrokenAttempt(attempt, retry_count, failure); });
+      [&](const Failure& failure) { ReportBrokenAttempt(attempt, failure); });
   if (answered) return accepted;
   ClearRequest();
   return attempt.start;
 }
 
-uint32_t CBackupDAV::RunAttempt(Attempt& attempt, int16_t& retry_count) {
+uint32_t CBackupDAV::RunAttempt(Attempt& attempt) {
   attempt.size = static_cast<uint32_t>(attempt.file.Size());
   attempt.remaining = attempt.size - attempt.start;
   if (attempt.start == 0) {
     percent_ = 0;
     upload_start_ = UnixTime();
   }
-  if (PublishUpload(attempt)) {
+  if (PublishAndSeeCancel(attempt)) {
     debug_log_.WriteTrace(u"Upload of file %s canceled by the user.", attempt.resource_path);
-    return CancelAttempt(attempt, retry_count);
+    return CancelAttempt(attempt);
   }
   ResetRequest();
   SetRequestFlags(kFlagNoCacheWrite, false);
-  PrepareRange(attempt, retry_count);
+  PrepareRange(attempt);
   if (!MakeBackupCall(account_root_ + Text(attempt.resource_path), attempt.remaining)) {
     last_transfer_failure_ = GetErrorMessage();
     user_log_.WriteLog(LogLevel::kInformation,
                        u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
-                       attempt.resource_path, retry_count, static_cast<int>(percent_),
+                       attempt.resource_path, attempt.retry_count, static_cast<int>(percent_),
                        last_transfer_failure_);
     ClearRequest();
     return attempt.start;
   }
-  if (!SendBody(attempt, retry_count)) return CancelAttempt(attempt, retry_count);
-  return FinishAttempt(attempt, retry_count);
+  if (!SendBody(attempt)) return CancelAttempt(attempt);
+  return FinishAttempt(attempt);
 }
 
-bool CBackupDAV::PublishUpload(const Attempt& attempt) {
+bool CBackupDAV::PublishAndSeeCancel(const Attempt& attempt) {
   return SetProgressDetails(TransferKind::kUpload, attempt.resource_path, attempt.size,
                             attempt.start, upload_start_);
 }
 
-uint32_t CBackupDAV::CancelAttempt(const Attempt& attempt, int16_t& retry_count) {
+uint32_t CBackupDAV::CancelAttempt(Attempt& attempt) {
   last_transfer_failure_ = u"canceled";
   user_log_.WriteLog(LogLevel::kInformation,
                      u"%s could not be completely uploaded as the operation was manually canceled.",
                      attempt.resource_path);
   ClearRequest();
-  retry_count = 0;
+  attempt.retry_count = 0;
   return 0;
 }
 
 // A resumed attempt sends the last byte once more, so that the server sees an overlapping range.
-void CBackupDAV::PrepareRange(Attempt& attempt, int16_t retry_count) {
-  if (retry_count < 2 || attempt.start == 0) return;
+void CBackupDAV::PrepareRange(Attempt& attempt) {
+  if (attempt.retry_count < 2 || attempt.start == 0) return;
   --attempt.start;
   ++attempt.remaining;
   AddRequestHeaders(
@@ -98,7 +101,7 @@ void CBackupDAV::PrepareRange(Attempt& attempt, int16_t retry_count) {
 }
 
 // False when the user canceled.
-bool CBackupDAV::SendBody(Attempt& attempt, int16_t& retry_count) {
+bool CBackupDAV::SendBody(Attempt& attempt) {
   std::vector<std::byte> buffer(NextUploadPiece(attempt.size, attempt.start));
   attempt.file.Seek(attempt.start);
   while (attempt.start < attempt.size) {
@@ -108,49 +111,48 @@ bool CBackupDAV::SendBody(Attempt& attempt, int16_t& retry_count) {
     attempt.start += count;
     // The product wraps above 42.9 million bytes: the figure is a 32-bit one by definition.
     percent_ = static_cast<float>(attempt.start * 100U / attempt.size);
-    if (PublishUpload(attempt)) return false;
-    if (retry_count > 1) {
+    if (PublishAndSeeCancel(attempt)) return false;
+    if (attempt.retry_count > 1) {
       constexpr TextView kEstablished = u"Connection established and continuing upload of file %s.";
       user_log_.WriteLog(LogLevel::kInformation, kEstablished, attempt.resource_path);
       debug_log_.WriteTrace(kEstablished, attempt.resource_path);
     }
-    retry_count = 1;
+    attempt.retry_count = 1;
   }
   return true;
 }
 
-uint32_t CBackupDAV::FinishAttempt(const Attempt& attempt, int16_t& retry_count) {
+uint32_t CBackupDAV::FinishAttempt(Attempt& attempt) {
   const bool ended = EndRequest();
   debug_log_.WriteTrace(u"Finished making a Backup call, with response %d", status_code_);
   uint32_t result = 0;
   bool goes_on = false;  // there will be another attempt
-  if (status_code_ == 201 || status_code_ == 204) {
+  if (IsCreatedOrReplaced(status_code_)) {
     accepted_ = ended;
     if (ended) {
       result = attempt.start;
     } else {
       last_transfer_failure_ = GetLastErrorText();
     }
-  } else if (status_code_ == 409) {
+  } else if (status_code_ == kStatusConflict) {
     last_transfer_failure_ = GetErrorMessage();
-    retry_count = 0;
+    attempt.retry_count = 0;
   } else {
     last_transfer_failure_ = Format(u"%s (%d)", GetErrorMessage(), status_code_);
     user_log_.WriteLog(
         LogLevel::kInformation,
         u"Resuming cache upload of file %s [retry count %d, %d%% transferred]. Reason: %s (%d)",
-        attempt.resource_path, retry_count, static_cast<int>(percent_), GetErrorMessage(),
+        attempt.resource_path, attempt.retry_count, static_cast<int>(percent_), GetErrorMessage(),
         status_code_);
     goes_on = true;
   }
   // A cancel asked since the last chunk would be lost with this: what the server has taken, or
   // refused for good, cannot be canceled any more, but an upload that it does not take can.
   const bool cancel = PublishIdle();
-  return cancel && goes_on ? CancelAttempt(attempt, retry_count) : result;
+  return cancel && goes_on ? CancelAttempt(attempt) : result;
 }
 
-void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count,
-                                     const Failure& failure) {
+void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, const Failure& failure) {
   status_text_ = failure.text;
   last_transfer_failure_ = GetErrorMessage();
   const int percent = static_cast<int>(percent_);
@@ -159,13 +161,13 @@ void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, int16_t retry_count
                           last_transfer_failure_);
     user_log_.WriteLog(LogLevel::kInformation,
                        u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
-                       attempt.resource_path, retry_count, percent, last_transfer_failure_);
+                       attempt.resource_path, attempt.retry_count, percent, last_transfer_failure_);
     return;
   }
   user_log_.WriteLog(
       LogLevel::kInformation,
       u"Resuming upload of file %s [retry count %d, %d%% transferred]. \t\t\tReason: %s",
-      attempt.resource_path, retry_count, percent, last_transfer_failure_);
+      attempt.resource_path, attempt.retry_count, percent, last_transfer_failure_);
   debug_log_.WriteTrace(u"Unknown Exception in upload of \t\t   file %s. Reason %s",
                         attempt.resource_path, last_transfer_failure_);
 }

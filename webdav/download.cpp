@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/file.h"
+#include "webdav/http_status.h"
 #include "webdav/retry.h"
 #include "webdav/scoped_request.h"
 #include "webdav/webdav.h"
@@ -50,288 +51,272 @@ class ReceivedBytes {
 }  // namespace
 
 // One file's download over all its attempts.
-struct CWebDAV::Download {
-  TextView remote;
-  TextView local;
-  int16_t attempt = 1;       // 0: no further attempt
-  int64_t downloaded = 0;    // bytes received; at an attempt's end all are written
-  int64_t total = 0;         // bytes of the whole file
-  int64_t start_time = 0;    // seconds since 1970
-  int64_t local_begin = -1;  // bytes that the local file held before; -1: not known yet
-  Text last_modified = {};   // as the server wrote it
-  FileTime last_modified_time = {};
-  File file = {};  // open during an attempt
-  ReceivedBytes received = {};
+class CWebDAV::Download {
+ public:
+  Download(CWebDAV& client, TextView remote, TextView local)
+      : client_(client), remote_(remote), local_(local) {}
 
-  int whole_percent() const { return total > 0 ? static_cast<int>(downloaded * 100 / total) : 0; }
-  void StartOver() { downloaded = 0; }
+  // True when the whole file is there.
+  bool Run();
+  // The reply's own time.
+  FileTime last_modified_time() const { return last_modified_time_; }
+
+ private:
+  // One attempt's steps, in order; false when it broke off.
+  bool Attempt();
+  bool RunAttempt();
+  void StartOver() { downloaded_ = 0; }
+  void StartOverUnlessStillThere();
+  bool GetRemaining();
+  bool ContinuesFile() const;
+  bool OpenLocalFile();
+  bool ReceiveBody();
+  void WriteReceived();
+  void CloseWritten();
+  void KeepReceived();
+
+  // True when the user wants it canceled.
+  bool PublishAndSeeCancel();
+  // These give false, for their callers to pass on.
+  bool Cancel();
+  bool ReportFailedGet();
+  bool ReportFailedOpen();
+  bool ReportFailedRead();
+  void ReportEstablished();
+  void ReportDownloaded();
+  void ReportBroken(const Failure& failure);
+  int whole_percent() const {
+    return total_ > 0 ? static_cast<int>(downloaded_ * 100 / total_) : 0;
+  }
+
+  CWebDAV& client_;
+  const TextView remote_, local_;
+  int16_t attempt_ = 1;       // 0: no further attempt
+  int64_t downloaded_ = 0;    // bytes received; at an attempt's end all are written
+  int64_t total_ = 0;         // bytes of the whole file
+  int64_t start_time_ = 0;    // seconds since 1970
+  int64_t local_begin_ = -1;  // bytes that the local file held before; -1: not known yet
+  Text last_modified_;        // as the server wrote it
+  FileTime last_modified_time_;
+  File file_;  // open during an attempt
+  ReceivedBytes received_;
 };
 
-bool CWebDAV::StartRestore(TransferRequest& request, bool ranged) {
-  return Guarded(
-      false, [&] { return SendRestore(request, ranged); },
-      [&](const Failure& failure) {
-        debug_log_.WriteTrace(failure.is_known() ? u"Error initiating restore, Reason: %s"
-                                                 : u"Exception in initiating restore, Reason: %s",
-                              failure.text);
-      });
-}
-
-bool CWebDAV::SendRestore(TransferRequest& request, bool ranged) {
-  content_length_ = 0;
-  ResetRequest();
-  SetRequestFlags(kFlagNoCacheWrite, false);
-  // 32 bits wide: what a server makes of a wrapped offset is told from its reply.
-  if (request.offset != 0) AddRequestHeaders(Format(u"Range: bytes=%ld-", request.offset), false);
-  if (ranged) {
-    AddRequestHeaders(Format(u"Range: bytes=%I64d-%I64d", request.offset,
-                             request.offset + int64_t{request.length}),
-                      false);
-  }
-  if (!SendDAVRequest(u"GET", account_root_ + request.path)) {
-    debug_log_.WriteTraceText(u"Error calling SendDAVRequest on GET");
-    return false;
-  }
-  const bool asked_for_part = ranged || request.offset != 0;
-  // The whole file begins where a part from 0 does: that is how a server answers that knows no
-  // parts, and some servers for an empty file.
-  const bool whole = status_code_ == 200 && request.offset == 0;
-  const bool part = asked_for_part && ReplyBegins(request.offset);
-  const bool empty = ranged && request.offset == 0 && ReplySaysEmpty();
-  if (whole || part) {
-    content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
-  } else {
-    ClearRequest();  // what comes with it is no file's
-  }
-  if (!whole && !part && !empty) return false;
-  request.file_size = content_length_;
-  return true;
-}
-
-// Whether the reply is a part (RFC 9110, 14.4) that begins at the offset.
-bool CWebDAV::ReplyBegins(int64_t offset) const {
-  constexpr TextView kUnit = u"bytes ";
-  if (status_code_ != 206) return false;
-  const auto range = request_->Header(u"Content-Range");
-  return range && range->starts_with(kUnit) && ParseInt64(range->substr(kUnit.size())) == offset;
-}
-
-// Whether the reply refuses the part because the file has no bytes at all (RFC 9110, 15.5.17).
-bool CWebDAV::ReplySaysEmpty() const {
-  return status_code_ == 416 && request_->Header(u"Content-Range") == u"bytes */0";
-}
-
-void CWebDAV::EndRestoreFromServer(TransferRequest& /*request*/) { ClearRequest(); }
-
 bool CWebDAV::RestoreFile(TextView remote_path, TextView local_path, FileTime* last_modified) {
-  Download download{.remote = remote_path, .local = local_path};
+  Download download(*this, remote_path, local_path);
   const bool restored = Guarded(
-      false, [&] { return RunRestore(download); },
+      false, [&] { return download.Run(); },
       [&](const Failure& failure) {
         debug_log_.WriteTrace(failure.is_known() ? u"Error downloading file %s. Reason: %s"
                                                  : u"Error while downloading file %s. Reason: %s",
                               remote_path, failure.text);
       });
   PublishIdle();
-  if (restored && last_modified) *last_modified = download.last_modified_time;
+  if (restored && last_modified) *last_modified = download.last_modified_time();
   return restored;
 }
 
-bool CWebDAV::RunRestore(Download& download) {
+bool CWebDAV::Download::Run() {
   ClearCancelRequest();
-  while (download.attempt <= RetryCount()) {
-    if (DownloadFile(download)) return true;
-    if (download.attempt == 0) return false;
-    ++download.attempt;
+  while (attempt_ <= RetryCount()) {
+    if (Attempt()) return true;
+    if (attempt_ == 0) return false;
+    ++attempt_;
     SleepMs(static_cast<uint32_t>(RetryWait()));
   }
-  user_log_.WriteLog(LogLevel::kError, u"Aborting download of %s.", download.remote);
+  client_.user_log_.WriteLog(LogLevel::kError, u"Aborting download of %s.", remote_);
   return false;
 }
 
-bool CWebDAV::DownloadFile(Download& download) {
+bool CWebDAV::Download::Attempt() {
   const bool whole = Guarded(
-      false, [&] { return RunAttempt(download); },
-      [&](const Failure& failure) { ReportBrokenDownload(download, failure); });
-  KeepReceived(download);
-  download.file.Close();
-  ClearRequest();
+      false, [&] { return RunAttempt(); }, [&](const Failure& failure) { ReportBroken(failure); });
+  KeepReceived();
+  file_.Close();
+  client_.ClearRequest();
   return whole;
 }
 
 // An attempt that broke off leaves what it received for the next one, which sees from the file
 // whether that is so.
-void CWebDAV::KeepReceived(Download& download) {
-  GuardedQuietly(false, [&] {
-    if (download.file) WriteReceived(download);
-    return true;
+void CWebDAV::Download::KeepReceived() {
+  GuardedQuietly([&] {
+    if (file_) WriteReceived();
   });
 }
 
-bool CWebDAV::RunAttempt(Download& download) {
-  // What was written may be gone meanwhile.
-  const auto found = FindPath(download.local);
-  const int64_t size = found ? found->size : 0;
-  if (size < download.local_begin + download.downloaded) {
-    download.StartOver();
-    download.local_begin = std::min(download.local_begin, size);
-  }
-  if (download.downloaded == 0) download.start_time = UnixTime();
-  if (PublishDownload(download)) return CancelDownload(download);
-  if (!GetRemaining(download)) return ReportFailedGet(download);
-  if (PublishDownload(download)) return CancelDownload(download);
-  if (!OpenLocalFile(download)) {
-    constexpr TextView kUnable = u"Unable to open file %s for downloading cache file. Reason: %s";
-    const Text reason = GetLastErrorText();
-    debug_log_.WriteTrace(kUnable, download.local, reason);
-    user_log_.WriteLog(LogLevel::kError, kUnable, download.local, reason);
-    return false;
-  }
-  return ReceiveBody(download);
+bool CWebDAV::Download::RunAttempt() {
+  StartOverUnlessStillThere();
+  if (downloaded_ == 0) start_time_ = UnixTime();
+  if (PublishAndSeeCancel()) return Cancel();
+  if (!GetRemaining()) return ReportFailedGet();
+  if (PublishAndSeeCancel()) return Cancel();
+  if (!OpenLocalFile()) return ReportFailedOpen();
+  return ReceiveBody();
 }
 
-bool CWebDAV::GetRemaining(Download& download) {
-  TransferRequest request{.path = Text(download.remote), .offset = download.downloaded};
-  if (!StartRestore(request, false)) return false;
-  if (download.downloaded != 0 && !ContinuesFile(download)) {
-    download.StartOver();
+// What was written may be gone meanwhile.
+void CWebDAV::Download::StartOverUnlessStillThere() {
+  const auto found = FindPath(local_);
+  const int64_t size = found ? found->size : 0;
+  if (size >= local_begin_ + downloaded_) return;
+  StartOver();
+  local_begin_ = std::min(local_begin_, size);
+}
+
+bool CWebDAV::Download::GetRemaining() {
+  TransferRequest request{.path = Text(remote_), .offset = downloaded_};
+  if (!client_.StartRestore(request, false)) return false;
+  if (downloaded_ != 0 && !ContinuesFile()) {
+    StartOver();
     request.offset = 0;
-    if (!StartRestore(request, false)) return false;
+    if (!client_.StartRestore(request, false)) return false;
   }
-  if (!ReplyLength()) {
+  if (!client_.ReplyLength()) {
     // Its end could not be told from a broken connection.
-    status_text_ = u"The server does not say how long the file is.";
-    ClearRequest();
+    client_.status_text_ = u"The server does not say how long the file is.";
+    client_.ClearRequest();
     return false;
   }
-  download.total = download.downloaded + content_length_;
-  download.last_modified = request_->Header(u"Last-Modified").value_or(Text());
-  download.last_modified_time = ReplyLastModified();
+  total_ = downloaded_ + client_.content_length_;
+  last_modified_ = client_.request_->Header(u"Last-Modified").value_or(Text());
+  last_modified_time_ = client_.ReplyLastModified();
   return true;
 }
 
 // False when the file on the server is no longer the one that the first attempt began to fetch.
-bool CWebDAV::ContinuesFile(const Download& download) const {
-  return download.downloaded + content_length_ == download.total &&
-         request_->Header(u"Last-Modified").value_or(Text()) == download.last_modified;
+bool CWebDAV::Download::ContinuesFile() const {
+  return downloaded_ + client_.content_length_ == total_ &&
+         client_.request_->Header(u"Last-Modified").value_or(Text()) == last_modified_;
 }
 
-bool CWebDAV::OpenLocalFile(Download& download) {
-  download.file = File::Open(download.local, Access::kWrite, Disposition::kOpenAlways);
-  if (!download.file) return false;
-  const int64_t size = download.file.SeekToEnd();
-  if (download.local_begin < 0) download.local_begin = size;
-  const int64_t end = download.local_begin + download.downloaded;
+bool CWebDAV::Download::OpenLocalFile() {
+  file_ = File::Open(local_, Access::kWrite, Disposition::kOpenAlways);
+  if (!file_) return false;
+  const int64_t size = file_.SeekToEnd();
+  if (local_begin_ < 0) local_begin_ = size;
+  const int64_t end = local_begin_ + downloaded_;
   if (size == end) return true;
   // A write that failed left a part of its bytes, or the file starts over.
-  download.file.SetSize(end);
-  download.file.Seek(end);
+  file_.SetSize(end);
+  file_.Seek(end);
   return true;
 }
 
-bool CWebDAV::ReceiveBody(Download& download) {
-  download.received.Expect(content_length_);
-  bool resumed = download.attempt > 1;
-  while (download.downloaded < download.total) {
-    const int64_t left = download.total - download.downloaded;
-    if (download.received.is_full()) WriteReceived(download);
-    const auto room = download.received.RoomFor(std::min(kChunkSize, static_cast<size_t>(left)));
+bool CWebDAV::Download::ReceiveBody() {
+  received_.Expect(client_.content_length_);
+  bool resumed = attempt_ > 1;
+  while (downloaded_ < total_) {
+    const int64_t left = total_ - downloaded_;
+    if (received_.is_full()) WriteReceived();
+    const auto room = received_.RoomFor(std::min(kChunkSize, static_cast<size_t>(left)));
     size_t received = 0;
-    if (!GetBufferFromServer(room.data(), room.size(), &received) || received == 0) {
-      return ReportFailedRead(download);
+    if (!client_.GetBufferFromServer(room.data(), room.size(), &received) || received == 0) {
+      return ReportFailedRead();
     }
-    download.received.Add(received);
-    download.downloaded += static_cast<int64_t>(received);
-    if (PublishDownload(download)) return CancelDownload(download);
-    if (resumed) {
-      constexpr TextView kEstablished =
-          u"Connection established and continuing download of file %s.";
-      user_log_.WriteLog(LogLevel::kInformation, kEstablished, download.remote);
-      debug_log_.WriteTrace(kEstablished, download.remote);
-      resumed = false;
-    }
+    received_.Add(received);
+    downloaded_ += static_cast<int64_t>(received);
+    if (PublishAndSeeCancel()) return Cancel();
+    if (std::exchange(resumed, false)) ReportEstablished();
   }
-  WriteReceived(download);
-  CloseWritten(download);
-  return FinishDownload(download);
+  WriteReceived();
+  CloseWritten();
+  ReportDownloaded();
+  return true;
 }
 
 // What the system took and cannot keep counts as not received: nobody knows how much it is.
-void CWebDAV::CloseWritten(Download& download) {
-  const int64_t downloaded = download.downloaded;
-  download.StartOver();
-  download.file.CloseWritten();
-  download.downloaded = downloaded;
+void CWebDAV::Download::CloseWritten() {
+  const int64_t downloaded = downloaded_;
+  StartOver();
+  file_.CloseWritten();
+  downloaded_ = downloaded;
 }
 
 // What cannot be written counts as not received.
-void CWebDAV::WriteReceived(Download& download) {
-  const auto count = static_cast<int64_t>(download.received.count());
-  download.downloaded -= count;
-  download.received.WriteTo(download.file);
-  download.downloaded += count;
+void CWebDAV::Download::WriteReceived() {
+  const auto count = static_cast<int64_t>(received_.count());
+  downloaded_ -= count;
+  received_.WriteTo(file_);
+  downloaded_ += count;
 }
 
-bool CWebDAV::FinishDownload(const Download& download) {
-  ClearRequest();
-  constexpr TextView kDownloaded = u"%s has been downloaded.";
-  user_log_.WriteLog(LogLevel::kInformation, kDownloaded, download.remote);
-  debug_log_.WriteTrace(kDownloaded, download.remote);
-  PublishIdle();
-  return true;
+// The counts are 32 bits wide.
+bool CWebDAV::Download::PublishAndSeeCancel() {
+  return SetProgressDetails(TransferKind::kDownload, remote_, static_cast<uint32_t>(downloaded_),
+                            static_cast<uint32_t>(total_), start_time_);
 }
 
-// True when the user wants it canceled. The counts are 32 bits wide.
-bool CWebDAV::PublishDownload(const Download& download) {
-  return SetProgressDetails(TransferKind::kDownload, download.remote,
-                            static_cast<uint32_t>(download.downloaded),
-                            static_cast<uint32_t>(download.total), download.start_time);
-}
-
-bool CWebDAV::CancelDownload(Download& download) {
-  user_log_.WriteLog(
+bool CWebDAV::Download::Cancel() {
+  client_.user_log_.WriteLog(
       LogLevel::kInformation,
       u"Unable to download the file %s completely, as the operation was manually canceled.",
-      download.remote);
-  debug_log_.WriteTrace(u"User canceled the file download of %s.", download.remote);
-  download.attempt = 0;
+      remote_);
+  client_.debug_log_.WriteTrace(u"User canceled the file download of %s.", remote_);
+  attempt_ = 0;
   return false;
 }
 
-bool CWebDAV::ReportFailedGet(Download& download) {
-  if (status_code_ == 404) {
-    user_log_.WriteLog(LogLevel::kInformation, u"Unable to download file %s. Reason: %s (%d)",
-                       download.remote, GetErrorMessage(), status_code_);
-    debug_log_.WriteTraceText(u"File not found on the server, \t\t\t\t\twe are stopping transfer");
-    download.attempt = 0;
+bool CWebDAV::Download::ReportFailedGet() {
+  if (client_.status_code_ == kStatusNotFound) {
+    client_.user_log_.WriteLog(LogLevel::kInformation,
+                               u"Unable to download file %s. Reason: %s (%d)", remote_,
+                               client_.GetErrorMessage(), client_.status_code_);
+    client_.debug_log_.WriteTraceText(
+        u"File not found on the server, \t\t\t\t\twe are stopping transfer");
+    attempt_ = 0;
     return false;
   }
-  user_log_.WriteLog(LogLevel::kInformation, kResumingStatus, download.remote, download.attempt,
-                     download.whole_percent(), GetErrorMessage(), status_code_);
-  debug_log_.WriteTrace(kUnableTrace, download.remote, download.attempt, download.whole_percent(),
-                        GetErrorMessage(), status_code_);
+  client_.user_log_.WriteLog(LogLevel::kInformation, kResumingStatus, remote_, attempt_,
+                             whole_percent(), client_.GetErrorMessage(), client_.status_code_);
+  client_.debug_log_.WriteTrace(kUnableTrace, remote_, attempt_, whole_percent(),
+                                client_.GetErrorMessage(), client_.status_code_);
   // The server will not go on from here: it ignores ranges, or the file is shorter now.
-  if (status_code_ == 200 || status_code_ == 206 || status_code_ == 416) download.StartOver();
+  const uint32_t status = client_.status_code_;
+  if (status == kStatusOk || status == kStatusPartialContent ||
+      status == kStatusRangeNotSatisfiable) {
+    StartOver();
+  }
   return false;
 }
 
-bool CWebDAV::ReportFailedRead(const Download& download) {
-  user_log_.WriteLog(LogLevel::kInformation, kResuming, download.remote, download.attempt,
-                     download.whole_percent(), GetErrorMessage());
-  debug_log_.WriteTrace(kUnableTrace, download.remote, download.attempt, download.whole_percent(),
-                        GetErrorMessage(), status_code_);
+bool CWebDAV::Download::ReportFailedOpen() {
+  constexpr TextView kUnable = u"Unable to open file %s for downloading cache file. Reason: %s";
+  const Text reason = GetLastErrorText();
+  client_.debug_log_.WriteTrace(kUnable, local_, reason);
+  client_.user_log_.WriteLog(LogLevel::kError, kUnable, local_, reason);
   return false;
 }
 
-void CWebDAV::ReportBrokenDownload(const Download& download, const Failure& failure) {
+bool CWebDAV::Download::ReportFailedRead() {
+  client_.user_log_.WriteLog(LogLevel::kInformation, kResuming, remote_, attempt_, whole_percent(),
+                             client_.GetErrorMessage());
+  client_.debug_log_.WriteTrace(kUnableTrace, remote_, attempt_, whole_percent(),
+                                client_.GetErrorMessage(), client_.status_code_);
+  return false;
+}
+
+void CWebDAV::Download::ReportEstablished() {
+  constexpr TextView kEstablished = u"Connection established and continuing download of file %s.";
+  client_.user_log_.WriteLog(LogLevel::kInformation, kEstablished, remote_);
+  client_.debug_log_.WriteTrace(kEstablished, remote_);
+}
+
+void CWebDAV::Download::ReportDownloaded() {
+  constexpr TextView kDownloaded = u"%s has been downloaded.";
+  client_.user_log_.WriteLog(LogLevel::kInformation, kDownloaded, remote_);
+  client_.debug_log_.WriteTrace(kDownloaded, remote_);
+}
+
+void CWebDAV::Download::ReportBroken(const Failure& failure) {
   constexpr TextView kKnown =
       u"Exception in download of file %s [retry count %d, %d%% downloaded]. Reason: %s";
   constexpr TextView kUnknown =
       u"Unknown Exception in download of file %s [retry count %d, %d%% downloaded]. Reason: %s";
-  user_log_.WriteLog(LogLevel::kInformation, kResuming, download.remote, download.attempt,
-                     download.whole_percent(), failure.text);
-  debug_log_.WriteTrace(failure.is_known() ? kKnown : kUnknown, download.remote, download.attempt,
-                        download.whole_percent(), failure.text);
+  client_.user_log_.WriteLog(LogLevel::kInformation, kResuming, remote_, attempt_, whole_percent(),
+                             failure.text);
+  client_.debug_log_.WriteTrace(failure.is_known() ? kKnown : kUnknown, remote_, attempt_,
+                                whole_percent(), failure.text);
 }
 
 }  // namespace zv

@@ -1,5 +1,6 @@
 // When a folder was last modified, asked of the server.
 #include "webdav/dates.h"
+#include "webdav/http_status.h"
 #include "webdav/scoped_request.h"
 #include "webdav/webdav.h"
 
@@ -43,7 +44,7 @@ uint32_t CWebDAV::GetFolderLastModifiedTime(TextView path, Seconds1601* time) {
                                 GetErrorMessage());
           return 0U;
         }
-        if (status_code_ == 207) return ReadFolderTime(ReadReplyText(), time);
+        if (status_code_ == kStatusMultistatus) return ReadFolderTime(ReadReplyText(), time);
         debug_log_.WriteTrace(u"Error calling PROPFIND to get last modified date on %s, Reason: %s",
                               path, GetErrorMessage());
         return 0U;

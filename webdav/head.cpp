@@ -1,5 +1,6 @@
 // A file's time and length without its body.
 #include "webdav/dates.h"
+#include "webdav/http_status.h"
 #include "webdav/scoped_request.h"
 #include "webdav/webdav.h"
 
@@ -16,7 +17,7 @@ uint32_t CWebDAV::GetLastModifiedTime(TextView path, int64_t* content_length, Fi
                                 GetErrorMessage());
           return 0U;
         }
-        if (status_code_ != 200) {
+        if (status_code_ != kStatusOk) {
           debug_log_.WriteTrace(u"Error getting Last modified date of %s, Reason: %s", path,
                                 GetErrorMessage());
           return 0U;

@@ -5,6 +5,7 @@
 
 #include "config/settings.h"
 #include "platform/error.h"
+#include "webdav/http_status.h"
 #include "webdav/listing_testing.h"
 #include "webdav/multistatus.h"
 #include "webdav/webdav.h"
@@ -18,7 +19,6 @@ constexpr std::string_view kListingBody =
     "<?xml version='1.0'?><propfind xmlns='DAV:'><prop><getcontentlength/><creationdate/>"
     "<getlastmodified/><quota/><used/></prop></propfind>";
 constexpr size_t kPieceBytes = 16384;
-constexpr uint32_t kMultistatus = 207;
 // A reply without end must not take all memory; a million members take half as much as this.
 constexpr size_t kMostReplyBytes = size_t{1} << 30;
 constexpr uint32_t kInvalidServerResponse = 12152;
@@ -48,7 +48,7 @@ bool CWebDAV::FetchListing(const Text& full_path, DirectoryEntry** entries) {
                        full_path, GetErrorMessage());
     return false;
   }
-  if (status_code_ != kMultistatus) {
+  if (status_code_ != kStatusMultistatus) {
     user_log_.WriteLog(LogLevel::kError,
                        u"Unable to obtain directory contents of %s. Reason: %s (%d)", full_path,
                        GetErrorMessage(), status_code_);

@@ -119,12 +119,10 @@ void CWebDAV::SetProxyCredentials() {
 
 void CWebDAV::IgnoreCertificateRequest() {
   Guarded(
-      false,
       [&] {
         if (!request_) throw Error(ErrorKind::kOther, 0, Text(kUnknownErrorText));
         const uint32_t flags = request_->QueryOption(kOptionSecurityFlags);
         request_->SetOption(kOptionSecurityFlags, flags | kIgnoreCertificateFlags);
-        return true;
       },
       [&](const Failure&) {
         debug_log_.WriteTraceText(u"Exception in  IgnoreCertificateRequest");
@@ -148,16 +146,11 @@ bool CWebDAV::GetBufferFromServer(void* buffer, size_t size, size_t* received) {
 }
 
 void CWebDAV::ClearRequest() {
-  Guarded(
-      false,
-      [&] {
-        request_.reset();
-        return true;
-      },
-      [&](const Failure&) {
-        status_text_ = GetLastErrorText();
-        debug_log_.WriteTrace(u"Unknown error from ClearRequest, Reason : %s", status_text_);
-      });
+  Guarded([&] { request_.reset(); },
+          [&](const Failure&) {
+            status_text_ = GetLastErrorText();
+            debug_log_.WriteTrace(u"Unknown error from ClearRequest, Reason : %s", status_text_);
+          });
 }
 
 Text CWebDAV::GetErrorMessage() {

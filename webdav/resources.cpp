@@ -3,6 +3,7 @@
 
 #include "config/settings.h"
 #include "webdav/dates.h"
+#include "webdav/http_status.h"
 #include "webdav/scoped_request.h"
 #include "webdav/webdav.h"
 
@@ -39,7 +40,7 @@ bool CWebDAV::CreateDirectoryOnServer(TextView path) {
           return false;
         }
         // 405: the folder is there already.
-        if (status_code_ == 201 || status_code_ == 405) {
+        if (status_code_ == kStatusCreated || status_code_ == kStatusMethodNotAllowed) {
           user_log_.WriteLog(LogLevel::kInformation, u"A directory has been created for %s.", path);
           return true;
         }
@@ -59,7 +60,7 @@ CWebDAV::DeleteReply CWebDAV::SendDelete(TextView path) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     reply.sent = SendDAVRequest(u"DELETE", target);
     reply.status = reply.sent ? status_code_ : 0;
-    if (reply.status != 500) break;
+    if (reply.status != kStatusServerError) break;
   }
   return reply;
 }
@@ -79,12 +80,12 @@ bool CWebDAV::DeleteResource(TextView path) {
           user_log_.WriteLog(LogLevel::kError, u"Unable to delete resource %s. Reason: %s", path,
                              GetErrorMessage());
         }
-        if (reply.status == 204) {
+        if (reply.status == kStatusNoContent) {
           user_log_.WriteLog(LogLevel::kInformation, u"%s has been deleted.", path);
           return true;
         }
         // A server that fails twice may have deleted it all the same: nothing is said.
-        if (reply.status == 500) return true;
+        if (reply.status == kStatusServerError) return true;
         user_log_.WriteLog(LogLevel::kError, u"Unable to delete resource %s. Reason: %s (%d)", path,
                            GetErrorMessage(), reply.status);
         debug_log_.WriteTrace(u"Error deleting resource %s. Reason: %s", path, GetErrorMessage());
@@ -102,7 +103,7 @@ bool CWebDAV::DeleteServerFile(TextView path) {
         if (IsRoot(path)) return false;
         const ScopedRequest scope(*this);
         const DeleteReply reply = SendDelete(path);
-        return reply.status == 204 || reply.status == 500;
+        return reply.status == kStatusNoContent || reply.status == kStatusServerError;
       },
       [&](const Failure& failure) {
         debug_log_.WriteTrace(u"Exception in DeleteResource, Reason: %s", failure.text);
@@ -122,13 +123,13 @@ bool CWebDAV::RenameResource(TextView old_path, TextView new_path) {
                              old_path, GetErrorMessage());
           return false;
         }
-        if (status_code_ == 201 || status_code_ == 204) {
+        if (IsCreatedOrReplaced(status_code_)) {
           user_log_.WriteLog(LogLevel::kInformation, u"The %s has been renamed to %s.", old_path,
                              target);
           return true;
         }
         // 412: the target exists, which is the caller's to report.
-        if (status_code_ != 412) {
+        if (status_code_ != kStatusPreconditionFailed) {
           user_log_.WriteLog(LogLevel::kError, u"Unable to rename resource %s. Reason: %s (%d)",
                              old_path, GetErrorMessage(), status_code_);
         }
@@ -161,7 +162,7 @@ bool CWebDAV::GetFileLength(TextView path, Text* length, FileTime* last_modified
                              resource, GetErrorMessage());
           return false;
         }
-        if (status_code_ != 200) {
+        if (status_code_ != kStatusOk) {
           user_log_.WriteLog(LogLevel::kError, u"Unable to get file length of %s. Reason: %s (%d)",
                              resource, GetErrorMessage(), status_code_);
           debug_log_.WriteTrace(u"Error getting file length of %s. Reason: %s", resource,
@@ -182,7 +183,7 @@ bool CWebDAV::IsFileOnServer(TextView path, Text* length) {
       false,
       [&] {
         const ScopedRequest scope(*this);
-        if (!SendDAVRequest(u"GET", account_root_ + Text(path)) || status_code_ != 200) {
+        if (!SendDAVRequest(u"GET", account_root_ + Text(path)) || status_code_ != kStatusOk) {
           return false;
         }
         *length = request_->Header(u"Content-Length").value_or(Text());

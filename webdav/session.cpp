@@ -2,7 +2,9 @@
 #include "config/secrets.h"
 #include "config/settings.h"
 #include "platform/registry.h"
+#include "webdav/http_status.h"
 #include "webdav/retry.h"
+#include "webdav/url.h"
 #include "webdav/webdav.h"
 
 namespace zv {
@@ -16,8 +18,6 @@ constexpr uint16_t kPlainPort = 80;
 constexpr size_t kCurrentUserBytes = 1040;
 constexpr int16_t kRetryCount = 3;
 constexpr int16_t kRetryWaitMs = 5000;
-
-Text AccountRoot(const Text& user) { return u"/users/" + user + u"/Files"; }
 
 // The host of an ordinary account stands in the value that "CurrentUser" names.
 Text ServerHost(const RegistryKey& connection) {
@@ -37,28 +37,27 @@ void ReadProxy(const RegistryKey& connection, ConnectionSettings& settings) {
 }
 
 bool EndsLogin(uint32_t status) {
-  return status == 200 || status == 401 || status == 403 || status == 407;
+  return status == kStatusOk || status == kStatusUnauthorized || status == kStatusForbidden ||
+         status == kStatusProxyAuthentication;
 }
 
 }  // namespace
 
 CWebDAV::CWebDAV() : debug_log_(u"DavDebug.txt"), user_log_(u"UserLog.txt") {
   Guarded(
-      false,
       [&] {
         if (!xml_.is_valid()) {
           debug_log_.WriteTrace(u"Could not create MSXML dll instance, Reason: %ld",
                                 xml_.failure_code());
-          return false;
+          return;
         }
         if (!ReadConnectionSettings()) {
           debug_log_.WriteTrace(u"Could not read registry for connection details, Reason : %s",
                                 GetLastErrorText());
-          return false;
+          return;
         }
         account_root_ = AccountRoot(settings_.user_name);
         CWebDAV::PrepareConnectionHandle();
-        return true;
       },
       [&](const Failure& failure) {
         NoteSetUpFailure(failure);
@@ -97,17 +96,13 @@ bool CWebDAV::ReadConnectionSettings() {
 }
 
 void CWebDAV::PrepareConnectionHandle() {
-  Guarded(
-      false,
-      [&] {
-        OpenConnection(kAgent);
-        return true;
-      },
-      [&](const Failure& failure) {
-        NoteSetUpFailure(failure);
-        status_text_ = failure.text;
-        debug_log_.WriteTrace(u"Error in PrepareConnectionHandle, Reason: %s", GetErrorMessage());
-      });
+  Guarded([&] { OpenConnection(kAgent); },
+          [&](const Failure& failure) {
+            NoteSetUpFailure(failure);
+            status_text_ = failure.text;
+            debug_log_.WriteTrace(u"Error in PrepareConnectionHandle, Reason: %s",
+                                  GetErrorMessage());
+          });
 }
 
 void CWebDAV::OpenConnection(TextView agent) {

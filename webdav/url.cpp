@@ -29,4 +29,6 @@ Text PercentEncodePath(TextView path) {
   return result;
 }
 
+Text AccountRoot(const Text& user) { return u"/users/" + user + u"/Files"; }
+
 }  // namespace zv

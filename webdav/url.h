@@ -9,4 +9,7 @@ namespace zv {
 // which would let more through: the server is asked in exactly this form). "\" counts as "/".
 Text PercentEncodePath(TextView path);
 
+// The folder of an account, as the server has it.
+Text AccountRoot(const Text& user);
+
 }  // namespace zv

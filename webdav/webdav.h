@@ -174,7 +174,7 @@ class CWebDAV {
     bool sent = false;
     uint32_t status = 0;  // 0 when not sent
   };
-  struct Download;
+  class Download;
 
   bool SendLocked(TextView verb, TextView encoded_path);
   bool FetchListing(const Text& full_path, DirectoryEntry** entries);
@@ -189,26 +189,10 @@ class CWebDAV {
   std::optional<int64_t> ReplyLength() const;
   FileTime ReplyLastModified() const;
 
-  // See download.cpp.
+  // See restore.cpp.
   bool SendRestore(TransferRequest& request, bool ranged);
   bool ReplyBegins(int64_t offset) const;
   bool ReplySaysEmpty() const;
-  bool RunRestore(Download& download);
-  bool DownloadFile(Download& download);
-  bool RunAttempt(Download& download);
-  bool GetRemaining(Download& download);
-  bool ContinuesFile(const Download& download) const;
-  bool OpenLocalFile(Download& download);
-  bool ReceiveBody(Download& download);
-  bool FinishDownload(const Download& download);
-  bool PublishDownload(const Download& download);
-  bool CancelDownload(Download& download);
-  void WriteReceived(Download& download);
-  void CloseWritten(Download& download);
-  void KeepReceived(Download& download);
-  bool ReportFailedGet(Download& download);
-  bool ReportFailedRead(const Download& download);
-  void ReportBrokenDownload(const Download& download, const Failure& failure);
 
   XmlDocument xml_;
   int64_t quota_ = 0;

@@ -109,10 +109,7 @@ uint32_t ZVWORKER_CALL DeleteCache(void) {
 }
 
 void ZVWORKER_CALL ResetProgressDetails(void) {
-  GuardedQuietly(false, [] {
-    zv::ResetProgress();
-    return true;
-  });
+  GuardedQuietly([] { zv::ResetProgress(); });
 }
 
 uint32_t ZVWORKER_CALL CheckLastModifiedTime(const ZvChar* path) {

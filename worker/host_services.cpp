@@ -60,14 +60,12 @@ bool IsUploadOverdue(TextView drive_path) {
 }
 
 void MarkUploadPending(TextView drive_path) {
-  GuardedQuietly(false, [&] {
-    return PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {});
-  });
+  GuardedQuietly(
+      [&] { PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {}); });
 }
 
 void UnmarkUploadPending(TextView drive_path) {
-  GuardedQuietly(false,
-                 [&] { return PendingUploads(CacheNames()).Remove(ServerPath(drive_path)); });
+  GuardedQuietly([&] { PendingUploads(CacheNames()).Remove(ServerPath(drive_path)); });
 }
 
 uint64_t CachedContentVersion(TextView drive_path) { return CachedContentTime(drive_path).value; }
@@ -98,10 +96,10 @@ FileTime CachedContentWritten(TextView drive_path) {
 }
 
 void DropCachedContent(TextView drive_path) {
-  GuardedQuietly(false, [&] {
+  GuardedQuietly([&] {
     const Text file = CacheNames().GetFileRecordName(ServerPath(drive_path));
     RemoveFile(file + Text(kTimeFileSuffix));
-    return RemoveFile(file);
+    RemoveFile(file);
   });
 }
 

@@ -1,7 +1,9 @@
 #include "zvutil/account_client.h"
 
 #include "config/guard.h"
+#include "webdav/http_status.h"
 #include "webdav/scoped_request.h"
+#include "webdav/url.h"
 
 namespace zv {
 namespace {
@@ -9,7 +11,6 @@ namespace {
 constexpr TextView kAccountHeaders = u"Depth:0\nContent-Type:text/xml\nTranslate:f";
 constexpr std::string_view kAccountBody =
     "<?xml version='1.0'?><propfind xmlns='DAV:'><prop><quota/><used/></prop></propfind>";
-constexpr uint32_t kMultistatus = 207;
 constexpr int kMebibyteBits = 20;
 
 }  // namespace
@@ -18,7 +19,7 @@ AccountClient::AccountClient(const SyncLogin& login) {
   settings_.user_name = login.user;
   settings_.password = login.password;
   settings_.server_host = Trim(login.web_server);
-  account_root_ = u"/users/" + login.user + u"/Files";
+  account_root_ = AccountRoot(login.user);
   PrepareConnectionHandle();
 }
 
@@ -35,7 +36,8 @@ std::optional<int64_t> AccountClient::AskUsedBytes() {
         AddRequestHeaders(kAccountHeaders, false);
         SetRequestBody(kAccountBody, false);
         SetRequestFlags(kFlagNoCacheWrite, false);
-        if (!SendDAVRequest(u"PROPFIND", account_root_ + u"/") || status_code() != kMultistatus) {
+        if (!SendDAVRequest(u"PROPFIND", account_root_ + u"/") ||
+            status_code() != kStatusMultistatus) {
           return std::nullopt;
         }
         DirectoryEntry* entries = nullptr;

@@ -6,13 +6,13 @@
 #include "cache/time_file.h"
 #include "config/guard.h"
 #include "platform/file.h"
+#include "webdav/http_status.h"
 #include "zvutil/journal.h"
 #include "zvutil/quota_file.h"
 
 namespace zv {
 namespace {
 
-constexpr uint32_t kStatusNotFound = 404;
 constexpr int kEmptyFileAttempts = 3;
 
 void KeepUsedQuota(std::optional<int64_t> used_bytes) {

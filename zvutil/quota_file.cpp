@@ -12,8 +12,6 @@
 namespace zv {
 namespace {
 
-constexpr TextView kSection = u"ZVSYNC";
-constexpr TextView kUsedQuota = u"ZVSyncUsedQuota";
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 
 std::vector<Text> LinesOf(TextView text) {
@@ -63,8 +61,14 @@ bool ReplaceWhole(const Text& path, std::string_view bytes) {
   const Text partial = path + u".new";
   File file = File::Open(partial, Access::kWrite, Disposition::kCreateAlways);
   if (!file) return false;
-  file.Write(bytes);
-  file.Close();
+  try {
+    file.Write(bytes);
+    file.CloseWritten();
+  } catch (...) {
+    file.Close();
+    RemoveFile(partial);
+    throw;
+  }
   return MoveOver(partial, path);
 }
 
@@ -93,15 +97,15 @@ Text WithProfileEntry(TextView file_text, TextView section, TextView key, TextVi
 }
 
 bool StoreSyncUsedQuota(int64_t used_bytes) {
-  const Text folder = GetSyncFolderRoot() + u"\\ZVCOMMON";
-  const Text path = folder + u"\\quota.ini";
+  const Text path = GetSyncQuotaFile();
   const std::string bytes = ReadWhole(path);
   const bool wide = bytes.starts_with(kUtf16Mark);
   const Text entry = Format(u"%I64d", used_bytes);
-  const std::string wanted =
-      BytesOf(WithProfileEntry(TextOf(bytes, wide), kSection, kUsedQuota, entry), wide);
+  const Text changed =
+      WithProfileEntry(TextOf(bytes, wide), kSyncQuotaSection, kSyncUsedQuotaEntry, entry);
+  const std::string wanted = BytesOf(changed, wide);
   if (wanted == bytes) return true;
-  return MakeFolders(folder) && ReplaceWhole(path, wanted);
+  return MakeFolders(path.substr(0, path.rfind(u'\\'))) && ReplaceWhole(path, wanted);
 }
 
 }  // namespace zv

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "apps/zvdrive/commands.h"
 #include "config/folders.h"
 #include "config/secrets.h"
 #include "config/settings.h"
@@ -222,8 +223,8 @@ std::string SetAccount(const AccountChanges& changes) {
   }
   for (const Write& write : writes) {
     if (!WriteRegistryString(write.sub_key, write.name, write.value)) {
-      return "the setting \"" + ToUtf8(write.name) +
-             "\" cannot be written: " + ToUtf8(GetLastErrorText());
+      throw CommandError("the setting \"" + ToUtf8(write.name) +
+                         "\" cannot be written: " + ToUtf8(GetLastErrorText()));
     }
   }
   return {};

@@ -24,13 +24,13 @@ struct AccountChanges {
   std::optional<bool> cache;
   std::optional<bool> sync;
   std::optional<Text> drive_letter;      // "Z:"
-  std::optional<Text> application_path;  // folder above the cache
+  std::optional<Text> application_path;  // folder that holds the cache
 
   bool operator==(const AccountChanges&) const = default;
 };
 
 // Writes the changes; empty, or what is wrong with them in words for a person, with nothing
-// written.
+// written. Throws CommandError when a setting cannot be written: those before it stay.
 std::string SetAccount(const AccountChanges& changes);
 
 struct Account {

@@ -2,8 +2,10 @@
 #include <array>
 #include <iostream>
 
+#include "apps/zvdrive/cancel_transfer.h"
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/local_time.h"
+#include "apps/zvdrive/output_text.h"
 #include "apps/zvdrive/progress_line.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/clock.h"
@@ -16,7 +18,7 @@ namespace {
 constexpr uint32_t kWatchInterval = 250;  // ms
 
 TransferState ReadTransfer() {
-  std::array<ZvChar, 260> name{};
+  std::array<ZvChar, kTransferNameUnits> name{};
   uint32_t first = 0, second = 0, elapsed = 0;
   const int32_t kind = GetInternetDetails(name.data(), &first, &second, &elapsed, ZV_READ_PROGRESS);
   TransferState state;
@@ -50,22 +52,14 @@ int RunProgress(const ProgressOptions& options) {
 
 int RunCancel(const std::string& name) {
   const TransferState state = ReadTransfer();
-  Text current = state.is_active ? FromUtf8(state.name) : UploadBetweenAttempts();
-  if (current.empty()) {
-    std::cerr << "nothing is being transferred\n";
-    return kExitNotFound;
-  }
+  const Text current = state.is_active ? FromUtf8(state.name) : UploadBetweenAttempts();
+  if (current.empty()) throw CommandError("nothing is being transferred", kExitNotFound);
   if (!name.empty() && !EqualsNoCase(FromUtf8(name), current)) {
-    std::cerr << "the transfer under way is " << ToUtf8(current) << "\n";
-    return kExitNotFound;
+    throw CommandError("the transfer under way is " + PrintableText(ToUtf8(current)),
+                       kExitNotFound);
   }
-  // Between two attempts the transfer has no name; the next one may begin just now.
-  std::array<ZvChar, 260> no_name{};
-  if (!state.is_active) {
-    GetInternetDetails(no_name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-  }
-  GetInternetDetails(current.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-  std::cout << "asked to cancel " << ToUtf8(current) << "\n";
+  AskToCancel(current);
+  std::cout << "asked to cancel " << FitForOutput(ToUtf8(current)) << "\n";
   return kExitDone;
 }
 
@@ -86,11 +80,10 @@ int RunPending(bool json) {
   }
   if (pending.empty()) std::cout << "everything is on the server\n";
   for (const PendingUpload& upload : pending) {
-    const std::string path = ToUtf8(upload.path);
-    std::cout << (OutputIsTerminal() ? PrintableText(path) : path) << "  since "
+    std::cout << FitForOutput(ToUtf8(upload.path)) << "  since "
               << FormatTime(upload.since, TimeDetail::kMinutes);
     if (upload.kind == PendingKind::kCacheOnly) std::cout << "  (kept in the cache on purpose)";
-    if (!upload.reason.empty()) std::cout << "  " << ToUtf8(upload.reason);
+    if (!upload.reason.empty()) std::cout << "  " << FitForOutput(ToUtf8(upload.reason));
     std::cout << "\n";
   }
   return kExitDone;

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "apps/zvdrive/account.h"
-#include "apps/zvdrive/drive/drive_error.h"
 
 namespace zv {
 
@@ -26,8 +25,6 @@ class CommandError : public std::runtime_error {
  private:
   int exit_code_;
 };
-
-std::string DescribeError(DriveError error);
 
 inline constexpr std::string_view kUnreadableList =
     "what waits to be sent cannot be told: its list cannot be read";

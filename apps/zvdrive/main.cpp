@@ -94,7 +94,7 @@ void AddAccountCommands(CLI::App& app, Run& run) {
       ->check(CLI::IsMember({"ordinary", "sync"}));
   AddText(*set, "--drive", changes.drive_letter, "Drive letter and colon (default: Z:)");
   AddText(*set, "--application-path", changes.application_path,
-          "Folder beside which the cache lies (default: C:\\ZVWorker)");
+          "Folder that holds the cache (default: C:\\ZVWorker)");
   set->callback([arguments, &run] { run = [arguments] { return RunAccountSet(*arguments); }; });
 
   CLI::App* show = account->add_subcommand("show", "Show the account, without its secrets");

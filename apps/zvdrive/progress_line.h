@@ -32,9 +32,4 @@ std::string ProgressLine(const TransferState& state);
 std::string ProgressBar(const TransferState& state, int width);
 std::string ProgressJson(const TransferState& state);
 
-// UTF-8 text fit for a terminal: a "?" for every control character. Names are a server's to choose.
-std::string PrintableText(const std::string& text);
-// A JSON string (RFC 8259) of UTF-8 text.
-std::string JsonText(const std::string& text);
-
 }  // namespace zv

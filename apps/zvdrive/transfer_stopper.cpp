@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 
+#include "apps/zvdrive/cancel_transfer.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/error.h"
 
@@ -13,7 +14,7 @@ constexpr std::chrono::milliseconds kInterval{100};
 
 // The name as it was read: between two attempts it is empty, and the request meets the next one.
 void CancelCurrentTransfer() {
-  std::array<ZvChar, 260> name{};
+  std::array<ZvChar, kTransferNameUnits> name{};
   GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_READ_PROGRESS);
   GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
 }

@@ -1,7 +1,6 @@
 #include "apps/zvdrive/worker_host.h"
 
-#include <array>
-
+#include "apps/zvdrive/cancel_transfer.h"
 #include "config/settings.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/format.h"
@@ -31,17 +30,8 @@ FileTime WorkerHost::ContentWritten(TextView path) { return CachedContentWritten
 
 bool WorkerHost::HasRoom(int64_t bytes) { return CacheHasRoom(bytes); }
 
-// A transfer is named by its server path as it is published: cut at 259 units. Between two attempts
-// of an upload the record is idle and its name empty; a request by that name meets the next
-// attempt.
-void WorkerHost::CancelTransfer(TextView path) {
-  Text name = ReplaceAll(path, u'\\', u'/');
-  if (EqualsNoCase(UploadBetweenAttempts(), name)) {
-    std::array<ZvChar, 260> no_name{};
-    GetInternetDetails(no_name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-  }
-  GetInternetDetails(name.data(), nullptr, nullptr, nullptr, ZV_CANCEL_TRANSFER);
-}
+// A transfer is named by its server path.
+void WorkerHost::CancelTransfer(TextView path) { AskToCancel(ReplaceAll(path, u'\\', u'/')); }
 
 void WorkerHost::MarkUnsent(TextView path) { MarkUploadPending(path); }
 void WorkerHost::MarkSent(TextView path) { UnmarkUploadPending(path); }

@@ -197,8 +197,8 @@ ZVWORKER_API uint64_t ZVWORKER_CALL GetUsedSpace(void);
 
 /*
  * Sync accounts: drops everything that the journal "Delete_src.txt" lists from the cache and the
- * staging folder, then deletes the journal. 1 when the journal was processed, 0 when there is none
- * or it failed.
+ * staging folder, then deletes the journal. What waits to be sent stays. 1 when the journal was
+ * processed, 0 when there is none or it failed.
  */
 ZVWORKER_API uint32_t ZVWORKER_CALL DeleteCache(void);
 
@@ -210,8 +210,8 @@ ZVWORKER_API void ZVWORKER_CALL ResetProgressDetails(void);
 
 /*
  * Compares a cached file with the server's and drops the cached content when it is out of date, so
- * that the next read fetches it anew. Not for a file that was written and is not yet on the server:
- * its content would go.
+ * that the next read fetches it anew. What waits to be sent stays. Not while a new file is still
+ * being written: what was stored of it would go.
  *
  * - path: on the drive, with its letter: "Y:\Docs\a.txt"; cut at 259 units.
  *

@@ -123,16 +123,6 @@ TEST(ProgressLineTest, NothingThatControlsATerminalIsInTheBar) {
             "up /a?[2Jb.txt [############............] 50%  50 B of 100 B  [no?pe]");
 }
 
-TEST(ProgressLineTest, PrintableTextsShowAQuestionMarkForEachControlCharacter) {
-  EXPECT_EQ(PrintableText(""), "");
-  EXPECT_EQ(PrintableText("a b~"), "a b~");
-  EXPECT_EQ(PrintableText("\x1b]0;x\x07\n\x7f"), "?]0;x???");
-  EXPECT_EQ(PrintableText("\xc2\x9b"
-                          "2J\xc2\x80\xc2\x9f"),
-            "?2J??");
-  EXPECT_EQ(PrintableText("\xc2\xa0\xc3\xa4\xc2"), "\xc2\xa0\xc3\xa4\xc2");
-}
-
 TEST(ProgressLineTest, JsonIsForPrograms) {
   TransferState state = Upload(1 << 20, 4 << 20, 2);
   state.name = "/a \"b\".txt";
@@ -140,13 +130,6 @@ TEST(ProgressLineTest, JsonIsForPrograms) {
             "{\"direction\": \"upload\", \"name\": \"/a \\\"b\\\".txt\", \"bytes\": 1048576, "
             "\"total\": 4194304, \"percent\": 25, \"bytes_per_second\": 524288, "
             "\"seconds_left\": 6, \"trouble\": \"\"}");
-}
-
-TEST(ProgressLineTest, JsonTextsEscapeWhatTheyMust) {
-  EXPECT_EQ(JsonText(""), "\"\"");
-  EXPECT_EQ(JsonText("a\\b\"c"), "\"a\\\\b\\\"c\"");
-  EXPECT_EQ(JsonText("a\nb\x01"), "\"a\\u000ab\\u0001\"");
-  EXPECT_EQ(JsonText("\xc3\xa4/"), "\"\xc3\xa4/\"");
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ echo | "$zvdrive" account set --user anna 2>"$root/err" && fail "an empty passwo
 grep -q 'empty password' "$root/err" || fail "$(cat "$root/err")"
 ends 2 'nothing to set' account set
 for quota in -5 1.5G ten ''; do ends 2 'a size is a whole number' account set --quota "$quota"; done
+ZVWORKER_HOME=/proc/none ends 1 'the setting "UserName" cannot be written' account set --user bert --keep-password
 set_account
 "$zvdrive" account show | grep -q '^quota  *4294967296 bytes$' || fail "$("$zvdrive" account show)"
 

@@ -90,7 +90,9 @@ TEST_F(ServingWithoutMemory, TheConnectionIsToldOrNot) {
       result = GetDriveConnection(u"W:", name, &length);
       happened = failing.happened();
     }
-    if (!happened) EXPECT_EQ(result, ZV_SUCCESS);
+    if (!happened) {
+      EXPECT_EQ(result, ZV_SUCCESS);
+    }
     if (result == ZV_SUCCESS) {
       EXPECT_EQ(TextView(name), whole) << "allocation " << number;
     } else {

@@ -1,6 +1,7 @@
 // What an operation on the drive can answer.
 #pragma once
 
+#include <string>
 #include <utility>
 
 namespace zv {
@@ -23,6 +24,9 @@ enum class DriveError {
   kNotPermitted,  // not on the root
   kInterrupted,   // nothing was done: who asked did not want to wait any longer
 };
+
+// In words for a person.
+std::string DescribeError(DriveError error);
 
 template <typename T>
 struct DriveResult {

@@ -250,7 +250,7 @@ class VirtualDrive {
   DriveError AskSyncRename(TextView from, const NodeInfo& source, TextView to, OnTarget target,
                            TextView process);
   DriveError AskMakeFolder(TextView path);
-  bool SettleUnsentRename(TextView from, TextView to, TextView process);
+  void SettleUnsentRename(TextView from, TextView to, TextView process);
   DriveError SendBeforeRename(std::span<const FileHandle> moved, TextView process);
   DriveError BringSaveIn(TextView from, const NodeInfo& source, const FileHandle& open);
   struct NewNames;

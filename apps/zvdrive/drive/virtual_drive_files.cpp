@@ -198,7 +198,7 @@ DriveError VirtualDrive::BringContentIn(OpenFile& file) {
   return DriveError::kNone;
 }
 
-// What cannot be waited for is no success, nor to be tried again by who has closed the file: kIo.
+// A close cannot be asked again: who was interrupted hears of an I/O error.
 DriveError VirtualDrive::Flush(OpenFile& file, TextView process) {
   const PatientUse use(*this, file);
   const DriveError error = use ? Send(file, process) : DriveError::kInterrupted;

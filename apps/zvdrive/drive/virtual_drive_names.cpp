@@ -300,16 +300,15 @@ DriveError VirtualDrive::AskSyncRename(TextView from, const NodeInfo& source, Te
     return error;
   }
   // It is renamed, whatever becomes of the rest.
-  if (is_unsent) GuardedQuietly(false, [&] { return SettleUnsentRename(from, to, process); });
+  if (is_unsent) GuardedQuietly([&] { SettleUnsentRename(from, to, process); });
   return DriveError::kNone;
 }
 
-bool VirtualDrive::SettleUnsentRename(TextView from, TextView to, TextView process) {
+void VirtualDrive::SettleUnsentRename(TextView from, TextView to, TextView process) {
   if (sync_.SendsFile(to) && !IsTempFileRename(from, to)) requests_.Complete(to, process, {});
   if (!EqualsNoCase(from, to) && CheckListed(from) == DriveError::kNone) {
     requests_.Delete(from, sync_.TellingProcess(process));
   }
-  return true;
 }
 
 VirtualDrive::NewNames VirtualDrive::MakeNewNames(TextView from, TextView to,

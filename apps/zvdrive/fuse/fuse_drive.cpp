@@ -81,7 +81,8 @@ std::string MissingForMount() {
 
 FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
     : impl_(std::make_unique<Impl>(drive)) {
-  std::string mount_options = "fsname=zvdrive,subtype=zvdrive,default_permissions,max_read=1048576";
+  std::string mount_options = "fsname=zvdrive,subtype=zvdrive,default_permissions,max_read=" +
+                              std::to_string(kLargestBlock);
   if (options.allow_other) mount_options += ",allow_other";
   if (options.read_only) mount_options += ",ro";
   std::string program = "zvdrive", flag = "-o";

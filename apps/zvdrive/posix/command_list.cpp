@@ -6,10 +6,9 @@
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/local_time.h"
-#include "apps/zvdrive/progress_line.h"
+#include "apps/zvdrive/output_text.h"
 #include "apps/zvdrive/session.h"
 #include "include/zvworker/zvworker.h"
-#include "platform/console.h"
 
 namespace zv {
 namespace {
@@ -23,9 +22,7 @@ Text DrivePathOf(const std::string& path) {
 }
 
 void PrintNode(const NamedNode& node, const ListOptions& options) {
-  const std::string given = ToUtf8(node.name);
-  const std::string name =
-      (OutputIsTerminal() ? PrintableText(given) : given) + (node.info.is_folder ? "/" : "");
+  const std::string name = FitForOutput(ToUtf8(node.name)) + (node.info.is_folder ? "/" : "");
   if (!options.long_form) {
     std::cout << name << "\n";
     return;

@@ -9,6 +9,7 @@
 #include "apps/zvdrive/commands.h"
 #include "apps/zvdrive/drive/drive_path.h"
 #include "apps/zvdrive/fuse/fuse_drive.h"
+#include "apps/zvdrive/output_text.h"
 #include "apps/zvdrive/pending_sender.h"
 #include "apps/zvdrive/session.h"
 #include "apps/zvdrive/stop_signal.h"
@@ -112,7 +113,7 @@ void TellPending() {
     if (upload.kind == PendingKind::kCacheOnly) continue;
     if (!told) std::cerr << "not on the server yet, kept for the next mount:\n";
     told = true;
-    std::cerr << "  " << ToUtf8(upload.path) << "\n";
+    std::cerr << "  " << PrintableText(ToUtf8(upload.path)) << "\n";
   }
 }
 
