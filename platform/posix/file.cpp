@@ -57,7 +57,8 @@ int OpenElsewhere(const NativePath& native, int flags, bool create) {
   if (!create || errno != ENOENT) return -1;
   const auto place = elsewhere.place ? std::move(elsewhere.place) : PlaceForNew(native);
   if (!place) return -1;
-  const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(*place)), native.long_name);
+  const auto lock = KeepTrueName(std::string(FolderOf(*place)), native.long_name);
+  if (!lock) return -1;
   return OpenFile(*place, flags | O_CREAT);
 }
 

@@ -99,7 +99,8 @@ enum class Replace { kNever, kAlways };
 // Moves and brings the true names of long names up to date.
 bool Move(const Found& from, const Target& to, const std::string& place, Replace replace) {
   {
-    const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(place)), to.long_name);
+    const auto lock = KeepTrueName(std::string(FolderOf(place)), to.long_name);
+    if (!lock) return FailWithErrno();
     const bool moved = replace == Replace::kNever ? RenameToNew(from.path, place)
                                                   : ::rename(from.path.c_str(), place.c_str()) == 0;
     if (!moved) return FailWithErrno();
@@ -132,7 +133,8 @@ bool CopyTime(const Found& from, TextView to) {
 bool MakeOneFolder(TextView folder) {
   const auto target = FindTarget(folder);
   if (!target) return false;
-  const TrueNamesLock lock = KeepTrueName(std::string(FolderOf(target->place)), target->long_name);
+  const auto lock = KeepTrueName(std::string(FolderOf(target->place)), target->long_name);
+  if (!lock) return FailWithErrno();
   const bool made = ::mkdir(target->place.c_str(), 0700) == 0 || errno == EEXIST;
   return made || FailWithErrno();
 }

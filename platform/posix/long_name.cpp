@@ -6,7 +6,9 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <utility>
 
 #include "platform/posix/native_path.h"
 #include "platform/shared/stored_name.h"
@@ -31,16 +33,29 @@ std::optional<std::string> ReadSmallFile(const std::string& path) {
   }
 }
 
-// Written aside and moved in place, so that readers see either all of it or nothing.
-void WriteSmallFile(const std::string& path, const std::string& bytes) {
+// False with errno.
+bool WriteWhole(UniqueFd file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = ::write(file.get(), bytes.data(), bytes.size());
+    if (put < 0 && errno != EINTR) return false;
+    if (put > 0) bytes.remove_prefix(static_cast<size_t>(put));
+  }
+  return ::close(file.release()) == 0 || errno == EINTR;
+}
+
+// Written aside and moved in place, so that readers see either all of it or nothing. False with
+// errno.
+bool WriteSmallFile(const std::string& path, const std::string& bytes) {
   static std::atomic<uint32_t> counter = 0;
   const std::string aside = path.substr(0, path.rfind('/')) + "/new." + std::to_string(::getpid()) +
                             "." + std::to_string(++counter);
-  const UniqueFd file(::open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-  if (!file) return;
-  const bool written =
-      ::write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-  if (!written || ::rename(aside.c_str(), path.c_str()) != 0) ::unlink(aside.c_str());
+  UniqueFd file(::open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (!file) return false;
+  if (WriteWhole(std::move(file), bytes) && ::rename(aside.c_str(), path.c_str()) == 0) return true;
+  const int error = errno;
+  ::unlink(aside.c_str());
+  errno = error;
+  return false;
 }
 
 TrueNamesLock Lock(const std::string& names, int operation) {
@@ -57,14 +72,15 @@ std::optional<Text> TrueNameOf(const std::string& folder, std::string_view store
   return DecodeFileName(*bytes);
 }
 
-TrueNamesLock KeepTrueName(const std::string& folder, TextView name) {
+std::optional<TrueNamesLock> KeepTrueName(const std::string& folder, TextView name) {
   const std::string bytes = EncodeFileName(name);
-  if (bytes.size() <= kMaxNameBytes) return {};
+  if (bytes.size() <= kMaxNameBytes) return TrueNamesLock();
   const std::string names = TrueNamesFolderOf(folder);
-  ::mkdir(names.c_str(), 0700);
+  if (::mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) return std::nullopt;
   TrueNamesLock lock = Lock(names, LOCK_SH);
+  if (!lock) return std::nullopt;
   const std::string path = names + "/" + EncodeFileName(StoredNameOf(name));
-  if (ReadSmallFile(path) != bytes) WriteSmallFile(path, bytes);
+  if (ReadSmallFile(path) != bytes && !WriteSmallFile(path, bytes)) return std::nullopt;
   return lock;
 }
 

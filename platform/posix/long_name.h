@@ -1,6 +1,7 @@
 // The true names of files that are stored under a shorter one (platform/shared/stored_name.h).
 //
-// Any thread or process. A crash may leave a true name without its file, which does no harm.
+// Any thread or process. A crash, or a file that could not be made, may leave a true name
+// without its file, which does no harm.
 #pragma once
 
 #include <optional>
@@ -22,9 +23,9 @@ std::optional<Text> TrueNameOf(const std::string& folder, std::string_view store
 // file stands.
 using TrueNamesLock = UniqueFd;
 
-// Keeps the name, if it is a long one, as the true name of its stored one. Not locked otherwise, or
-// when the name cannot be kept.
-TrueNamesLock KeepTrueName(const std::string& folder, TextView name);
+// Keeps the name, if it is a long one, as the true name of its stored one; not locked otherwise.
+// nullopt, with errno, when the name cannot be kept: then no file may be made under the stored one.
+std::optional<TrueNamesLock> KeepTrueName(const std::string& folder, TextView name);
 // Drops the true name of a stored one whose file is gone.
 void DropTrueName(const std::string& folder, std::string_view stored);
 

@@ -13,8 +13,7 @@
 #include "tests/cache/cache_fixture.h"
 
 #ifndef _WIN32
-#include <signal.h>
-#include <sys/resource.h>
+#include "tests/support/full_disk.h"
 #endif
 
 namespace {
@@ -181,22 +180,6 @@ TEST_F(OutOfMemory, APendingListThatCannotBeKeptIsToldInTheLog) {
 }
 
 #ifndef _WIN32
-
-// While it lives no file of this process grows past 16 KiB.
-class FullDisk {
- public:
-  FullDisk() {
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limit = before_;
-    limit.rlim_cur = 16 * 1024;
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_;
-};
 
 class OutOfDisk : public CacheTest {
  protected:

@@ -93,5 +93,15 @@ TEST_F(LostAtClose, ACopyLeavesNothing) {
   EXPECT_TRUE(IsAbsent(copy));
 }
 
+TEST_F(LostAtClose, ALongNameMakesNoFile) {
+  const Text file = Names().folder() + Text(300, u'x');
+  {
+    const LossAtClose loss;
+    EXPECT_FALSE(File::Open(file, Access::kWrite, Disposition::kCreateAlways));
+    EXPECT_EQ(LastError(), static_cast<uint32_t>(EDQUOT));
+  }
+  EXPECT_TRUE(IsAbsent(file));
+}
+
 }  // namespace
 }  // namespace zv::testing
