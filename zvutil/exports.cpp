@@ -1,9 +1,12 @@
 // The entry points, as platform/utility_library.h names them.
+#include "config/guard.h"
 #include "platform/utility_library.h"
 #include "zvutil/operations.h"
 
 namespace {
 
+// What the operations let out can only be lack of memory while their arguments are made.
+using zv::GuardedQuietly;
 using zv::SyncLogin;
 
 // What the calling thread's last listing gave out.
@@ -24,18 +27,20 @@ int32_t ZVUtilListFolder(const char16_t* /*separator*/, const char16_t* user,
                          const char16_t* /*app_server*/, const char16_t* web_server,
                          const char16_t* /*key_type*/, void** entries) {
   if (!entries) return 0;
-  const bool listed = zv::ListSyncFolder(LoginOf(user, password, web_server), &t_listing);
+  const bool listed = GuardedQuietly(
+      false, [&] { return zv::ListSyncFolder(LoginOf(user, password, web_server), &t_listing); });
   *entries = listed ? t_listing.data() : nullptr;
   return listed ? 1 : 0;
 }
 
 void ZVUtilReleaseListing() { std::vector<zv::DirectoryEntry>().swap(t_listing); }
 
-#define ZVUTIL_ENTRY_POINT(name, operation)                                                   \
-  int32_t name(const char16_t* /*separator*/, const char16_t* user, const char16_t* password, \
-               const char16_t* /*key*/, const char16_t* /*app_server*/,                       \
-               const char16_t* web_server, const char16_t* /*key_type*/) {                    \
-    return zv::operation(LoginOf(user, password, web_server)) ? 1 : 0;                        \
+#define ZVUTIL_ENTRY_POINT(name, operation)                                                      \
+  int32_t name(const char16_t* /*separator*/, const char16_t* user, const char16_t* password,    \
+               const char16_t* /*key*/, const char16_t* /*app_server*/,                          \
+               const char16_t* web_server, const char16_t* /*key_type*/) {                       \
+    return GuardedQuietly(                                                                       \
+        int32_t{0}, [&] { return zv::operation(LoginOf(user, password, web_server)) ? 1 : 0; }); \
   }
 
 ZVUTIL_ENTRY_POINT(ZVUtilDownload, DownloadSyncFile)
