@@ -8,8 +8,8 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/apps/scarce_memory.h"
 #include "tests/apps/scarce_world.h"
+#include "tests/support/failing_memory.h"
 
 namespace zv::testing {
 namespace {
@@ -41,7 +41,7 @@ void OpenFirst(World& world) { world.Open(kFirst); }
 void OpenLarge(World& world) { world.Open(kLargeFile); }
 
 DriveError Keep(World& world, const DriveResult<OpenedFile>& opened) {
-  const AllocationsFail steady(false);
+  const AllocationsSucceed steady;
   if (opened) world.handles.push_back(opened.value.file);
   return opened.error;
 }
@@ -57,7 +57,7 @@ DriveError OrSentLater(World& world, const std::function<DriveError()>& sends) {
   try {
     return sends();
   } catch (const std::bad_alloc&) {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     world.drive.SendAgain(kFirst, true, kProcess);
     throw;
   }
@@ -396,22 +396,22 @@ TEST_P(ScarceMemoryTest, NoAllocationThatFailsLosesContentOrNames) {
     operation.allowed.emplace_back();
   }
   SCOPED_TRACE(operation.name + (is_sync ? " sync" : ""));
-  bool has_failed = true;
-  for (size_t failing = 1; has_failed; ++failing) {
-    ASSERT_LT(failing, 10'000U);
-    SCOPED_TRACE("allocation " + std::to_string(failing));
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    ASSERT_LT(number, 10'000U);
+    SCOPED_TRACE("allocation " + std::to_string(number));
     World world(is_sync, operation.path == kLargeFile);
     operation.prepare(world);
+    DriveError error = DriveError::kNone;
     {
-      const ScarceMemory scarce(failing);
+      const FailingAllocation failing(number, ThrowNoMemory);
       try {
-        const DriveError error = operation.run(world);
-        const AllocationsFail steady(false);
-        EXPECT_TRUE(ScarceMemory::HasFailed() || error == DriveError::kNone);
+        error = operation.run(world);
       } catch (const std::bad_alloc&) {
       }
-      has_failed = ScarceMemory::HasFailed();
+      happened = failing.happened();
     }
+    EXPECT_TRUE(happened || error == DriveError::kNone);
     CheckContent(world, operation.path, operation.allowed);
     CheckNames(world);
     if (HasFailure()) return;

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "apps/zvdrive/queues/request_queues.h"
-#include "tests/apps/scarce_memory.h"
+#include "tests/support/failing_memory.h"
 
 namespace zv::testing {
 namespace {
@@ -31,7 +31,7 @@ TEST(QueuesMemoryTest, AFetchAndAReplyNeedNone) {
                          .buffer = reinterpret_cast<uintptr_t>(buffer.data())};
   uint32_t returned = 0;
   {
-    const ScarceMemory scarce(1);
+    const FailingAllocation failing(0, ThrowNoMemory);
     EXPECT_EQ(queues.Control(kWorker, IOCTL_GET_TRANSFER_REQUEST, record.get(), sizeof *record,
                              record.get(), sizeof *record, &returned),
               0U);
@@ -49,7 +49,7 @@ TEST(QueuesMemoryTest, TheRemovalOfTheDriveNeedsNone) {
   queues.OpenHandle(kWorker);
   const auto record = std::make_unique<RequestRecord>();
   {
-    const ScarceMemory scarce(1);
+    const FailingAllocation failing(0, ThrowNoMemory);
     queues.RemoveDrive();
     queues.RemoveDrive();
   }

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "tests/apps/fake_worker.h"
-#include "tests/apps/scarce_memory.h"
+#include "tests/support/failing_memory.h"
 
 namespace zv::testing {
 
@@ -20,7 +20,7 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
                                      std::span<const std::byte> block, std::span<std::byte> into,
                                      const WhileWaiting& while_waiting) override {
     const auto question = std::make_unique<RequestRecord>(record);  // may fail before it is asked
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.Submit(queue, *question, block, into, while_waiting);
   }
 
@@ -33,7 +33,7 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
     for (;;) {
       std::optional<ChannelReply> reply;
       {
-        const AllocationsFail steady(false);
+        const AllocationsSucceed steady;
         reply = played_.Submit(queue, record, bytes, {}, {});
       }
       if (!reply) return row;
@@ -49,48 +49,48 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
   }
 
   void CheckLastModified(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     played_.CheckLastModified(path);
   }
   uint64_t ContentVersion(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.ContentVersion(path);
   }
   std::optional<Seconds1601> ContentTime(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.ContentTime(path);
   }
   Text ContentFile(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.ContentFile(path);
   }
   FileTime ContentWritten(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.ContentWritten(path);
   }
   bool HasRoom(int64_t bytes) override { return played_.HasRoom(bytes); }
   void CancelTransfer(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     played_.CancelTransfer(path);
   }
   void MarkUnsent(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     played_.MarkUnsent(path);
   }
   void MarkSent(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     played_.MarkSent(path);
   }
   bool IsUnsent(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.IsUnsent(path);
   }
   bool IsOverdue(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     return played_.IsOverdue(path);
   }
   void DropContent(TextView path) override {
-    const AllocationsFail steady(false);
+    const AllocationsSucceed steady;
     played_.DropContent(path);
   }
   void NoteListing() override { played_.NoteListing(); }

@@ -1,6 +1,7 @@
 #include "tests/support/failing_memory.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -25,6 +26,18 @@ void* operator new(size_t size) {
 void operator delete(void* piece) noexcept { std::free(piece); }
 void operator delete(void* piece, size_t) noexcept { std::free(piece); }
 
+#ifndef _WIN32  // where std::free takes no aligned piece
+void* operator new(size_t size, std::align_val_t alignment) {
+  CountAllocation();
+  const auto unit = static_cast<size_t>(alignment);
+  void* piece = std::aligned_alloc(unit, (size / unit + 1) * unit);
+  if (!piece) throw std::bad_alloc();
+  return piece;
+}
+void operator delete(void* piece, std::align_val_t) noexcept { std::free(piece); }
+void operator delete(void* piece, size_t, std::align_val_t) noexcept { std::free(piece); }
+#endif
+
 namespace zv::testing {
 
 FailingAllocation::FailingAllocation(size_t number, Throw thrown) {
@@ -35,6 +48,9 @@ FailingAllocation::FailingAllocation(size_t number, Throw thrown) {
 FailingAllocation::~FailingAllocation() { at_failure = nullptr; }
 
 bool FailingAllocation::happened() const { return at_failure == nullptr; }
+
+AllocationsSucceed::AllocationsSucceed() : paused_(std::exchange(at_failure, nullptr)) {}
+AllocationsSucceed::~AllocationsSucceed() { at_failure = paused_; }
 
 std::vector<Text> NeverLogged(const TestHome& home, TextView log_file, Throw thrown,
                               std::vector<Text> texts, const std::function<void()>& operation) {

@@ -35,6 +35,19 @@ class FailingAllocation {
   bool happened() const;
 };
 
+// While it lives, what the calling thread allocates neither fails nor counts. Whether a failure
+// happened is to be asked before or afterwards.
+class AllocationsSucceed {
+ public:
+  AllocationsSucceed();
+  ~AllocationsSucceed();
+  AllocationsSucceed(const AllocationsSucceed&) = delete;
+  AllocationsSucceed& operator=(const AllocationsSucceed&) = delete;
+
+ private:
+  const Throw paused_;
+};
+
 // Makes an object again and again, each time with the next one of its allocations failing, the last
 // time with none. visit gets each that was made all the same, and the number of the allocation.
 template <typename Object, typename Visit>
