@@ -223,6 +223,7 @@ class CCache {
   std::vector<Text> KeptContents();
   bool IsPending(TextView path) { return pending_.Contains(path); }
   void RefreshFileRecord(TextView path, int64_t content_length);
+  DirectoryEntry ListedEntry(TextView listing_file, TextView path);
 
   // --- sync accounts
   // False after the line "Unable to create/open file".

@@ -2,6 +2,9 @@
 #include <algorithm>
 
 #include "cache/cache.h"
+#include "cache/listing_file.h"
+#include "platform/error.h"
+#include "platform/file.h"
 
 namespace zv {
 namespace {
@@ -34,14 +37,25 @@ uint32_t CCache::CheckFileModified(TextView drive_path) {
 
 // The record takes the server's length and keeps its times; the contents go, to be fetched anew.
 void CCache::RefreshFileRecord(TextView path, int64_t content_length) {
-  DirectoryEntry cached;
-  GetCachedResourceDetails(path, &cached);
   const TextView leaf = PathLeaf(path);
-  current_entry_ = CurrentEntry::Of(cached, leaf);
-  current_entry_.size = static_cast<uint32_t>(content_length);
   const Text listing_file = names_.GetDirRecordName(PathParent(path));
+  current_entry_ = CurrentEntry::Of(ListedEntry(listing_file, path), leaf);
+  current_entry_.size = static_cast<uint32_t>(content_length);
   EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = CurrentEntryRecord()});
   ClearCacheForPath(path, ClearKind::kFile);
+}
+
+// Zeroed where the listing has no record of the path. Throws where that cannot be told: a record
+// that is there is not to be replaced by a zeroed one.
+DirectoryEntry CCache::ListedEntry(TextView listing_file, TextView path) {
+  DirectoryEntry entry;
+  if (GetCachedResourceDetails(path, &entry)) return entry;
+  if (const auto text = ReadListing(listing_file, Disposition::kOpenExisting)) {
+    FindRecord(*text, path, &entry);
+  } else if (LastError() != kErrorFileNotFound && LastError() != kErrorPathNotFound) {
+    ThrowLastError(ErrorKind::kFile);
+  }
+  return entry;
 }
 
 }  // namespace zv

@@ -59,6 +59,24 @@ TEST_F(BrokenCache, CheckingAFile) {
   EXPECT_EQ(NotTraced(ThrowNoMemory, {u"Exception in CheckFileModified!"}, check), None());
 }
 
+TEST_F(BrokenCache, ACheckOfAFileKeepsTheTimesOfItsRecord) {
+  account_.AddFile("/a long file name.txt", "content", kEarly);
+  const Text before = u"a long file name.txt?0?1?0?11?22\r\n";
+  const Text after = u"a long file name.txt?0?7?0?11?22\r\n";
+  bool happened = true;
+  for (size_t number = 0; happened; ++number) {
+    WriteListing(u"/", before);
+    {
+      const FailingAllocation failing(number, ThrowNoMemory);
+      cache().CheckFileModified(u"Z:\\a long file name.txt");
+      happened = failing.happened();
+    }
+    const Text listing = ListingText(u"/");
+    EXPECT_TRUE(listing == after || (happened && listing == before))
+        << "allocation " << number << ": " << ToUtf8(listing);
+  }
+}
+
 TEST_F(BrokenCache, AFolderReadByIndex) {
   WriteListing(u"/", u"a name of some length?0?1?0?1?2\r\n");
   const Text file = Names().GetDirRecordName(u"/");

@@ -85,6 +85,12 @@ TEST_F(UnseenContent, OfASystemWithoutOpenFilesFailsARead) {
   EXPECT_EQ(Read(u"/f", 0, 7).bytes, "content");
 }
 
+TEST_F(UnseenContent, OfAListingFailsTheCheckOfAFile) {
+  account_.AddFile("/f", "the server's", kEarly);
+  PutUnseen(Names().GetDirRecordName(u"/"));
+  EXPECT_EQ(cache().CheckFileModified(u"Z:\\f"), 0U);
+}
+
 class UnseenSyncContent : public SyncTest {};
 
 TEST_F(UnseenSyncContent, IsNotTakenForHandedOver) {
