@@ -208,6 +208,7 @@ class CCache {
   uint32_t RenameOnServer(Rename& rename);
   uint32_t SyncRename(Rename& rename);
   void RenameRecord(Rename& rename);
+  bool FindSubtrees(Rename& rename);
   void ClearStaleTarget(const Rename& rename);
   void MoveSyncedContent(const Rename& rename);
   void MoveContents(const Rename& rename);

@@ -76,9 +76,12 @@ uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool
         {
           // A download of the new path that ends meanwhile takes its place before or after this.
           const ListingLock lock;
-          if (rename.result == kRenameDone) ClearStaleTarget(rename);
-          noted = pending_.AddRenamed(old_path, new_path);
-          if (noted) MoveContents(rename);
+          if (rename.result == kRenameDone) pending_.RemoveTree(new_path, old_path);
+          if (FindSubtrees(rename)) {
+            if (rename.result == kRenameDone) ClearStaleTarget(rename);
+            noted = pending_.AddRenamed(old_path, new_path);
+            if (noted) MoveContents(rename);
+          }
         }
         if (!noted || !pending_.Rename(old_path, new_path)) {
           trace_log_.WriteTrace(u"Unable to rename the pending upload of %s, Reason: %s", old_path,
@@ -133,9 +136,22 @@ void CCache::RenameRecord(Rename& rename) {
   AddFileEntryToCacheFile(rename.new_path);
 }
 
+// False, with LastError(), when that cannot be told: contents then stay where the list of pending
+// uploads has them.
+bool CCache::FindSubtrees(Rename& rename) {
+  if (rename.known == Rename::Known::kFile) return true;
+  try {
+    rename.old_files = SubtreeFiles(names_, rename.old_path);
+    rename.new_files = SubtreeFiles(names_, rename.new_path);
+    return true;
+  } catch (const Error& error) {
+    SetLastError(error.code());
+    return false;
+  }
+}
+
 // A move never replaces anything on the server, so what is cached under the new name is stale.
 void CCache::ClearStaleTarget(const Rename& rename) {
-  pending_.RemoveTree(rename.new_path, rename.old_path);
   const Text content = names_.GetFileRecordName(rename.new_path);
   // Two names that differ in case only, or "/a#b" and "/a/b", are one in the cache.
   if (EqualsNoCase(names_.GetFileRecordName(rename.old_path), content)) return;
@@ -143,9 +159,9 @@ void CCache::ClearStaleTarget(const Rename& rename) {
   std::vector<Text> stale = {content, listing, content + Text(kTimeFileSuffix),
                              listing + Text(kTimeFileSuffix)};
   if (rename.known != Rename::Known::kFile) {
-    stale = SubtreeFiles(names_, rename.new_path);
+    stale = rename.new_files;
     // Of "/a" renamed to "/a#b", what lies beneath "/a/b" looks like the target's.
-    const std::vector<Text> moved = SubtreeFiles(names_, rename.old_path);
+    const std::vector<Text>& moved = rename.old_files;
     std::erase_if(stale, [&](const Text& file) { return std::ranges::count(moved, file) > 0; });
   }
   for (const Text& file : stale) RemoveFile(file);
@@ -160,7 +176,7 @@ void CCache::MoveContents(const Rename& rename) {
   }
   MoveTimeFile(names_.GetDirRecordName(rename.old_path), names_.GetDirRecordName(rename.new_path));
   if (MoveToNew(old_content, new_content) || rename.known == Rename::Known::kFile) return;
-  std::vector<Text> files = SubtreeFiles(names_, rename.old_path);
+  std::vector<Text> files = rename.old_files;
   // None moves to where another one still is.
   std::ranges::sort(files, [](TextView a, TextView b) { return a.size() > b.size(); });
   for (const Text& file : files) {

@@ -68,9 +68,18 @@ void RemoveQuietly(TextView file) {
   GuardedQuietly([file] { RemoveFile(file); });
 }
 
+// What is not seen now is seen by a later one.
+std::vector<FileInfo> WorkFiles(TextView folder) {
+  try {
+    return ListFolder(folder);
+  } catch (const Error&) {
+    return {};
+  }
+}
+
 void RemoveLeftovers(const Text& folder, TextView same_file_prefix) {
   const Seconds1601 oldest{ToSeconds(SystemTime()).value - kLeftoverSeconds};
-  for (const FileInfo& info : ListFolder(folder)) {
+  for (const FileInfo& info : WorkFiles(folder)) {
     if (info.is_folder) continue;
     if (!info.name.starts_with(kPartialPrefix) && !info.name.starts_with(kScratchPrefix)) continue;
     const bool left =

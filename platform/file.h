@@ -95,7 +95,7 @@ std::optional<FileInfo> FindPath(TextView path);
 bool FileExists(TextView path);
 bool IsAbsent(TextView path);
 // All files and folders directly in a folder, "." and ".." left out, in no order. A missing folder
-// gives none.
+// gives none; one that the system does not tell whole throws Error(kFile).
 std::vector<FileInfo> ListFolder(TextView folder);
 
 // A plain move fails when the target exists, on every system, with kErrorAlreadyExists; MoveOver

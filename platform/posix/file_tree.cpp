@@ -26,6 +26,11 @@ bool Fail(int code) {
 
 bool FailWithErrno() { return Fail(errno); }
 
+[[noreturn]] void ThrowErrno() {
+  FailWithErrno();
+  ThrowLastError(ErrorKind::kFile);
+}
+
 FileTime ToFileTime(const timespec& time) {
   const int64_t seconds = time.tv_sec + kUnixEpochSeconds1601;
   return {static_cast<uint64_t>(seconds * kFileTimeUnitsPerSecond + time.tv_nsec / 100)};
@@ -39,9 +44,14 @@ FileInfo MakeInfo(Text name, const struct stat& status) {
           .last_write = ToFileTime(status.st_mtim)};
 }
 
-Text TextNameOf(const std::string& folder, std::string_view name) {
+// nullopt, with LastError(), when the disk does not tell.
+std::optional<Text> TextNameOf(const std::string& folder, std::string_view name) {
   if (LooksStored(name)) {
-    if (auto true_name = TrueNameOf(folder, name)) return *std::move(true_name);
+    if (auto true_name = TrueNameOf(folder, name)) return true_name;
+    if (!MeansAbsent(errno)) {
+      FailWithErrno();
+      return std::nullopt;
+    }
   }
   return DecodeFileName(name);
 }
@@ -144,8 +154,10 @@ bool MakeOneFolder(TextView folder) {
 std::optional<FileInfo> FindPath(TextView path) {
   const auto found = Find(path);
   if (!found) return std::nullopt;
-  const std::string folder(FolderOf(found->path));
-  return MakeInfo(TextNameOf(folder, NameOf(found->path)), found->status);
+  const std::string_view name = NameOf(found->path);
+  auto text = TextNameOf(std::string(FolderOf(found->path)), name);
+  // Of an untold name the size and the time are known all the same.
+  return MakeInfo(text ? *std::move(text) : DecodeFileName(name), found->status);
 }
 
 bool FileExists(TextView path) { return Find(path).has_value(); }
@@ -156,22 +168,28 @@ bool IsAbsent(TextView path) {
 }
 
 std::vector<FileInfo> ListFolder(TextView folder) {
-  std::vector<FileInfo> list;
-  const auto found = Find(folder);
-  if (!found) return list;
+  const auto native = ToNativePath(folder);
+  if (!native) return {};
+  const auto found = Find(*native);
+  if (!found && SawNothing()) return {};
+  if (!found) ThrowLastError(ErrorKind::kFile);
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(found->path.c_str()), ::closedir);
-  if (!stream) {
-    FailWithErrno();
-    return list;
-  }
-  while (const dirent* entry = ::readdir(stream.get())) {
+  if (!stream && MeansAbsent(errno)) return {};
+  if (!stream) ThrowErrno();
+  std::vector<FileInfo> list;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(stream.get());
+    if (!entry && errno != 0) ThrowErrno();
+    if (!entry) return list;
     const std::string_view name = entry->d_name;
     if (name == "." || name == ".." || name == kTrueNamesFolder) continue;
     struct stat status;
     if (::fstatat(::dirfd(stream.get()), entry->d_name, &status, 0) != 0) continue;
-    list.push_back(MakeInfo(TextNameOf(found->path, name), status));
+    auto text = TextNameOf(found->path, name);
+    if (!text) ThrowLastError(ErrorKind::kFile);
+    list.push_back(MakeInfo(*std::move(text), status));
   }
-  return list;
 }
 
 bool MoveToNew(TextView from, TextView to) {

@@ -135,12 +135,14 @@ std::vector<FileInfo> ListFolder(TextView folder) {
   if (place.ends_with(L'\\')) place.pop_back();
   WIN32_FIND_DATAW data;
   const FindHandle find(place + L"\\*", &data);
-  if (!find.is_open()) return list;
+  if (!find.is_open() && MeansAbsent(::GetLastError())) return list;
+  if (!find.is_open()) ThrowLastError(ErrorKind::kFile);
   do {
     Text name = FromWide(data.cFileName);
     if (name == u"." || name == u".." || name == kTrueNamesFolder) continue;
     list.push_back(MakeInfo(TextNameOf(place, std::move(name)), data));
   } while (find.Next(&data));
+  if (::GetLastError() != ERROR_NO_MORE_FILES) ThrowLastError(ErrorKind::kFile);
   return list;
 }
 

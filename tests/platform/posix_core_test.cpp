@@ -18,6 +18,7 @@
 #include "platform/posix/folder_index.h"
 #include "platform/posix/process_name.h"
 #include "platform/posix/rename_new.h"
+#include "platform/shared/stored_name.h"
 #include "platform/thread.h"
 #include "tests/platform/child_process.h"
 #include "tests/platform/test_folder.h"
@@ -162,6 +163,23 @@ TEST_F(LinuxFileTest, ANameUnderAnotherCaseIsNotAbsentWhereItsFolderCannotBeRead
   EXPECT_EQ(CountNative(), 2u);
   EXPECT_TRUE(MoveOver(folder_ / u"new", other_case));
   EXPECT_EQ(CountNative(), 1u);
+}
+
+TEST_F(LinuxFileTest, AFolderThatIsNotToldWholeIsNotTakenForEmpty) {
+  std::filesystem::create_symlink("loop", folder_.native() / "loop");
+  EXPECT_THROW(ListFolder(folder_ / u"loop"), Error);
+  {
+    const testing::NoFilesLeft none;
+    EXPECT_THROW(ListFolder(folder_.path()), Error);
+  }
+  EXPECT_EQ(LastError(), static_cast<uint32_t>(EMFILE));
+  const Text long_name(300, u'x');
+  Put(long_name, "1");
+  const auto true_name = folder_.native() / ".zvnames" / StoredNameOf(long_name);
+  std::filesystem::remove(true_name);
+  std::filesystem::create_symlink(true_name.filename(), true_name);
+  EXPECT_THROW(ListFolder(folder_.path()), Error);
+  EXPECT_EQ(FindPath(folder_ / long_name)->size, 1);
 }
 
 TEST_F(LinuxFileTest, UnpairedSurrogatesComeBackAsTheyWent) {
