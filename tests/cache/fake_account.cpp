@@ -1,19 +1,32 @@
 #include "tests/cache/fake_account.h"
 
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 
 namespace zv::testing {
 namespace {
 
-std::string FormatTime(int64_t unix_time, const char* format) {
-  const auto seconds = static_cast<std::time_t>(unix_time);
+// std::gmtime is not for several threads.
+std::tm Universal(int64_t unix_time) {
+  namespace chrono = std::chrono;
+  const chrono::sys_seconds time{chrono::seconds(unix_time)};
+  const auto day = chrono::floor<chrono::days>(time);
+  const chrono::year_month_day date{day};
+  const chrono::hh_mm_ss clock{time - day};
   std::tm parts = {};
-#ifdef _WIN32
-  gmtime_s(&parts, &seconds);
-#else
-  gmtime_r(&seconds, &parts);
-#endif
+  parts.tm_year = static_cast<int>(date.year()) - 1900;
+  parts.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+  parts.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  parts.tm_hour = static_cast<int>(clock.hours().count());
+  parts.tm_min = static_cast<int>(clock.minutes().count());
+  parts.tm_sec = static_cast<int>(clock.seconds().count());
+  parts.tm_wday = static_cast<int>(chrono::weekday(day).c_encoding());
+  return parts;
+}
+
+std::string FormatTime(int64_t unix_time, const char* format) {
+  const std::tm parts = Universal(unix_time);
   char text[64];
   return std::string(text, std::strftime(text, sizeof text, format, &parts));
 }

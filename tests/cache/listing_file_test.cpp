@@ -1,6 +1,4 @@
-#include "cache/listing_file.h"
-
-#include <gtest/gtest.h>
+#include "tests/cache/listing_file_fixture.h"
 
 #include <atomic>
 #include <optional>
@@ -9,33 +7,11 @@
 #include <vector>
 
 #include "cache/entry_record.h"
-#include "cache/work_file.h"
 #include "platform/clock_testing.h"
 #include "platform/error.h"
-#include "tests/support/test_home.h"
 
-#ifndef _WIN32
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
-
-namespace zv {
+namespace zv::testing {
 namespace {
-
-using testing::ReadFileBytes;
-using testing::WriteFileBytes;
-
-class ListingFile : public testing::HomeTest {
- protected:
-  ListingFile() { MakeFolders(u"C:\\Apps\\Host\\Cache@u"); }
-  bool Extend(TextView text, TextView records) const {
-    File file = File::Open(file_, Access::kReadWrite, Disposition::kOpenAlways);
-    return ExtendListing(names_, file_, std::move(file), text, records);
-  }
-  const CacheNames names_{u"C:\\Apps\\Host\\Cache@u\\"};
-  const Text file_ = names_.GetDirRecordName(u"/d");
-};
 
 TEST_F(ListingFile, IsReplacedWholeAndLeavesNothingInTheWorkFolder) {
   WriteFileBytes(file_, "something longer than what comes");
@@ -93,21 +69,9 @@ TEST_F(ListingFile, AppendingToAMissingOneMayFail) {
   EXPECT_FALSE(FileExists(file_));
 }
 
-// As another process reads it. Where the system keeps a file that others have open from being
-// replaced, only the lock of one process keeps readers from parts of it.
-std::optional<std::string> ReadAsAStrangerWhereItCanBeReplaced(TextView listing_file) {
-#ifdef _WIN32
-  const auto text = ReadListing(listing_file, Disposition::kOpenExisting);
-  return text ? std::optional(ToUtf16LeBytes(*text)) : std::nullopt;
-#else
-  return ReadFileBytes(listing_file);
-#endif
-}
-
 TEST_F(ListingFile, NoReaderEverSeesAPartOfIt) {
   const Text small(1000, u's');
   const Text large(50'000, u'l');
-  const std::string whole[] = {ToUtf16LeBytes(small), ToUtf16LeBytes(large)};
   ASSERT_TRUE(ReplaceListing(names_, file_, small));
   std::atomic<bool> writes = true;
   std::jthread writer([&] {
@@ -115,9 +79,9 @@ TEST_F(ListingFile, NoReaderEverSeesAPartOfIt) {
     writes = false;
   });
   while (writes) {
-    const auto bytes = ReadAsAStrangerWhereItCanBeReplaced(file_);
-    ASSERT_TRUE(bytes);
-    ASSERT_TRUE(*bytes == whole[0] || *bytes == whole[1]) << bytes->size();
+    const auto text = ReadListing(file_, Disposition::kOpenExisting);
+    ASSERT_TRUE(text);
+    ASSERT_TRUE(*text == small || *text == large) << text->size();
   }
 }
 
@@ -131,28 +95,6 @@ TEST_F(ListingFile, AppendsOfSeveralThreadsAllStay) {
   writers.clear();
   EXPECT_EQ(ReadFileBytes(file_)->size(), 4U * 50 * 10);
 }
-
-#ifndef _WIN32
-TEST_F(ListingFile, AProcessThatIsKilledWhileItWritesLeavesAWholeListing) {
-  const Text small(1'000, u's');
-  const Text large(200'000, u'l');
-  ASSERT_TRUE(ReplaceListing(names_, file_, small));
-  for (int round = 0; round < 25; ++round) {
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-      for (int i = 0;; ++i) ReplaceListing(names_, file_, i % 2 ? small : large);
-    }
-    // Some moment in the midst of the writing; which one does not matter.
-    ::usleep(static_cast<useconds_t>(500 + 377 * round));
-    ::kill(child, SIGKILL);
-    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
-    const auto text = ReadListing(file_, Disposition::kOpenExisting);
-    ASSERT_TRUE(text);
-    ASSERT_TRUE(*text == small || *text == large) << text->size();
-  }
-}
-#endif
 
 class PartialFileTest : public ListingFile {
  protected:
@@ -200,7 +142,7 @@ TEST_F(PartialFileTest, KeepsTheCopyOfAnotherFileUntilItLayStillForLong) {
   const Text left = LeaveBehind(names_, names_.GetFileRecordName(u"/other"));
   { const PartialFile partial(names_, content_); }
   EXPECT_TRUE(FileExists(left));
-  testing::VirtualClock clock;
+  VirtualClock clock;
   clock.Advance(601'000);
   { const PartialFile partial(names_, content_); }
   EXPECT_FALSE(FileExists(left));
@@ -212,7 +154,7 @@ TEST_F(PartialFileTest, RemovesTheScratchFileOfAWriterThatWasKilledWhenItLayStil
   for (const Text& file : {left, other}) WriteFileBytes(file, "left");
   { const PartialFile partial(names_, content_); }
   EXPECT_TRUE(FileExists(left));
-  testing::VirtualClock clock;
+  VirtualClock clock;
   clock.Advance(601'000);
   { const PartialFile partial(names_, content_); }
   EXPECT_FALSE(FileExists(left));
@@ -228,4 +170,4 @@ TEST_F(PartialFileTest, KeepsACopyThatIsBeingMade) {
 }
 
 }  // namespace
-}  // namespace zv
+}  // namespace zv::testing

@@ -61,16 +61,6 @@ TEST_F(Folders, SyncUsedQuotaIsNotTheOneOfAnotherDrive) {
   EXPECT_EQ(GetSyncUsedQuota(), 0);
 }
 
-#ifndef _WIN32
-// On Windows C: is the only drive that every machine has.
-TEST_F(Folders, SyncUsedQuotaComesFromTheApplicationsDrive) {
-  WriteQuotaFile(u"C:\\Stratel Drive\\ZVCOMMON\\quota.ini", "[ZVSYNC]\r\nZVSyncUsedQuota=1\r\n");
-  WriteQuotaFile(u"D:\\Stratel Drive\\ZVCOMMON\\quota.ini", "[ZVSYNC]\r\nZVSyncUsedQuota=2\r\n");
-  SetApplicationPath(u"D:\\Apps\\Host");
-  EXPECT_EQ(GetSyncUsedQuota(), 2);
-}
-#endif
-
 TEST_F(Folders, SyncUsedQuotaIsZeroWithoutTheFile) {
   EXPECT_EQ(GetSyncUsedQuota(), 0);
   SetApplicationPath(u"C:\\Apps\\Host");

@@ -4,31 +4,18 @@
 #include "tests/config/log_lines.h"
 #include "tests/platform/child_process.h"
 #include "tests/support/test_home.h"
-#ifndef _WIN32
-#include "platform/home.h"
-#endif
 
 namespace zv {
 namespace {
 
-class SharedLog : public testing::HomeTest {
- protected:
-  static std::string Home() {
-#ifdef _WIN32
-    return "-";
-#else
-    return HomeFolder();
-#endif
-  }
-};
+using SharedLog = testing::HomeTest;
 
 TEST_F(SharedLog, LosesNoLineOfTwoThreadsInTwoProcesses) {
   // All of them stay below the size at which a log is emptied.
   constexpr int kLinesOfAThread = 5000;
   {
-    testing::ChildProcess child("log_child",
-                                {Home(), "Shared.txt", std::to_string(2 * kLinesOfAThread),
-                                 std::to_string(kLinesOfAThread)});
+    testing::ChildProcess child("log_child", {"Shared.txt", std::to_string(2 * kLinesOfAThread),
+                                              std::to_string(kLinesOfAThread)});
     testing::WriteLinesInTwoThreads(u"Shared.txt", 0, kLinesOfAThread);
     ASSERT_EQ(child.Wait(), 0);
   }

@@ -1,6 +1,9 @@
 #include "tests/support/failing_memory.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -26,17 +29,26 @@ void* operator new(size_t size) {
 void operator delete(void* piece) noexcept { std::free(piece); }
 void operator delete(void* piece, size_t) noexcept { std::free(piece); }
 
-#ifndef _WIN32  // where std::free takes no aligned piece
+// Not every system frees an aligned piece as any other: before it stands where the whole begins.
 void* operator new(size_t size, std::align_val_t alignment) {
   CountAllocation();
-  const auto unit = static_cast<size_t>(alignment);
-  void* piece = std::aligned_alloc(unit, (size / unit + 1) * unit);
-  if (!piece) throw std::bad_alloc();
+  const auto unit = static_cast<uintptr_t>(alignment);
+  void* const whole = std::malloc(sizeof whole + unit + size);
+  if (!whole) throw std::bad_alloc();
+  const auto begin = reinterpret_cast<uintptr_t>(whole) + sizeof whole;
+  auto* const piece = reinterpret_cast<std::byte*>((begin + unit - 1) / unit * unit);
+  std::memcpy(piece - sizeof whole, &whole, sizeof whole);
   return piece;
 }
-void operator delete(void* piece, std::align_val_t) noexcept { std::free(piece); }
-void operator delete(void* piece, size_t, std::align_val_t) noexcept { std::free(piece); }
-#endif
+void operator delete(void* piece, std::align_val_t) noexcept {
+  if (!piece) return;
+  void* whole = nullptr;
+  std::memcpy(&whole, static_cast<std::byte*>(piece) - sizeof whole, sizeof whole);
+  std::free(whole);
+}
+void operator delete(void* piece, size_t, std::align_val_t alignment) noexcept {
+  operator delete(piece, alignment);
+}
 
 namespace zv::testing {
 
