@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,9 +53,11 @@ std::string BytesOf(TextView text, bool wide) {
   return bytes;
 }
 
-std::string ReadWhole(TextView path) {
+// Empty when there is none; nullopt when it cannot be opened: what else stands there is others'.
+std::optional<std::string> ReadWhole(TextView path) {
   File file = File::Open(path, Access::kRead, Disposition::kOpenExisting);
-  return file ? file.ReadAll() : std::string();
+  if (file) return file.ReadAll();
+  return IsAbsent(path) ? std::optional<std::string>(std::in_place) : std::nullopt;
 }
 
 bool ReplaceWhole(const Text& path, std::string_view bytes) {
@@ -98,13 +101,14 @@ Text WithProfileEntry(TextView file_text, TextView section, TextView key, TextVi
 
 bool StoreSyncUsedQuota(int64_t used_bytes) {
   const Text path = GetSyncQuotaFile();
-  const std::string bytes = ReadWhole(path);
-  const bool wide = bytes.starts_with(kUtf16Mark);
+  const auto bytes = ReadWhole(path);
+  if (!bytes) return false;
+  const bool wide = bytes->starts_with(kUtf16Mark);
   const Text entry = Format(u"%I64d", used_bytes);
   const Text changed =
-      WithProfileEntry(TextOf(bytes, wide), kSyncQuotaSection, kSyncUsedQuotaEntry, entry);
+      WithProfileEntry(TextOf(*bytes, wide), kSyncQuotaSection, kSyncUsedQuotaEntry, entry);
   const std::string wanted = BytesOf(changed, wide);
-  if (wanted == bytes) return true;
+  if (wanted == *bytes) return true;
   return MakeFolders(path.substr(0, path.rfind(u'\\'))) && ReplaceWhole(path, wanted);
 }
 
