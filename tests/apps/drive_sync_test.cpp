@@ -122,6 +122,15 @@ TEST_F(SyncDriveTest, ASaveOfAKeptTemporaryFileIsQuietAndReplacesByItsUpload) {
   EXPECT_EQ(Changes(), Lines{"rename \\x.tmp editor"});
 }
 
+TEST_F(SyncDriveTest, AKeptFileWhoseContentCouldNotBeMovedIsNotDeletedUnderItsOldName) {
+  WriteKept(u"\\README");
+  worker_.FailMoves(true);
+  EXPECT_EQ(drive_.Rename(u"\\README", u"\\README.md", false, kProcess), DriveError::kIo);
+  EXPECT_EQ(Changes(), Lines{"rename \\README editor"});
+  EXPECT_TRUE(worker_.IsUnsent(u"\\README"));
+  EXPECT_EQ(ReadFrom(OpenFileAt(u"\\README"), 0, 10), "kept");
+}
+
 TEST_F(SyncDriveTest, AKeptFileThatGetsANameThatIsSentIsSent) {
   WriteKept(u"\\~$a.doc");
   EXPECT_EQ(drive_.Rename(u"\\~$a.doc", u"\\b.doc", false, kProcess), DriveError::kNone);

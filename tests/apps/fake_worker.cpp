@@ -447,6 +447,7 @@ uint32_t FakeWorker::RenameAll(const Text& from, const Text& to, bool replace) {
   const bool on_server = nodes_.contains(from);
   if (refuses_changes_ || (!on_server && !unsent_.contains(from))) return kNamespaceFailure;
   if (!nodes_.contains(ParentOf(to))) return kNamespaceFailure;
+  if (fails_moves_) return kNamespaceSuccess;
   if (on_server && nodes_.contains(to)) {
     if (!replace) return kNamespaceTargetExists;
     Remove(to);

@@ -83,6 +83,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void RefuseZeroFiles(bool refuse) { refuses_zero_files_ = refuse; }
   void RefuseRestores(bool refuse) { refuses_restores_ = refuse; }
   void RefuseNamespaceChanges(bool refuse) { refuses_changes_ = refuse; }
+  // Renames are answered with success, but what is cached stays under its old name.
+  void FailMoves(bool fail) { fails_moves_ = fail; }
   // Completions wait, calling back, until their file's transfer is cancelled.
   void HoldCompletions() { holds_completions_ = true; }
   // So does the next restore.
@@ -205,6 +207,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> refuses_zero_files_ = false;
   std::atomic<bool> refuses_restores_ = false;
   std::atomic<bool> refuses_changes_ = false;
+  std::atomic<bool> fails_moves_ = false;
   std::atomic<int64_t> room_ = INT64_MAX;
   std::atomic<bool> clock_stands_ = false;
   std::atomic<bool> holds_completions_ = false;

@@ -290,9 +290,11 @@ DriveError VirtualDrive::AskSyncRename(TextView from, const NodeInfo& source, Te
   }
   const Text asking = is_unsent ? sync_.QuietProcess(process) : telling;
   // Without memory to ask it is one that failed.
-  const DriveError error = GuardedQuietly(DriveError::kIo, [&] {
+  DriveError error = GuardedQuietly(DriveError::kIo, [&] {
     return requests_.Rename(from, to, false, options_.drive_letter, asking);
   });
+  // The worker says so whatever came of it. Content that could not be moved is the only copy.
+  if (is_unsent && host_.IsUnsent(from)) error = DriveError::kIo;
   if (error != DriveError::kNone) {
     // The cache may have changed all the same.
     Invalidate(from);
