@@ -59,9 +59,10 @@ bool IsUploadOverdue(TextView drive_path) {
   });
 }
 
-void MarkUploadPending(TextView drive_path) {
-  GuardedQuietly(
-      [&] { PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {}); });
+bool MarkUploadPending(TextView drive_path) {
+  return GuardedQuietly(false, [&] {
+    return PendingUploads(CacheNames()).Add(ServerPath(drive_path), PendingKind::kContent, {});
+  });
 }
 
 void UnmarkUploadPending(TextView drive_path) {

@@ -19,8 +19,9 @@ bool IsUploadPending(TextView drive_path);
 // The same, without the files that are kept in the cache on purpose: sending failed, or is still to
 // come.
 bool IsUploadOverdue(TextView drive_path);
-// Notes before a file's first block is written that its content is the only one.
-void MarkUploadPending(TextView drive_path);
+// Notes before a file's first block is written that its content is the only one. False when that
+// cannot be noted.
+bool MarkUploadPending(TextView drive_path);
 // Takes that back.
 void UnmarkUploadPending(TextView drive_path);
 

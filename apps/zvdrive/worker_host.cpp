@@ -33,7 +33,7 @@ bool WorkerHost::HasRoom(int64_t bytes) { return CacheHasRoom(bytes); }
 // A transfer is named by its server path.
 void WorkerHost::CancelTransfer(TextView path) { AskToCancel(ReplaceAll(path, u'\\', u'/')); }
 
-void WorkerHost::MarkUnsent(TextView path) { MarkUploadPending(path); }
+bool WorkerHost::MarkUnsent(TextView path) { return MarkUploadPending(path); }
 void WorkerHost::MarkSent(TextView path) { UnmarkUploadPending(path); }
 bool WorkerHost::IsUnsent(TextView path) { return IsUploadPending(path); }
 bool WorkerHost::IsOverdue(TextView path) { return IsUploadOverdue(path); }

@@ -21,7 +21,7 @@ class WorkerHost final : public DriveHost {
   FileTime ContentWritten(TextView path) override;
   bool HasRoom(int64_t bytes) override;
   void CancelTransfer(TextView path) override;
-  void MarkUnsent(TextView path) override;
+  bool MarkUnsent(TextView path) override;
   void MarkSent(TextView path) override;
   bool IsUnsent(TextView path) override;
   bool IsOverdue(TextView path) override;

@@ -174,6 +174,19 @@ TEST_F(SendTest, NothingIsCancelledWithoutAnInterrupt) {
   EXPECT_THAT(worker_.Cancelled(), IsEmpty());
 }
 
+TEST_F(SendTest, WhatCouldNotBeNotedAsUnsentIsNoSuccessUntilItIsNotedAndSent) {
+  const FileHandle file = CreateFileAt(u"\\a");
+  worker_.RefuseNotes(true);
+  worker_.RefuseUploads(true);
+  EXPECT_EQ(WriteTo(file, 0, "x"), DriveError::kNone);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  EXPECT_EQ(drive_.Flush(*file, kProcess), DriveError::kIo);
+  worker_.RefuseNotes(false);
+  worker_.RefuseUploads(false);
+  EXPECT_EQ(CloseFile(file), DriveError::kNone);
+  EXPECT_EQ(worker_.ServerFile(u"\\a"), "x");
+}
+
 TEST_F(SendTest, TheFirstBlockIsNotedAsUnsentBeforeItIsStored) {
   const FileHandle file = CreateFileAt(u"\\a");
   bool noted = false;

@@ -174,6 +174,7 @@ bool FakeWorker::Upload(const Text& path) {
   Record(path, {false, size, now_});
   const bool has_parent = nodes_.contains(ParentOf(path)) && nodes_[ParentOf(path)].is_folder;
   if (refuses_uploads_ || !has_parent) {
+    if (refuses_notes_) return false;
     unsent_.insert(path);
     overdue_.insert(path);
     return false;
@@ -552,9 +553,11 @@ void FakeWorker::CancelTransfer(TextView path) {
   cancelled_.emplace_back(path);
 }
 
-void FakeWorker::MarkUnsent(TextView path) {
+bool FakeWorker::MarkUnsent(TextView path) {
+  if (refuses_notes_) return false;
   const std::lock_guard lock(mutex_);
   unsent_.emplace(path);
+  return true;
 }
 
 bool FakeWorker::IsUnsent(TextView path) {

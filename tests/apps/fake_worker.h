@@ -80,6 +80,8 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   void SetRoom(int64_t bytes) { room_ = bytes; }
   // Uploads fail; contents stay in the cache.
   void RefuseUploads(bool refuse) { refuses_uploads_ = refuse; }
+  // The list of what waits to be sent takes nothing.
+  void RefuseNotes(bool refuse) { refuses_notes_ = refuse; }
   void RefuseZeroFiles(bool refuse) { refuses_zero_files_ = refuse; }
   void RefuseRestores(bool refuse) { refuses_restores_ = refuse; }
   void RefuseNamespaceChanges(bool refuse) { refuses_changes_ = refuse; }
@@ -126,7 +128,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   bool HasRoom(int64_t bytes) override { return bytes <= room_; }
   std::optional<Seconds1601> ContentTime(TextView path) override;
   void CancelTransfer(TextView path) override;
-  void MarkUnsent(TextView path) override;
+  bool MarkUnsent(TextView path) override;
   bool IsUnsent(TextView path) override;
   bool IsOverdue(TextView path) override;
   void NoteListing() override { ++noted_listings_; }
@@ -208,6 +210,7 @@ class FakeWorker final : public PlainChannel, public DriveHost {
   std::atomic<bool> refuses_restores_ = false;
   std::atomic<bool> refuses_changes_ = false;
   std::atomic<bool> fails_moves_ = false;
+  std::atomic<bool> refuses_notes_ = false;
   std::atomic<int64_t> room_ = INT64_MAX;
   std::atomic<bool> clock_stands_ = false;
   std::atomic<bool> holds_completions_ = false;

@@ -73,9 +73,9 @@ class SteadyWorker final : public RequestChannel, public DriveHost {
     const AllocationsSucceed steady;
     played_.CancelTransfer(path);
   }
-  void MarkUnsent(TextView path) override {
+  bool MarkUnsent(TextView path) override {
     const AllocationsSucceed steady;
-    played_.MarkUnsent(path);
+    return played_.MarkUnsent(path);
   }
   void MarkSent(TextView path) override {
     const AllocationsSucceed steady;

@@ -30,8 +30,9 @@ class DriveHost {
   virtual bool HasRoom(int64_t bytes) = 0;
   // Asks the transfer of this file to stop.
   virtual void CancelTransfer(TextView path) = 0;
-  // Notes that the cache holds content of this file that the server does not have.
-  virtual void MarkUnsent(TextView path) = 0;
+  // Notes that the cache holds content of this file that the server does not have. False when that
+  // cannot be noted.
+  virtual bool MarkUnsent(TextView path) = 0;
   // Takes that back: the content is the server's after all.
   virtual void MarkSent(TextView path) = 0;
   // Whether the cache holds content of this file that the server does not have.

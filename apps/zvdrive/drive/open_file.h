@@ -56,6 +56,8 @@ struct OpenFile {
   bool is_fetched = false;
   // Something was written that the worker was not yet told to send.
   bool has_unsent = false;
+  // So much could be noted where the next mount finds it.
+  bool is_noted = true;
   GatheredWrites gathered;
   // The block before it while it is being stored.
   GatheredWrites stored;

@@ -228,7 +228,7 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
   file.begins_anew = false;
   if (sent != DriveError::kNone) {
     // As a file whose content is empty it is tried for longer, and kept when that fails, too.
-    host_.MarkUnsent(file.path);
+    file.is_noted = host_.MarkUnsent(file.path);
     return SendWhole(file, process);
   }
   file.has_unsent = false;
@@ -241,8 +241,11 @@ DriveError VirtualDrive::SendEmpty(OpenFile& file, TextView process) {
 DriveError VirtualDrive::SendWhole(OpenFile& file, TextView process) {
   const Text path = file.path;
   const Seconds1601 first = ToSeconds(SystemTime());
+  if (!file.is_noted) file.is_noted = host_.MarkUnsent(path);
   const DriveError error = requests_.Complete(path, process, [&] { return GoesOnWaiting(path); });
   if (error != DriveError::kNone) return error;
+  // Of what is not on the list nobody can tell whether it was sent.
+  if (!file.is_noted) return DriveError::kIo;
   if (const auto server_time = host_.ContentTime(path)) {
     const std::lock_guard lock(mutex_);
     sent_times_.Note(path, first, ToSeconds(SystemTime()), *server_time);

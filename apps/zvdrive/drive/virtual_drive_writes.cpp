@@ -159,7 +159,7 @@ DriveError VirtualDrive::StoreBlock(OpenFile& file, int64_t offset,
 }
 
 void VirtualDrive::MarkUnsent(OpenFile& file) {
-  if (!file.has_unsent) host_.MarkUnsent(file.path);
+  if (!file.has_unsent) file.is_noted = host_.MarkUnsent(file.path);
   file.has_unsent = true;
   file.unchanged_at.reset();  // there is a better reason now
 }
