@@ -187,6 +187,7 @@ class CCache {
   bool DownloadContent(TextView path, const Text& content_file);
   bool SyncDownload(TextView path, const Text& content_file);
   bool NoteBeingWritten(const TransferRequest& block);
+  void DropWithoutContent(TextView path);
   bool SendContent(TextView path, const Text& content_file, bool has_content);
   bool SyncUpload(TextView path, const Text& content_file);
   // Copies a file (null: makes an empty one) to where the utility library takes it, and calls it:

@@ -30,6 +30,7 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
         // A folder that was renamed as a save is ("notes" to "notes.v2") keeps its record.
         const bool has_content = !IsAbsent(content_file);
         if (!has_content && IsListedFolder(server_path)) return true;
+        if (!has_content) DropWithoutContent(server_path);
         bool sent = true;
         bool stored = false;
         if (!ReadIsSync()) {
@@ -48,17 +49,18 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
       LogKnownFailure(kWriteFailed));
 }
 
+// What is listed with content that is not there would wait for ever.
+void CCache::DropWithoutContent(TextView path) {
+  const auto pending = pending_.Find(path);
+  if (!pending) return;
+  if (pending->kind != PendingKind::kContent && pending->kind != PendingKind::kBeingWritten) return;
+  trace_log_.WriteTrace(u"The content of %s is gone, and its upload with it.", path);
+  SetStored(path);
+}
+
 bool CCache::SendContent(TextView path, const Text& content_file, bool has_content) {
   unsent_path_.clear();
-  if (!has_content) {
-    const auto pending = pending_.Find(path);
-    if (pending &&
-        (pending->kind == PendingKind::kContent || pending->kind == PendingKind::kBeingWritten)) {
-      trace_log_.WriteTrace(u"The content of %s is gone, and its upload with it.", path);
-      SetStored(path);
-    }
-    return server_->LocalFileTransfer(content_file, path);
-  }
+  if (!has_content) return server_->LocalFileTransfer(content_file, path);
   SetPending(path, PendingKind::kContent, u"");
   const bool sent = server_->LocalFileTransfer(content_file, path);
   if (!server_->last_transfer_stored()) {

@@ -105,6 +105,17 @@ class UnsentSyncContent : public SyncTest {
   }
 };
 
+TEST_F(UnsentSyncContent, AListedNameWithoutContentIsDroppedWhenItIsToBeSent) {
+  cache().pending().Add(u"/p.txt", PendingKind::kContent, u"");
+  cache().pending().Add(u"/q.tmp", PendingKind::kBeingWritten, u"");
+  cache().pending().Add(u"/empty", PendingKind::kCacheOnly, u"");
+  recorder_.result = 0;
+  cache().TransferCachedFile(u"/p.txt", true);
+  cache().TransferCachedFile(u"/q.tmp", false);
+  cache().TransferCachedFile(u"/empty", false);
+  EXPECT_EQ(PendingPaths(), std::vector<Text>{u"/empty"});
+}
+
 TEST_F(UnsentSyncContent, OfTheTargetOfARefusedRenameStays) {
   WriteListing(u"/d", u"a.tmp?0?5?0?0?0\r\nb?0?6?0?0?0\r\n");
   Wait(u"/d/b", "target");
