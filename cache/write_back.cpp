@@ -39,7 +39,7 @@ bool CCache::TransferCachedFile(TextView path, bool send) {
         } else if (send) {
           if (!SyncUpload(server_path, content_file)) return false;
         } else if (has_content) {
-          SetPending(server_path, PendingKind::kCacheOnly, u"");
+          sent = SetPending(server_path, PendingKind::kCacheOnly, u"");
         }
         const bool recorded = RecordContent(server_path, content_file);
         // Not before: a kill in between would leave the old record standing for good.
@@ -167,7 +167,7 @@ bool CCache::BackupZeroFile(TransferRequest& request, bool send) {
         } else if (send) {
           if (!SyncUploadEmpty(request.path, account)) return false;
         } else {
-          SetPending(request.path, PendingKind::kCacheOnly, u"");
+          sent = SetPending(request.path, PendingKind::kCacheOnly, u"");
         }
         return RecordEmptyFile(request.path) && sent;
       },

@@ -116,6 +116,16 @@ TEST_F(UnsentSyncContent, AListedNameWithoutContentIsDroppedWhenItIsToBeSent) {
   EXPECT_EQ(PendingPaths(), std::vector<Text>{u"/empty"});
 }
 
+TEST_F(UnsentSyncContent, ThatIsToBeKeptHereAndCannotBeNotedIsNoSuccess) {
+  WriteListing(u"/", u"");
+  MakeFolders(Names().work_folder() + u"pending.txt");  // no file: it cannot be opened as one
+  TransferRequest empty;
+  empty.path = u"/a.tmp";
+  EXPECT_FALSE(cache().BackupZeroFile(empty, false));
+  WriteContent(u"/b.tmp", "x");
+  EXPECT_FALSE(cache().TransferCachedFile(u"/b.tmp", false));
+}
+
 TEST_F(UnsentSyncContent, OfTheTargetOfARefusedRenameStays) {
   WriteListing(u"/d", u"a.tmp?0?5?0?0?0\r\nb?0?6?0?0?0\r\n");
   Wait(u"/d/b", "target");
