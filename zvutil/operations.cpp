@@ -71,7 +71,8 @@ bool DownloadSyncFile(const SyncLogin& login) {
     const Text leaf = LeafOf(source->path);
     if (!IsFileName(leaf)) return false;
     const Text local = *folder + leaf;
-    RemoveFile(local);
+    // A download goes on behind what stands there.
+    if (!RemoveFile(local) && !IsAbsent(local)) return false;
     AccountClient client(login);
     FileTime last_modified;
     if (!client.RestoreFile(source->path, local, &last_modified)) {
