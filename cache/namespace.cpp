@@ -69,8 +69,12 @@ uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool
         Rename rename{.old_path = old_path, .new_path = new_path, .tell_server = tell_server};
         rename.result = ReadIsSync() ? SyncRename(rename) : RenameOnServer(rename);
         if (rename.ended) return rename.result;
-        // What was not renamed keeps out of the way of a file that only this machine has.
-        if (rename.result != kRenameDone && pending_.ContainsTree(new_path)) return rename.result;
+        // What was not renamed keeps out of the way of a file that only this machine has, and such
+        // a file stays where its folder is.
+        const bool refused = rename.result != kRenameDone;
+        if (refused && (pending_.ContainsTree(old_path) || pending_.ContainsTree(new_path))) {
+          return rename.result;
+        }
         RenameRecord(rename);
         bool noted = false;
         {

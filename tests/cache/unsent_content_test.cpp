@@ -146,6 +146,14 @@ TEST_F(UnsentSyncContent, WhoseRenameOntoACachedFileIsRefusedKeepsItsName) {
   EXPECT_EQ(PendingPaths(), List{u"/d/a"});
 }
 
+TEST_F(UnsentSyncContent, InAFolderWhoseRenameIsRefusedKeepsItsName) {
+  WriteListing(u"/", u"d?1?0?1?0?0\r\n");
+  Wait(u"/d/a.txt", "only copy");
+  EXPECT_EQ(RefusedRename(u"/d", u"/e"), kRenameFailed);
+  EXPECT_EQ(PendingPaths(), std::vector<Text>{u"/d/a.txt"});
+  EXPECT_EQ(Content(u"/d/a.txt"), "only copy");
+}
+
 TEST_F(UnsentSyncContent, BeneathTheTargetOfARefusedRenameStays) {
   Wait(u"/d/b/f", "target");
   EXPECT_EQ(RefusedRename(u"/d/a", u"/d/b"), kRenameFailed);
