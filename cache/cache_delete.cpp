@@ -52,7 +52,9 @@ bool CCache::DeleteCachedResource(TextView path, bool send) {
         ReadIsSync();
         if (!DeleteOnServer(path, send)) return false;
         CleanAfterDelete(path);
-        return true;
+        // What still waits with its content comes back.
+        const Text stem = ReplaceAll(WithoutTrailingSlash(path), u'\\', u'/');
+        return !IsPending(stem) || IsAbsent(names_.GetFileRecordName(stem));
       },
       LogKnownFailure(u"Exception while deleting resource"));
 }

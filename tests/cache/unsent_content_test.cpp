@@ -154,6 +154,13 @@ TEST_F(UnsentSyncContent, InAFolderWhoseRenameIsRefusedKeepsItsName) {
   EXPECT_EQ(Content(u"/d/a.txt"), "only copy");
 }
 
+TEST_F(UnsentSyncContent, ThatCannotBeDeletedIsNoSuccess) {
+  const Text content = Names().GetFileRecordName(u"/a.tmp");
+  MakeFolders(content);  // no file: it cannot be removed as one
+  MakeFolders(Names().work_folder() + u"pending.txt");
+  EXPECT_FALSE(cache().DeleteCachedResource(u"/a.tmp", true));
+}
+
 TEST_F(UnsentSyncContent, BeneathTheTargetOfARefusedRenameStays) {
   Wait(u"/d/b/f", "target");
   EXPECT_EQ(RefusedRename(u"/d/a", u"/d/b"), kRenameFailed);
