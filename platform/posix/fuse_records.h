@@ -11,8 +11,11 @@
 
 namespace zv {
 
+inline constexpr uint32_t kFuseUnlink = 10;
+inline constexpr uint32_t kFuseRename = 12;
 inline constexpr uint32_t kFuseWrite = 16;
 inline constexpr uint32_t kFuseInit = 26;  // the first request of a mount
+inline constexpr uint32_t kFuseRenameWithFlags = 45;
 
 struct FuseRequestHeader {
   uint32_t length;  // bytes, with this header

@@ -176,6 +176,17 @@ int SyncFile(const char*, int, fuse_file_info* info) {
   return Answer([&] { return ResultOf(TheDrive().Flush(FileOf(info), ProcessName())); });
 }
 
+// Both who hides a file and who releases it last come here when they are done: one of them finds it
+// hidden and closed. libfuse finds nothing then.
+void RemoveHidden(TextView path) {
+  Mounted& mount = TheMount();
+  bool is_open = false;
+  mount.files.ForEach([&](const OpenHandle& handle) {
+    is_open = is_open || mount.drive.PathOf(*handle.file) == path;
+  });
+  if (!is_open && mount.hidden.Take(path)) mount.drive.RemoveFile(path, ProcessName());
+}
+
 int ReleaseFile(const char*, fuse_file_info* info) {
   return Answer([&] {
     auto handle = TheMount().files.Release(info->fh);
@@ -183,7 +194,9 @@ int ReleaseFile(const char*, fuse_file_info* info) {
     // It is closed in any case: nobody releases it a second time.
     if (handle->maps) Answer([&] { return TheDrive().EndMapping(*file), 0; });
     handle.reset();
-    return ResultOf(TheDrive().Close(file, ProcessName()));
+    const DriveError error = TheDrive().Close(file, ProcessName());
+    Answer([&] { return RemoveHidden(TheDrive().PathOf(*file)), 0; });
+    return ResultOf(error);
   });
 }
 
@@ -208,15 +221,22 @@ void MoveOpenFolders(TextView from, TextView to) {
   });
 }
 
+void Hide(const Text& path) {
+  TheMount().hidden.Add(path);
+  RemoveHidden(path);
+}
+
 int RenameAt(const char* from, const char* to, unsigned flags) {
   return Answer([&] {
     constexpr unsigned kNoReplace = 1;
     if ((flags & ~kNoReplace) != 0) return -EINVAL;
     const Text source = PathOnDrive(from), target = PathOnDrive(to);
     const DriveError error = TheDrive().Rename(source, target, flags == 0, ProcessName());
+    if (error != DriveError::kNone) return ResultOf(error);
     // It is renamed, whatever becomes of the rest.
-    if (error == DriveError::kNone) Answer([&] { return MoveOpenFolders(source, target), 0; });
-    return ResultOf(error);
+    Answer([&] { return MoveOpenFolders(source, target), 0; });
+    if (Hides(to)) Answer([&] { return Hide(target), 0; });
+    return 0;
   });
 }
 

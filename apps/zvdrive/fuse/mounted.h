@@ -11,6 +11,7 @@
 #include "apps/zvdrive/drive/folder_listing.h"
 #include "apps/zvdrive/drive/told_sizes.h"
 #include "apps/zvdrive/drive/virtual_drive.h"
+#include "apps/zvdrive/fuse/hidden_files.h"
 #include "apps/zvdrive/fuse/open_handles.h"
 #include "apps/zvdrive/fuse/open_modes.h"
 
@@ -41,6 +42,7 @@ struct Mounted {
   ToldSizes told{kAttributeLifetime};
   OpenModes modes;
   OpenHandles<OpenHandle> files;
+  HiddenFiles hidden;
   OpenHandles<OpenFolder> folders;
 };
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <span>
 
+#include "apps/zvdrive/fuse/hidden_files.h"
 #include "apps/zvdrive/fuse/passthrough.h"
 #include "apps/zvdrive/fuse/received_write.h"
 #include "platform/posix/fuse_device.h"
@@ -16,7 +17,9 @@ namespace {
 ssize_t ReadRequest(int device, void* buffer, size_t size, void*) {
   const std::span room(static_cast<std::byte*>(buffer), size);
   const ptrdiff_t count = ReceiveRequest(device, room);
-  NoteRequest(room.first(static_cast<size_t>(std::max<ptrdiff_t>(count, 0))));
+  const auto request = room.first(static_cast<size_t>(std::max<ptrdiff_t>(count, 0)));
+  NoteRequest(request);
+  NoteNamesOf(request);
   return count;
 }
 
