@@ -17,7 +17,9 @@ constexpr int kEmptyFileAttempts = 3;
 
 // What was done stays done, whether its figure can be kept or not.
 void KeepUsedQuota(std::optional<int64_t> used_bytes) {
-  GuardedQuietly(false, [&] { return used_bytes && StoreSyncUsedQuota(*used_bytes); });
+  GuardedQuietly([&] {
+    if (used_bytes) StoreSyncUsedQuota(*used_bytes);
+  });
 }
 
 // The last element of a server or a local path.

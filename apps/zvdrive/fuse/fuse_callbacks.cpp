@@ -180,6 +180,7 @@ int SyncFile(const char*, int, fuse_file_info* info) {
 // hidden and closed. libfuse finds nothing then.
 void RemoveHidden(TextView path) {
   Mounted& mount = TheMount();
+  if (!mount.hidden.Holds(path)) return;
   bool is_open = false;
   mount.files.ForEach([&](const OpenHandle& handle) {
     is_open = is_open || mount.drive.PathOf(*handle.file) == path;

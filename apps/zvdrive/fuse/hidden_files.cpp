@@ -38,6 +38,11 @@ void HiddenFiles::Add(TextView path) {
   paths_.emplace(path);
 }
 
+bool HiddenFiles::Holds(TextView path) const {
+  const std::lock_guard lock(mutex_);
+  return paths_.contains(path);
+}
+
 bool HiddenFiles::Take(TextView path) {
   const std::lock_guard lock(mutex_);
   const auto hidden = paths_.find(path);

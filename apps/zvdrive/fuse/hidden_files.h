@@ -22,11 +22,12 @@ bool Hides(std::string_view path);
 class HiddenFiles {
  public:
   void Add(TextView path);
+  bool Holds(TextView path) const;
   // True for the one who is to remove it.
   bool Take(TextView path);
 
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::set<Text, std::less<>> paths_;
 };
 
