@@ -18,16 +18,14 @@ constexpr ReservedUnit kReserved[] = {{u'\x22', u"%22"}, {u'*', u"%2A"},  {u'/',
                                       {u':', u"%3A"},    {u'<', u"%3C"},  {u'>', u"%3E"},
                                       {u'?', u"%3F"},    {u'\\', u"%5C"}, {u'|', u"%7C"}};
 
-// Installed under Program Files, the cache lives outside it, in a product folder at the drive's
-// root.
-constexpr TextView kListingPrefix = u"dir#ZV", kContentPrefix = u"file#ZV";
-
-// A server path as a part of a file's name.
+// A server path as the last part of a file's name.
 Text FlatPath(TextView path) {
-  return EncodeCacheName(
-      ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#'));
+  return u"ZV" + EncodeCacheName(
+                     ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#'));
 }
 
+// Installed under Program Files, the cache lives outside it, in a product folder at the drive's
+// root.
 Text CacheBaseFolder() {
   Text base = GetApplicationPath();
   const size_t program_files = base.find(u"\\Program Files");
@@ -79,7 +77,7 @@ bool IsAtOrBeneath(TextView path, TextView top) {
 
 bool IsCacheFileName(TextView leaf) {
   const Text name = ToLower(leaf);
-  return name.starts_with(ToLower(kListingPrefix)) || name.starts_with(ToLower(kContentPrefix));
+  return name.starts_with(u"dir#zv") || name.starts_with(u"file#zv");
 }
 
 CacheNames::CacheNames() {
@@ -94,11 +92,11 @@ Text CacheNames::work_folder() const {
 }
 
 Text CacheNames::GetDirRecordName(TextView path) const {
-  return folder_ + Text(kListingPrefix) + FlatPath(path);
+  return Format(u"%sdir%c%s", folder_, u'#', FlatPath(path));
 }
 
 Text CacheNames::GetFileRecordName(TextView path) const {
-  return folder_ + Text(kContentPrefix) + FlatPath(path) + u'#';
+  return Format(u"%sfile%c%s#", folder_, u'#', FlatPath(path));
 }
 
 Text CacheNames::GetTimeFileName(TextView path) const {

@@ -50,7 +50,9 @@ Text StagingFolder(TextView user_name) {
   return Format(u"%s\\cache@%s", GetSyncFolderRoot(), user_name);
 }
 
-Text StagingPrefix(TextView user_name) { return StagingFolder(user_name) + u'\\'; }
+Text StagingPrefix(TextView user_name) {
+  return Format(u"%s\\cache@%s\\", GetSyncFolderRoot(), user_name);
+}
 
 Text JournalPath(TextView journal) { return Format(u"%s\\%s", GetSyncFolderRoot(), journal); }
 
