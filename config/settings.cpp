@@ -80,9 +80,8 @@ constexpr SettingInfo kSettings[] = {
     {kSettingsKey, u"Intelligent Cache", u"flag", u"",
      u"\"1\": listings are compared with the server's time before they are served."},
     {kApplicationKey, u"Application Path", u"text", u"",
-     u"Folder of the host application; the cache lies in it, or in \\Stratel Drive of its drive "
-     u"when "
-     u"it lies below \\Program Files."},
+     u"Folder of the host application, which holds the cache; below \\Program Files the drive's "
+     u"\\Stratel Drive holds it instead."},
 };
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "upload/backup_dav.h"
+
 #include "webdav/http_status.h"
 
 namespace zv {

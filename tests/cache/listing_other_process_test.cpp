@@ -5,8 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
+#include <optional>
 
 #include "tests/cache/listing_file_fixture.h"
 
@@ -16,20 +15,10 @@ namespace {
 using ListingAndOthers = ListingFile;
 
 TEST_F(ListingAndOthers, AStrangerNeverSeesAPartOfIt) {
-  const Text small(1000, u's');
-  const Text large(50'000, u'l');
-  const std::string whole[] = {ToUtf16LeBytes(small), ToUtf16LeBytes(large)};
-  ASSERT_TRUE(ReplaceListing(names_, file_, small));
-  std::atomic<bool> writes = true;
-  std::jthread writer([&] {
-    for (int i = 0; i < 100; ++i) ReplaceListing(names_, file_, i % 2 ? small : large);
-    writes = false;
-  });
-  while (writes) {
+  ExpectWholeWhileItIsReplaced([this] {
     const auto bytes = ReadFileBytes(file_);
-    ASSERT_TRUE(bytes);
-    ASSERT_TRUE(*bytes == whole[0] || *bytes == whole[1]) << bytes->size();
-  }
+    return bytes ? std::optional(FromUtf16LeBytes(*bytes)) : std::nullopt;
+  });
 }
 
 TEST_F(ListingAndOthers, AProcessThatIsKilledWhileItWritesLeavesAWholeListing) {

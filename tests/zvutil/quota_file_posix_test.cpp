@@ -6,8 +6,10 @@
 #include <filesystem>
 
 #include "platform/clock_testing.h"
+#include "platform/error.h"
 #include "platform/file.h"
 #include "platform/home.h"
+#include "tests/support/full_disk.h"
 #include "tests/zvutil/zvutil_fixture.h"
 #include "zvutil/operations.h"
 
@@ -33,6 +35,16 @@ TEST_F(LostQuotaFile, ThatCannotBeOpenedIsNotReplaced) {
   ASSERT_EQ(::mknod(file.c_str(), S_IFSOCK | 0600, 0), 0);
   EXPECT_FALSE(StoreSyncUsedQuota(1));
   EXPECT_TRUE(std::filesystem::is_socket(file));
+}
+
+TEST_F(LostQuotaFile, OfAFullDiskStaysAsItWasAndLeavesNothingBesideIt) {
+  ASSERT_TRUE(StoreSyncUsedQuota(7));
+  {
+    const FullDisk full(8);
+    EXPECT_THROW(StoreSyncUsedQuota(8), Error);
+  }
+  EXPECT_EQ(QuotaFile(), "[ZVSYNC]\r\nZVSyncUsedQuota=7\r\n");
+  EXPECT_TRUE(IsAbsent(GetSyncQuotaFile() + u".new"));
 }
 
 TEST_F(LostQuotaFile, OfAFullDiskFailsNoDeletion) {

@@ -17,6 +17,7 @@
 #include "apps/zvdrive/fuse/keep_open.h"
 #include "apps/zvdrive/fuse/mounted.h"
 #include "apps/zvdrive/fuse/received_write.h"
+#include "config/guard.h"
 #include "platform/console.h"
 
 namespace zv {
@@ -193,10 +194,10 @@ int ReleaseFile(const char*, fuse_file_info* info) {
     auto handle = TheMount().files.Release(info->fh);
     const FileHandle file = handle->file;
     // It is closed in any case: nobody releases it a second time.
-    if (handle->maps) Answer([&] { return TheDrive().EndMapping(*file), 0; });
+    if (handle->maps) GuardedQuietly([&] { TheDrive().EndMapping(*file); });
     handle.reset();
     const DriveError error = TheDrive().Close(file, ProcessName());
-    Answer([&] { return RemoveHidden(TheDrive().PathOf(*file)), 0; });
+    GuardedQuietly([&] { RemoveHidden(TheDrive().PathOf(*file)); });
     return ResultOf(error);
   });
 }
@@ -235,8 +236,8 @@ int RenameAt(const char* from, const char* to, unsigned flags) {
     const DriveError error = TheDrive().Rename(source, target, flags == 0, ProcessName());
     if (error != DriveError::kNone) return ResultOf(error);
     // It is renamed, whatever becomes of the rest.
-    Answer([&] { return MoveOpenFolders(source, target), 0; });
-    if (Hides(to)) Answer([&] { return Hide(target), 0; });
+    GuardedQuietly([&] { MoveOpenFolders(source, target); });
+    if (Hides(to)) GuardedQuietly([&] { Hide(target); });
     return 0;
   });
 }
