@@ -106,7 +106,8 @@ File File::Open(TextView path, Access access, Disposition disposition) {
   const auto native = ToNativePath(path);
   if (!native) return File();
   const bool may_create = disposition != Disposition::kOpenExisting;
-  const TrueNamesLock lock = may_create ? KeepTrueNameOfNew(*native) : TrueNamesLock();
+  const auto lock = may_create ? KeepTrueNameOfNew(*native) : TrueNamesLock();
+  if (!lock) return File();
   const HANDLE handle =
       ::CreateFileW(native->path.c_str(), RightsOf(access),
                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,

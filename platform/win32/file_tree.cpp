@@ -57,7 +57,8 @@ bool MoveWith(TextView from, TextView to, DWORD flags) {
   const auto target = ToNativePath(to);
   if (!source || !target) return false;
   {
-    const TrueNamesLock lock = KeepTrueName(target->folder(), target->long_name);
+    const auto lock = KeepTrueName(target->folder(), target->long_name);
+    if (!lock) return false;
     if (!::MoveFileExW(source->path.c_str(), target->path.c_str(), flags | MOVEFILE_COPY_ALLOWED)) {
       return false;
     }
@@ -90,7 +91,8 @@ bool IsFolder(const std::wstring& path) {
 
 bool MakeOneFolder(const NativePath& folder) {
   if (IsFolder(folder.path)) return true;
-  const TrueNamesLock lock = KeepTrueName(folder.folder(), folder.long_name);
+  const auto lock = KeepTrueName(folder.folder(), folder.long_name);
+  if (!lock) return false;
   if (::CreateDirectoryW(folder.path.c_str(), nullptr)) return true;
   const DWORD error = ::GetLastError();
   if (IsFolder(folder.path)) return true;  // another thread or process was faster
@@ -154,8 +156,8 @@ bool CopyOver(TextView from, TextView to) {
   const auto source = ToNativePath(from);
   const auto target = ToNativePath(to);
   if (!source || !target) return false;
-  const TrueNamesLock lock = KeepTrueNameOfNew(*target);
-  return ::CopyFileW(source->path.c_str(), target->path.c_str(), FALSE);
+  const auto lock = KeepTrueNameOfNew(*target);
+  return lock && ::CopyFileW(source->path.c_str(), target->path.c_str(), FALSE);
 }
 
 bool RemoveFile(TextView path) {

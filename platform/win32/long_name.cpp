@@ -32,22 +32,31 @@ std::optional<Text> ReadName(const std::wstring& path) {
   return FromUtf16LeBytes(bytes);
 }
 
-// Written aside and moved in place, so that readers see either all of it or nothing.
-void WriteName(const std::wstring& folder, const std::wstring& leaf, TextView name) {
+// False with the last error.
+bool WriteWhole(const std::wstring& path, const std::string& bytes) {
+  const UniqueHandle file = OpenSmallFile(path, GENERIC_WRITE, CREATE_ALWAYS);
+  if (!file) return false;
+  const auto size = static_cast<DWORD>(bytes.size());
+  DWORD put = 0;
+  if (!::WriteFile(file.get(), bytes.data(), size, &put, nullptr)) return false;
+  if (put != size) ::SetLastError(ERROR_DISK_FULL);
+  return put == size;
+}
+
+// Written aside and moved in place, so that readers see either all of it or nothing. False with the
+// last error.
+bool WriteName(const std::wstring& folder, const std::wstring& leaf, TextView name) {
   static std::atomic<uint32_t> counter = 0;
   const std::wstring aside = folder + L"\\new." + std::to_wstring(::GetCurrentProcessId()) + L"." +
                              std::to_wstring(++counter);
-  const std::string bytes = ToUtf16LeBytes(name);
-  DWORD put = 0;
-  {
-    const UniqueHandle file = OpenSmallFile(aside, GENERIC_WRITE, CREATE_ALWAYS);
-    if (!file) return;
-    ::WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &put, nullptr);
+  if (WriteWhole(aside, ToUtf16LeBytes(name)) &&
+      ::MoveFileExW(aside.c_str(), (folder + L"\\" + leaf).c_str(), MOVEFILE_REPLACE_EXISTING)) {
+    return true;
   }
-  const bool moved =
-      put == bytes.size() &&
-      ::MoveFileExW(aside.c_str(), (folder + L"\\" + leaf).c_str(), MOVEFILE_REPLACE_EXISTING);
-  if (!moved) ::DeleteFileW(aside.c_str());
+  const DWORD error = ::GetLastError();
+  ::DeleteFileW(aside.c_str());
+  ::SetLastError(error);
+  return false;
 }
 
 // Held until the handle is closed.
@@ -64,21 +73,22 @@ std::optional<Text> TrueNameOf(const std::wstring& folder, TextView stored) {
   return ReadName(TrueNamesFolderOf(folder) + L"\\" + ToWide(stored));
 }
 
-TrueNamesLock KeepTrueName(const std::wstring& folder, TextView name) {
-  if (name.size() <= kMaxNameUnits) return {};
+std::optional<TrueNamesLock> KeepTrueName(const std::wstring& folder, TextView name) {
+  if (name.size() <= kMaxNameUnits) return TrueNamesLock();
   const std::wstring names = TrueNamesFolderOf(folder);
   if (::CreateDirectoryW(names.c_str(), nullptr)) {
     ::SetFileAttributesW(names.c_str(), FILE_ATTRIBUTE_HIDDEN);
   }
   TrueNamesLock lock = Lock(names, OPEN_ALWAYS, 0);
+  if (!lock) return std::nullopt;
   const std::wstring leaf = ToWide(StoredNameOf(name));
-  if (ReadName(names + L"\\" + leaf) != name) WriteName(names, leaf, name);
+  if (ReadName(names + L"\\" + leaf) != name && !WriteName(names, leaf, name)) return std::nullopt;
   return lock;
 }
 
-TrueNamesLock KeepTrueNameOfNew(const NativePath& file) {
-  if (file.long_name.empty()) return {};
-  if (::GetFileAttributesW(file.path.c_str()) != INVALID_FILE_ATTRIBUTES) return {};
+std::optional<TrueNamesLock> KeepTrueNameOfNew(const NativePath& file) {
+  if (file.long_name.empty()) return TrueNamesLock();
+  if (::GetFileAttributesW(file.path.c_str()) != INVALID_FILE_ATTRIBUTES) return TrueNamesLock();
   return KeepTrueName(file.folder(), file.long_name);
 }
 

@@ -1,7 +1,7 @@
 // The true names of files that are stored under a shorter one (platform/shared/stored_name.h).
 //
-// Folders are native paths without a backslash at the end. Any thread or process. A crash may leave
-// a true name without its file, which does no harm.
+// Folders are native paths without a backslash at the end. Any thread or process. A crash, or a
+// file that could not be made, may leave a true name without its file, which does no harm.
 #pragma once
 
 #include <optional>
@@ -23,11 +23,12 @@ std::optional<Text> TrueNameOf(const std::wstring& folder, TextView stored);
 // file stands.
 using TrueNamesLock = UniqueHandle;
 
-// Keeps the name, if it is a long one, as the true name of its stored one. Not locked otherwise, or
-// when the name cannot be kept.
-TrueNamesLock KeepTrueName(const std::wstring& folder, TextView name);
+// Keeps the name, if it is a long one, as the true name of its stored one; not locked otherwise.
+// nullopt, with the last error, when the name cannot be kept: then no file may be made under the
+// stored one.
+std::optional<TrueNamesLock> KeepTrueName(const std::wstring& folder, TextView name);
 // The same for a file that is made when it is not there: one that is there keeps its spelling.
-TrueNamesLock KeepTrueNameOfNew(const NativePath& file);
+std::optional<TrueNamesLock> KeepTrueNameOfNew(const NativePath& file);
 // Drops the true name of a stored one whose file is gone.
 void DropTrueName(const std::wstring& folder, TextView stored);
 
