@@ -7,12 +7,6 @@
 #include "worker/progress.h"
 
 namespace zv {
-namespace {
-
-constexpr int64_t kBytesPerMib = 1 << 20;
-
-}  // namespace
-
 CCache::CCache()
     : cache_enabled_(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"),
       server_(std::make_unique<CBackupDAV>()),

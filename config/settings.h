@@ -54,6 +54,8 @@ Text ReadRemoteName();
 std::optional<int64_t> ReadStoredUsedQuota();
 // The "Quota" value in bytes by the per-user look-up; 0 when missing.
 int64_t ReadAccountQuota();
+// Volume sizes are told and shown in whole mebibytes.
+inline constexpr int64_t kBytesPerMib = 1 << 20;
 
 // One row for each value that the product reads: what `zvdrive` and the documentation show.
 struct SettingInfo {

@@ -11,8 +11,6 @@
 namespace zv {
 namespace {
 
-constexpr int64_t kBytesPerMebibyte = 1'048'576;
-
 void MarkAbsent(DirectoryEntry& entry) {
   entry.directory_flag = kNoSuchEntry;
   entry.last_entry = 1;
@@ -90,8 +88,8 @@ void VolumeInfoRequest(CEventPolling& polling, const RequestRecord&) {
     int64_t used = 0;
     VolumeReply reply;
     reply.status = ReadUsedBytes(polling.cache(), &used) ? kNamespaceSuccess : kNamespaceFailure;
-    reply.quota_mib = ReadAccountQuota() / kBytesPerMebibyte;
-    reply.used_mib = used / kBytesPerMebibyte;
+    reply.quota_mib = ReadAccountQuota() / kBytesPerMib;
+    reply.used_mib = used / kBytesPerMib;
     SendVolumeReply(polling.drive(), reply);
   });
 }

@@ -11,6 +11,7 @@ namespace {
 constexpr TextView kAccountHeaders = u"Depth:0\nContent-Type:text/xml\nTranslate:f";
 constexpr std::string_view kAccountBody =
     "<?xml version='1.0'?><propfind xmlns='DAV:'><prop><quota/><used/></prop></propfind>";
+// The server may say any number: a shift does not overflow, as a product would.
 constexpr int kMebibyteBits = 20;
 
 }  // namespace
