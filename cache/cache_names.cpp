@@ -18,12 +18,6 @@ constexpr ReservedUnit kReserved[] = {{u'\x22', u"%22"}, {u'*', u"%2A"},  {u'/',
                                       {u':', u"%3A"},    {u'<', u"%3C"},  {u'>', u"%3E"},
                                       {u'?', u"%3F"},    {u'\\', u"%5C"}, {u'|', u"%7C"}};
 
-// A server path as the last part of a file's name.
-Text FlatPath(TextView path) {
-  return u"ZV" + EncodeCacheName(
-                     ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#'));
-}
-
 // Installed under Program Files, the cache lives outside it, in a product folder at the drive's
 // root.
 Text CacheBaseFolder() {
@@ -89,6 +83,12 @@ Text CacheNames::work_folder() const {
   const TextView folder = TextView(folder_).substr(0, folder_.size() - 1);
   const size_t leaf = folder.rfind(u'\\') + 1;
   return Format(u"%sWork-%s\\", folder.substr(0, leaf), folder.substr(leaf));
+}
+
+// A server path as the last part of a file's name.
+Text CacheNames::FlatPath(TextView path) const {
+  return prefix_ + EncodeCacheName(
+                       ReplaceAll(ReplaceAll(WithoutTrailingSlash(path), u'\\', u'#'), u'/', u'#'));
 }
 
 Text CacheNames::GetDirRecordName(TextView path) const {

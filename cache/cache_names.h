@@ -44,7 +44,10 @@ class CacheNames {
   Text GetTimeFileName(TextView path) const;
 
  private:
+  Text FlatPath(TextView path) const;
+
   Text folder_;
+  Text prefix_ = u"ZV";
 };
 
 inline constexpr TextView kTimeFileSuffix = u".time";
