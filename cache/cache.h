@@ -177,6 +177,8 @@ class CCache {
   // Adds the record of a name that the listing does not hold; false, with LastError().
   bool AppendRecord(TextView listing_file, TextView name, TextView record);
   Text CurrentEntryRecord() const;
+  // By LastError().
+  void LogEntryNotAdded(TextView listing_file);
   bool ReadFileList(TextView listing_file);
   bool FindRecord(TextView text, TextView path, DirectoryEntry* entry);
 
@@ -225,7 +227,7 @@ class CCache {
   std::vector<Text> KeptContents();
   bool IsPending(TextView path) { return pending_.Contains(path); }
   void RefreshFileRecord(TextView path, int64_t content_length);
-  DirectoryEntry ListedEntry(TextView listing_file, TextView path);
+  std::optional<DirectoryEntry> ListedEntry(TextView listing_file, TextView path);
 
   // --- sync accounts
   // False after the line "Unable to create/open file".

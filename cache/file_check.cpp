@@ -39,23 +39,28 @@ uint32_t CCache::CheckFileModified(TextView drive_path) {
 void CCache::RefreshFileRecord(TextView path, int64_t content_length) {
   const TextView leaf = PathLeaf(path);
   const Text listing_file = names_.GetDirRecordName(PathParent(path));
-  current_entry_ = CurrentEntry::Of(ListedEntry(listing_file, path), leaf);
-  current_entry_.size = static_cast<uint32_t>(content_length);
-  EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = CurrentEntryRecord()});
+  if (const auto listed = ListedEntry(listing_file, path)) {
+    current_entry_ = CurrentEntry::Of(*listed, leaf);
+    current_entry_.size = static_cast<uint32_t>(content_length);
+    EditListing(listing_file, {.old_leaf = leaf, .new_leaf = {}, .appended = CurrentEntryRecord()});
+  } else {
+    LogEntryNotAdded(listing_file);
+  }
   ClearCacheForPath(path, ClearKind::kFile);
 }
 
-// Zeroed where the listing has no record of the path. Throws where that cannot be told: a record
-// that is there is not to be replaced by a zeroed one.
-DirectoryEntry CCache::ListedEntry(TextView listing_file, TextView path) {
+// Zeroed where the listing has no record of the path. nullopt, with LastError(), where that cannot
+// be told: a record that is there is not to be replaced by a zeroed one.
+std::optional<DirectoryEntry> CCache::ListedEntry(TextView listing_file, TextView path) {
   DirectoryEntry entry;
   if (GetCachedResourceDetails(path, &entry)) return entry;
   if (const auto text = ReadListing(listing_file, Disposition::kOpenExisting)) {
     FindRecord(*text, path, &entry);
-  } else if (LastError() != kErrorFileNotFound && LastError() != kErrorPathNotFound) {
-    ThrowLastError(ErrorKind::kFile);
+    return entry;
   }
-  return entry;
+  const uint32_t code = LastError();
+  const bool is_missing = code == kErrorFileNotFound || code == kErrorPathNotFound;
+  return is_missing ? std::optional(entry) : std::nullopt;
 }
 
 }  // namespace zv

@@ -136,13 +136,16 @@ bool CCache::AddFileEntryToCacheFile(TextView path) {
       [&] {
         const Text listing_file = names_.GetDirRecordName(PathParent(path));
         if (AppendRecord(listing_file, current_entry_.name, CurrentEntryRecord())) return true;
-        trace_log_.WriteTrace(
-            u"Unable to open file in AddFileEntryToCacheFile %s for writing cache details, "
-            u"Reason: %s",
-            listing_file, GetLastErrorText());
+        LogEntryNotAdded(listing_file);
         return false;
       },
       [&](const Failure&) { trace_log_.WriteTraceText(u"Exception in AddFileEntryToCacheFile!"); });
+}
+
+void CCache::LogEntryNotAdded(TextView listing_file) {
+  trace_log_.WriteTrace(
+      u"Unable to open file in AddFileEntryToCacheFile %s for writing cache details, Reason: %s",
+      listing_file, GetLastErrorText());
 }
 
 }  // namespace zv

@@ -85,10 +85,16 @@ TEST_F(UnseenContent, OfASystemWithoutOpenFilesFailsARead) {
   EXPECT_EQ(Read(u"/f", 0, 7).bytes, "content");
 }
 
-TEST_F(UnseenContent, OfAListingFailsTheCheckOfAFile) {
+TEST_F(UnseenContent, OfAListingStaysAtTheCheckOfAFileWhoseOldContentGoes) {
   account_.AddFile("/f", "the server's", kEarly);
-  PutUnseen(Names().GetDirRecordName(u"/"));
-  EXPECT_EQ(cache().CheckFileModified(u"Z:\\f"), 0U);
+  WriteContent(u"/f", "older");
+  const Text listing = Names().GetDirRecordName(u"/");
+  PutUnseen(listing);
+  EXPECT_EQ(cache().CheckFileModified(u"Z:\\f"), 1U);
+  EXPECT_TRUE(IsUnseen(listing));
+  EXPECT_EQ(Content(u"/f"), std::nullopt);
+  EXPECT_TRUE(Logged(u"Unable to open file in AddFileEntryToCacheFile " + listing +
+                     u" for writing cache details, Reason: "));
 }
 
 class UnseenSyncContent : public SyncTest {};
