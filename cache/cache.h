@@ -210,7 +210,9 @@ class CCache {
   bool RecordNewFolder(TextView path);
   uint32_t RenameOnServer(Rename& rename);
   uint32_t SyncRename(Rename& rename);
+  bool StaysForUnsentContent(const Rename& rename) const;
   void RenameRecord(Rename& rename);
+  bool MoveFiles(Rename& rename);
   bool FindSubtrees(Rename& rename);
   void ClearStaleTarget(const Rename& rename);
   void MoveSyncedContent(const Rename& rename);

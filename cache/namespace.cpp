@@ -68,26 +68,9 @@ uint32_t CCache::RenameCachedResource(TextView old_path, TextView new_path, bool
       [&] {
         Rename rename{.old_path = old_path, .new_path = new_path, .tell_server = tell_server};
         rename.result = ReadIsSync() ? SyncRename(rename) : RenameOnServer(rename);
-        if (rename.ended) return rename.result;
-        // What was not renamed keeps out of the way of a file that only this machine has, and such
-        // a file stays where its folder is.
-        const bool refused = rename.result != kRenameDone;
-        if (refused && (pending_.ContainsTree(old_path) || pending_.ContainsTree(new_path))) {
-          return rename.result;
-        }
+        if (rename.ended || StaysForUnsentContent(rename)) return rename.result;
         RenameRecord(rename);
-        bool noted = false;
-        {
-          // A download of the new path that ends meanwhile takes its place before or after this.
-          const ListingLock lock;
-          if (rename.result == kRenameDone) pending_.RemoveTree(new_path, old_path);
-          if (FindSubtrees(rename)) {
-            if (rename.result == kRenameDone) ClearStaleTarget(rename);
-            noted = pending_.AddRenamed(old_path, new_path);
-            if (noted) MoveContents(rename);
-          }
-        }
-        if (!noted || !pending_.Rename(old_path, new_path)) {
+        if (!MoveFiles(rename) || !pending_.Rename(old_path, new_path)) {
           trace_log_.WriteTrace(u"Unable to rename the pending upload of %s, Reason: %s", old_path,
                                 GetLastErrorText());
         }
@@ -116,6 +99,15 @@ uint32_t CCache::SyncRename(Rename& rename) {
   return CallEntry(&UtilityLibrary::rename, kUtilityRename, account) ? kRenameDone : kRenameFailed;
 }
 
+// What the server did not rename keeps out of the way of content that only this machine has, and
+// such content beneath a folder stays with its folder. An unsent file itself gets its new name.
+bool CCache::StaysForUnsentContent(const Rename& rename) const {
+  if (rename.result == kRenameDone) return false;
+  const bool holds_unsent =
+      pending_.ContainsTree(rename.old_path) && !pending_.Contains(rename.old_path);
+  return holds_unsent || pending_.ContainsTree(rename.new_path);
+}
+
 void CCache::RenameRecord(Rename& rename) {
   const TextView old_parent = FolderPart(rename.old_path);
   const TextView new_parent = FolderPart(rename.new_path);
@@ -140,8 +132,21 @@ void CCache::RenameRecord(Rename& rename) {
   AddFileEntryToCacheFile(rename.new_path);
 }
 
-// False, with LastError(), when that cannot be told: contents then stay where the list of pending
-// uploads has them.
+// False, with LastError(), when it cannot be told what lies beneath, or not be listed what will be
+// moved: contents then stay where the list of pending uploads has them.
+bool CCache::MoveFiles(Rename& rename) {
+  // A download of the new path that ends meanwhile takes its place before or after this.
+  const ListingLock lock;
+  const bool done = rename.result == kRenameDone;
+  if (done) pending_.RemoveTree(rename.new_path, rename.old_path);
+  if (!FindSubtrees(rename)) return false;
+  if (done) ClearStaleTarget(rename);
+  if (!pending_.AddRenamed(rename.old_path, rename.new_path)) return false;
+  MoveContents(rename);
+  return true;
+}
+
+// False, with LastError(), when that cannot be told.
 bool CCache::FindSubtrees(Rename& rename) {
   if (rename.known == Rename::Known::kFile) return true;
   try {

@@ -68,6 +68,37 @@ TEST_F(SyncChanges, ATemporaryFileThatBecomesTheRealOneIsStaged) {
                                u"C:\\Stratel Drive\\cache@u/Docs/~doc123.tmp file not found."));
 }
 
+// Its library never had the temporary file.
+TEST_F(SyncChanges, ATemporaryFileThatWasKeptHereIsStagedThoughItsRenameIsRefused) {
+  recorder_.result = 0;
+  WriteListing(u"/Docs", u"");
+  WriteContent(u"/Docs/~doc123.tmp", "saved");
+  ASSERT_TRUE(cache().TransferCachedFile(u"/Docs/~doc123.tmp", false));
+  EXPECT_EQ(cache().RenameCachedResource(u"/Docs/~doc123.tmp", u"/Docs/report.doc", true),
+            kRenameFailed);
+  EXPECT_TRUE(ListingText(u"/Docs").starts_with(u"report.doc?0?5?"))
+      << ToUtf8(ListingText(u"/Docs"));
+  EXPECT_EQ(Content(u"/Docs/report.doc"), "saved");
+  EXPECT_EQ(Content(u"/Docs/~doc123.tmp"), std::nullopt);
+  EXPECT_EQ(ReadFileBytes(u"C:\\Stratel Drive\\cache@u\\report.doc"), "saved");
+  EXPECT_EQ(PendingPaths(), List{u"/Docs/report.doc"});
+}
+
+TEST_F(SyncChanges, AFolderWhoseRenameIsRefusedTakesItsContentsAlong) {
+  recorder_.result = 0;
+  WriteListing(u"/Docs", u"a?1?0?1?0?0\r\n");
+  WriteListing(u"/Docs/a", u"f?0?5?0?0?0\r\n");
+  WriteTime(u"/Docs/a/", kEarly);
+  WriteContent(u"/Docs/a/f", "inner");
+  WriteTime(u"/Docs/a/f", kLate);
+  EXPECT_EQ(cache().RenameCachedResource(u"/Docs/a", u"/Docs/b", true), kRenameFailed);
+  EXPECT_EQ(ListingText(u"/Docs/b"), u"f?0?5?0?0?0\r\n");
+  EXPECT_EQ(TimeOf(u"/Docs/b/"), kEarly);
+  EXPECT_EQ(Content(u"/Docs/b/f"), "inner");
+  EXPECT_EQ(TimeOf(u"/Docs/b/f"), kLate);
+  EXPECT_EQ(Content(u"/Docs/a/f"), std::nullopt);
+}
+
 TEST_F(SyncChanges, ATemporaryFileWithoutContentIsToldAndTheRenameGoesOn) {
   const Text source = Names().GetFileRecordName(u"/Docs/a.tmp");
   const Text target = Names().GetFileRecordName(u"/Docs/b.doc");
