@@ -17,6 +17,7 @@ namespace zv {
 
 // What the two loops differ in.
 struct PollingLoop {
+  void (CEventPolling::*run)();
   void (*fetch)(const Device& drive, RequestRecord& record);
   std::span<const HandlerRow> handlers;
   TextView started;
@@ -45,6 +46,7 @@ constexpr HandlerRow kTransferHandlers[] = {
 };
 
 constexpr PollingLoop kInfoLoop = {
+    &CEventPolling::InfoPolling,
     GetInfoRequest,
     kInfoHandlers,
     u"Started Info. polling",
@@ -56,6 +58,7 @@ constexpr PollingLoop kInfoLoop = {
 };
 
 constexpr PollingLoop kTransferLoop = {
+    &CEventPolling::TransferPolling,
     GetTransferRequest,
     kTransferHandlers,
     u"Started Transfer polling",
@@ -66,29 +69,51 @@ constexpr PollingLoop kTransferLoop = {
     u"Exception while transfer polling, Reason :%s",
 };
 
-using PollingMember = void (CEventPolling::*)();
+constexpr const PollingLoop* kLoops[] = {&kInfoLoop, &kTransferLoop};
+
+void LogEnd(CLogEvent& poll_log, const PollingLoop& loop, const Failure& failure) {
+  poll_log.WriteTrace(failure.is_known() ? TextView(u"%s") : loop.failed, failure.text);
+}
 
 // The two threads serve together or not at all: with one of them alone, programs would wait for the
 // other's answers for ever.
-struct CommonStart {
-  Semaphore told{0, 2};  // one for each thread that has said whether it can serve
-  Semaphore go{0, 2};
-  std::atomic<bool> serves = true;
+class CommonStart {
+ public:
+  // A thread that was started says whether it can serve, and learns whether all can.
+  bool Agree(bool can_serve) {
+    if (!can_serve) serves_ = false;
+    told_.Release();
+    go_.Acquire();
+    return serves_;
+  }
+  // Waits for so many threads, and lets them go.
+  void Decide(size_t started) {
+    if (started < std::size(kLoops)) serves_ = false;
+    for (size_t i = 0; i < started; ++i) told_.Acquire();
+    for (size_t i = 0; i < started; ++i) go_.Release();
+  }
+
+ private:
+  Semaphore told_{0, std::size(kLoops)};
+  Semaphore go_{0, std::size(kLoops)};
+  std::atomic<bool> serves_ = true;
 };
 
+// What cannot be started has no log of its own.
+auto LogNotStarted(const PollingLoop& loop) {
+  return [&loop](const Failure& failure) {
+    CLogEvent poll_log(u"PollDebug.txt");
+    LogEnd(poll_log, loop, failure);
+  };
+}
+
 // The body of a polling thread.
-uint32_t PollingThread(CommonStart& start, PollingMember run) {
+uint32_t PollingThread(CommonStart& start, const PollingLoop& loop) {
   constexpr uint32_t kEnded = 1;
   std::optional<CEventPolling> polling;
-  GuardedQuietly([&] { polling.emplace(); });
-  if (!polling) start.serves = false;
-  start.told.Release();
-  start.go.Acquire();
-  if (!start.serves) return kEnded;
-  return GuardedQuietly(kEnded, [&] {
-    ((*polling).*run)();
-    return kEnded;
-  });
+  Guarded([&] { polling.emplace(); }, LogNotStarted(loop));
+  if (start.Agree(polling.has_value())) ((*polling).*loop.run)();
+  return kEnded;
 }
 
 }  // namespace
@@ -117,10 +142,8 @@ void CEventPolling::Poll(const PollingLoop& loop) {
     ServeUntilEnd(loop);
     return true;
   };
-  const auto log = [&](const Failure& failure) {
-    poll_log_.WriteTrace(failure.is_known() ? TextView(u"%s") : loop.failed, failure.text);
-  };
-  const bool ended = Guarded(false, serve, log);
+  const bool ended =
+      Guarded(false, serve, [&](const Failure& failure) { LogEnd(poll_log_, loop, failure); });
   // A loop that broke off leaves its handle open, so that the driver does not take the worker for
   // gone.
   if (!ended && drive_) drive_->Leak();
@@ -147,19 +170,17 @@ void CEventPolling::ServeUntilEnd(const PollingLoop& loop) {
 }
 
 uint32_t RunPolling() {
-  constexpr PollingMember kLoops[] = {&CEventPolling::InfoPolling, &CEventPolling::TransferPolling};
   CommonStart start;
   std::array<Thread, std::size(kLoops)> threads;
   size_t started = 0;
-  GuardedQuietly([&] {
-    for (const PollingMember loop : kLoops) {
-      threads[started] = Thread::Start([&start, loop] { return PollingThread(start, loop); });
+  for (const PollingLoop* loop : kLoops) {
+    const auto start_one = [&] {
+      threads[started] = Thread::Start([&start, loop] { return PollingThread(start, *loop); });
       ++started;
-    }
-  });
-  if (started < std::size(kLoops)) start.serves = false;
-  for (size_t i = 0; i < started; ++i) start.told.Acquire();
-  for (size_t i = 0; i < started; ++i) start.go.Release();
+    };
+    Guarded(start_one, LogNotStarted(*loop));
+  }
+  start.Decide(started);
   WaitForAll(threads);
   return 0;
 }

@@ -10,6 +10,7 @@
 #include "driver/protocol.h"
 #include "include/zvworker/zvworker.h"
 #include "platform/device_driver.h"
+#include "platform/file.h"
 #include "tests/support/failing_memory.h"
 
 namespace zv::testing {
@@ -56,8 +57,10 @@ class ServingWithoutMemory : public HomeTest {
 };
 
 TEST_F(ServingWithoutMemory, BothThreadsServeOrNone) {
+  constexpr size_t kBeforeThreads = 2;  // allocations: of what the threads wait at
   size_t failures = 0;
   for (size_t number = 0;; ++number) {
+    RemoveFile(home_.LogFolder() + u"\\PollDebug.txt");
     const int before = driver_->opened();
     const size_t threads = CountThreads();
     bool happened = false;
@@ -71,6 +74,8 @@ TEST_F(ServingWithoutMemory, BothThreadsServeOrNone) {
     EXPECT_EQ(CountThreads(), threads) << "allocation " << number;
     EXPECT_EQ(driver_->opened(), before + (happened ? 0 : 2)) << "allocation " << number;
     if (!happened) break;
+    const bool told = home_.LogHasLine(u"PollDebug.txt", u"Out of memory.");
+    EXPECT_EQ(told, number >= kBeforeThreads) << "allocation " << number;
     ++failures;
   }
   EXPECT_GT(failures, 0U);
