@@ -14,14 +14,27 @@ DriveSession::DriveSession(const Account& account, std::function<bool()> is_inte
               .walk_lifetime = walk_lifetime,
               .is_sync = account.is_sync}) {
   CreateDriveFor(account);
-  polling_ = Thread::Start([] { return StartPolling(); });
-  // A loop that has not opened the drive yet would look for it for ever once it is deleted.
-  constexpr std::chrono::seconds kPatience(10);
-  driver_.queues().WaitForFetch(DriveQueue::kInfo, kPatience);
-  driver_.queues().WaitForFetch(DriveQueue::kTransfer, kPatience);
+  polling_ = Thread::Start([this] {
+    const uint32_t result = StartPolling();
+    driver_.EndPolling();  // whoever still asks would wait for ever
+    return result;
+  });
+  if (IsServed()) return;
+  End();
+  throw CommandError("the drive cannot be served: the worker's threads did not start");
 }
 
-DriveSession::~DriveSession() {
+DriveSession::~DriveSession() { End(); }
+
+// A loop that has not opened the drive yet would look for it for ever once it is deleted.
+bool DriveSession::IsServed() {
+  constexpr std::chrono::seconds kPatience(30);
+  RequestQueues& queues = driver_.queues();
+  return queues.WaitForFetch(DriveQueue::kInfo, kPatience) &&
+         queues.WaitForFetch(DriveQueue::kTransfer, kPatience);
+}
+
+void DriveSession::End() {
   DeleteNewDrive(drive_letter_.c_str());
   driver_.EndPolling();
   polling_.Join();

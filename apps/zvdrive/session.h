@@ -25,6 +25,10 @@ class DriveSession {
   VirtualDrive& drive() { return drive_; }
 
  private:
+  // Both of the worker's threads wait for requests.
+  bool IsServed();
+  void End();
+
   const Text drive_letter_;
   LocalDriver driver_;
   WorkerHost host_;

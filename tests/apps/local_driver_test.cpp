@@ -140,5 +140,14 @@ TEST_F(LocalDriverTest, HandlesOfADeletedDriveFetchTheEnd) {
   EXPECT_EQ(Fetch(*drive, IOCTL_GET_TRANSFER_REQUEST)->major, 0xFFFFFFFFu);
 }
 
+TEST_F(LocalDriverTest, NobodyWaitsForAWorkerThatIsGone) {
+  auto waits = std::async(std::launch::async, [this] {
+    return driver_->queues().WaitForFetch(DriveQueue::kInfo, std::chrono::hours(1));
+  });
+  driver_->EndPolling();
+  EXPECT_FALSE(waits.get());
+  EXPECT_FALSE(driver_->queues().WaitForFetch(DriveQueue::kTransfer, std::chrono::hours(1)));
+}
+
 }  // namespace
 }  // namespace zv::testing

@@ -243,6 +243,7 @@ void RequestQueues::Shutdown() {
     const std::lock_guard lock(queue.mutex);
     queue.shut_down = true;
     queue.ended = true;
+    queue.idle.notify_all();
     const auto end = [](const PendingPtr& request) {
       Finish(*request, RequestEnd::kWorkerGone);
       Tell(request);
@@ -266,7 +267,8 @@ void RequestQueues::CancelFetches(DriveQueue which, uint32_t count) {
 bool RequestQueues::WaitForFetch(DriveQueue which, std::chrono::milliseconds patience) {
   Queue& queue = QueueOf(which);
   std::unique_lock lock(queue.mutex);
-  return queue.idle.wait_for(lock, patience, [&] { return queue.waiting_fetches > 0; });
+  queue.idle.wait_for(lock, patience, [&] { return queue.waiting_fetches > 0 || queue.shut_down; });
+  return queue.waiting_fetches > 0 && !queue.shut_down;
 }
 
 void RequestQueues::OpenHandle(uint64_t file) {

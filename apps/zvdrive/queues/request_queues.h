@@ -73,7 +73,8 @@ class RequestQueues final : public RequestChannel {
   void Shutdown();
   // The next fetches, so many, fail as a cancelled call does; fetches that wait fail now and count.
   void CancelFetches(DriveQueue queue, uint32_t count);
-  // Waits until a fetch waits: the worker is idle there. False when `patience` runs out.
+  // Waits until a fetch waits: the worker is idle there. False when `patience` runs out, and when
+  // nobody serves any more.
   bool WaitForFetch(DriveQueue queue, std::chrono::milliseconds patience);
 
   // --- the worker's device calls; `file` tells handles apart
@@ -92,7 +93,7 @@ class RequestQueues final : public RequestChannel {
   struct Queue {
     std::mutex mutex;
     std::condition_variable changed;  // with every step of epoch
-    std::condition_variable idle;     // with every fetch that begins to wait
+    std::condition_variable idle;     // with every fetch that begins to wait, and the shutdown
     uint32_t epoch = 0;
     std::deque<PendingPtr> requests;
     // By handle, null when none is. An open handle keeps its place in this map and the next: a
