@@ -296,6 +296,12 @@ TEST_F(SyncCompletionTest, KeepsTemporaryFiles) {
   EXPECT_FALSE(IsHandedOver(u"\\a.tmp", u"explorer.exe"));
 }
 
+TEST_F(SyncCompletionTest, ListsTemporaryFilesWithTheirSizes) {
+  WriteListing(u"/", {});
+  IsHandedOver(u"\\a.tmp");
+  EXPECT_EQ(AskQuery(u"\\a.tmp").size, 7);
+}
+
 TEST_F(SyncCompletionTest, HandsEmptyFilesOverForTheShellOnly) {
   MakeFolders(u"C:\\Stratel Drive");
   RequestRecord request = MakeBackup(MinorCode::kZeroBackup, u"\\a.txt");
