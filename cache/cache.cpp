@@ -8,7 +8,7 @@
 
 namespace zv {
 CCache::CCache()
-    : cache_enabled_(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"),
+    : cache_enabled_(ReadSettingOrThrow(kSettingsKey, u"Intelligent Cache") == u"1"),
       server_(std::make_unique<CBackupDAV>()),
       trace_log_(u"CacheDebug.txt"),
       pending_(names_) {

@@ -40,7 +40,7 @@ enum class ClearKind : uint32_t { kFile = 0, kFolder = 1, kFolderTree = 2 };
 // ordinary account the server is always told.
 class CCache {
  public:
-  // Makes the cache folder when it is missing.
+  // Makes the cache folder when it is missing. Throws where the settings cannot be read.
   CCache();
   virtual ~CCache();
   CCache(const CCache&) = delete;

@@ -2,7 +2,6 @@
 
 #include "config/guard.h"
 #include "config/settings.h"
-#include "platform/error.h"
 #include "platform/format.h"
 #include "platform/registry.h"
 #include "platform/shell.h"
@@ -25,11 +24,7 @@ Text GetAppDataFolder() {
 }
 
 Text GetSyncFolderRoot() {
-  const Text key = Text(kProductKey).append(kApplicationKey);
-  if (!RegistryKey::Open(key, KeyMode::kOpen)) {
-    if (IsSystemFailure(LastError())) ThrowLastError(ErrorKind::kOther);
-    return Text();
-  }
+  if (!HasKeyOrThrow(kApplicationKey)) return Text();
   return Format(u"%sStratel Drive", GetApplicationPath().substr(0, kDriveRootUnits));
 }
 

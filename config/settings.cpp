@@ -39,6 +39,12 @@ void ThrowIfSystemFailed() {
   if (IsSystemFailure(LastError())) ThrowLastError(ErrorKind::kOther);
 }
 
+std::optional<RegistryKey> OpenKeyOrThrow(TextView sub_key) {
+  auto key = RegistryKey::Open(KeyPath(sub_key), KeyMode::kOpen);
+  if (!key) ThrowIfSystemFailed();
+  return key;
+}
+
 constexpr SettingInfo kSettings[] = {
     {kConnectionParameters, u"UserName", u"text", u"", u"Account user name."},
     {kConnectionParameters, u"Password", u"secret", u"",
@@ -86,15 +92,6 @@ constexpr SettingInfo kSettings[] = {
 
 }  // namespace
 
-bool ReadRegistryText(TextView key_path, TextView value_name, size_t buffer_bytes, Text* value) {
-  return GuardedQuietly(false, [&] {
-    const auto key = RegistryKey::Open(key_path, KeyMode::kOpen);
-    if (!key) return false;
-    const auto data = key->Read(value_name, buffer_bytes);
-    return data && TextFromValue(*data, value);
-  });
-}
-
 Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_bytes) {
   const auto data = key.Read(value_name, buffer_bytes);
   if (!data) ThrowIfSystemFailed();
@@ -103,8 +100,13 @@ Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_byte
   return text;
 }
 
-bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value) {
-  return ReadRegistryText(KeyPath(sub_key), value_name, kSettingBufferBytes, value);
+bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value, size_t buffer_bytes) {
+  return GuardedQuietly(false, [&] {
+    const auto key = RegistryKey::Open(KeyPath(sub_key), KeyMode::kOpen);
+    if (!key) return false;
+    const auto data = key->Read(value_name, buffer_bytes);
+    return data && TextFromValue(*data, value);
+  });
 }
 
 Text ReadSetting(TextView sub_key, TextView value_name) {
@@ -125,11 +127,11 @@ bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value) 
 }
 
 Text ReadSettingOrThrow(TextView sub_key, TextView value_name) {
-  const auto key = RegistryKey::Open(KeyPath(sub_key), KeyMode::kOpen);
-  if (key) return ReadKeyText(*key, value_name);
-  ThrowIfSystemFailed();
-  return {};
+  const auto key = OpenKeyOrThrow(sub_key);
+  return key ? ReadKeyText(*key, value_name) : Text();
 }
+
+bool HasKeyOrThrow(TextView sub_key) { return OpenKeyOrThrow(sub_key).has_value(); }
 
 Text ReadAccountType() { return ReadSetting(kConnectionParameters, u"Account_Type"); }
 

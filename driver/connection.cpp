@@ -38,10 +38,10 @@ uint32_t AskDriverForDrive(TextView local_name) {
   // Stays open for the life of the process, as the drive does.
   control->Leak();
   // The drive is there, whoever hears of it.
-  return GuardedQuietly(kDriveSuccess, [&] {
+  GuardedQuietly([&] {
     BroadcastVolumeChange(kDeviceArrival, local_name.empty() ? u'\0' : local_name.front());
-    return kDriveSuccess;
   });
+  return kDriveSuccess;
 }
 
 uint32_t CreateDriveSteps(TextView local_name, TextView remote_name, TextView password,

@@ -57,8 +57,7 @@ Text CBackupDAV::GetScriptServer() {
       Text(),
       [&] {
         Text value;
-        ReadRegistryText(Text(kProductKey) + Text(kConnectionParameters), settings_.user_name,
-                         kServerBufferBytes, &value);
+        ReadRegistryString(kConnectionParameters, settings_.user_name, &value, kServerBufferBytes);
         return HostOfServerValue(value);
       },
       [&](const Failure& failure) {

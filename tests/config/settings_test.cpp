@@ -115,9 +115,9 @@ TEST_F(Settings, OtherBufferSizesCutElsewhere) {
   const Text text(519, u'x');
   ASSERT_TRUE(WriteRegistryString(kConnectionParameters, u"Name", text));
   Text value;
-  EXPECT_TRUE(ReadRegistryText(kKeyPath, u"Name", 1040, &value));
+  EXPECT_TRUE(ReadRegistryString(kConnectionParameters, u"Name", &value, 1040));
   EXPECT_EQ(value, text);
-  EXPECT_FALSE(ReadRegistryText(kKeyPath, u"Name", 1038, &value));
+  EXPECT_FALSE(ReadRegistryString(kConnectionParameters, u"Name", &value, 1038));
 }
 
 TEST_F(Settings, AccountTypeIsEmptyForAnOrdinaryAccount) {
