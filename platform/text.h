@@ -15,7 +15,7 @@ std::string ToUtf8(TextView text);
 // UTF-8 to UTF-16. Each byte that begins no well-formed sequence becomes U+FFFD.
 Text FromUtf8(std::string_view bytes);
 
-// The system's 8-bit code page (on Linux: windows-1252). What the page cannot hold becomes "?".
+// The process's 8-bit code page (on Linux: windows-1252). What the page cannot hold becomes "?".
 std::string ToAnsi(TextView text);
 Text FromAnsi(std::string_view bytes);
 

@@ -7,6 +7,8 @@ namespace zv {
 
 std::string ToAnsi(TextView text) {
   if (text.empty()) return {};
+  // A process may have UTF-8 as its code page, for which neither of the two is allowed.
+  if (::GetACP() == CP_UTF8) return ToUtf8(text);
   const std::wstring wide = ToWide(text);
   const int units = static_cast<int>(wide.size());
   const auto convert = [&](char* out, int size) {
