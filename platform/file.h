@@ -99,7 +99,8 @@ bool IsAbsent(TextView path);
 std::vector<FileInfo> ListFolder(TextView folder);
 
 // A plain move fails when the target exists, on every system, with kErrorAlreadyExists; MoveOver
-// replaces a file. A move to another spelling of the same name is no collision.
+// replaces a file, on Windows one that others have open only when they close it within 100 ms. A
+// move to another spelling of the same name is no collision.
 bool MoveToNew(TextView from, TextView to);
 bool MoveOver(TextView from, TextView to);
 // Copies contents and last-write time, replacing an existing file; fails for a file onto itself.

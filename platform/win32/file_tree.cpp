@@ -1,6 +1,7 @@
 // The part of platform/file.h that works on names: finding, listing, moving, copying.
 #include <windows.h>
 
+#include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/shared/path.h"
@@ -52,16 +53,42 @@ Text TextNameOf(const std::wstring& folder, Text name) {
   return TrueNameOf(folder, name).value_or(name);
 }
 
-bool MoveWith(TextView from, TextView to, DWORD flags) {
+bool IsFolder(const std::wstring& path) {
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool PlaceNew(const std::wstring& from, const std::wstring& to) {
+  return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_COPY_ALLOWED);
+}
+
+// The system replaces no file that another process has open, be it for the moment in which it reads
+// it or looks for viruses.
+bool PlaceOver(const std::wstring& from, const std::wstring& to) {
+  constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED;
+  constexpr int kAttempts = 6;
+  constexpr uint32_t kPause = 20;  // ms
+  for (int attempt = 1;; ++attempt) {
+    if (::MoveFileExW(from.c_str(), to.c_str(), kFlags)) return true;
+    const DWORD error = ::GetLastError();
+    const bool may_be_open = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+    if (!may_be_open || attempt == kAttempts || IsFolder(to)) {
+      ::SetLastError(error);
+      return false;
+    }
+    SleepMs(kPause);
+  }
+}
+
+bool MoveWith(TextView from, TextView to,
+              bool (*place)(const std::wstring& from, const std::wstring& to)) {
   const auto source = ToNativePath(from);
   const auto target = ToNativePath(to);
   if (!source || !target) return false;
   {
     const auto lock = KeepTrueName(target->folder(), target->long_name);
     if (!lock) return false;
-    if (!::MoveFileExW(source->path.c_str(), target->path.c_str(), flags | MOVEFILE_COPY_ALLOWED)) {
-      return false;
-    }
+    if (!place(source->path, target->path)) return false;
   }
   DropIfStored(*source);
   return true;
@@ -82,11 +109,6 @@ bool MeansAbsent(DWORD error) {
     default:
       return false;
   }
-}
-
-bool IsFolder(const std::wstring& path) {
-  const DWORD attributes = ::GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 bool MakeOneFolder(const NativePath& folder) {
@@ -148,9 +170,9 @@ std::vector<FileInfo> ListFolder(TextView folder) {
   return list;
 }
 
-bool MoveToNew(TextView from, TextView to) { return MoveWith(from, to, 0); }
+bool MoveToNew(TextView from, TextView to) { return MoveWith(from, to, PlaceNew); }
 
-bool MoveOver(TextView from, TextView to) { return MoveWith(from, to, MOVEFILE_REPLACE_EXISTING); }
+bool MoveOver(TextView from, TextView to) { return MoveWith(from, to, PlaceOver); }
 
 bool CopyOver(TextView from, TextView to) {
   const auto source = ToNativePath(from);

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 
+#include "platform/clock_testing.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "tests/platform/test_folder.h"
@@ -148,6 +150,16 @@ TEST_F(FileTreeTest, MoveOverReplacesAFile) {
   EXPECT_TRUE(MoveOver(folder_ / u"C", folder_ / u"B"));
   EXPECT_EQ(Get(u"b"), "newer");
   EXPECT_EQ(Names().size(), 1u);
+}
+
+TEST_F(FileTreeTest, MoveOverReplacesAFileThatSomebodyReadsForAMoment) {
+  Put(u"a", "1");
+  Put(u"b", "2");
+  std::optional<File> reader =
+      File::Open(folder_ / u"b", Access::kRead, Disposition::kOpenExisting);
+  const testing::VirtualClock clock([&](uint32_t) { reader.reset(); });
+  EXPECT_TRUE(MoveOver(folder_ / u"a", folder_ / u"b"));
+  EXPECT_EQ(Get(u"b"), "1");
 }
 
 TEST_F(FileTreeTest, MoveOverMovesWhereNothingIs) {
