@@ -11,6 +11,7 @@ constexpr uint32_t kRequestTimeout = 10000;  // ms, for connecting, sending and 
 }  // namespace
 
 CBackupDAV::CBackupDAV() {
+  if (account_root_.empty()) return;  // without settings there is nothing to connect to
   CBackupDAV::PrepareConnectionHandle();
   ThrowIfSetUpLackedMemory();
 }

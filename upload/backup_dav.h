@@ -15,9 +15,11 @@ constexpr uint32_t NextUploadPiece(uint32_t size, uint32_t start) {
   return std::min(kUploadChunkSize, size - start);
 }
 
-// One object serves one transfer at a time. Nothing throws.
+// One object serves one transfer at a time. No operation throws but CacheUploadFile, where memory
+// runs out before the attempt begins.
 class CBackupDAV : public CWebDAV {
  public:
+  // Throws std::bad_alloc as CWebDAV does. Without settings there is no connection, either.
   CBackupDAV();
   ~CBackupDAV() override;
 
