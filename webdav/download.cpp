@@ -227,10 +227,9 @@ bool CWebDAV::Download::ReceiveBody() {
 
 // What the system took and cannot keep counts as not received: nobody knows how much it is.
 void CWebDAV::Download::CloseWritten() {
-  const int64_t downloaded = downloaded_;
-  StartOver();
+  const int64_t received = std::exchange(downloaded_, 0);
   file_.CloseWritten();
-  downloaded_ = downloaded;
+  downloaded_ = received;
 }
 
 // What cannot be written counts as not received.
