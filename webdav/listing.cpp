@@ -89,12 +89,8 @@ bool CWebDAV::ParseMultistatus(TextView reply, DirectoryEntry** entries) {
     debug_log_.WriteTrace(u"XML response load failed, Reason : %s", GetLastErrorText());
     return false;
   }
-  bool no_memory = false;
   auto listing = ReadMultistatus(xml_, account_root_, [&](const XmlNode& node, TextView query) {
-    Text text = GetNodeText(node, query, &no_memory);
-    // An entry without its name or its size would be stored, and served, as the server's.
-    if (no_memory) throw std::bad_alloc();
-    return text;
+    return GetNodeText(node, query);
   });
   if (!listing) {
     debug_log_.WriteTraceText(u"Returning false from parser, Reason: no files");
@@ -109,20 +105,20 @@ bool CWebDAV::ParseMultistatus(TextView reply, DirectoryEntry** entries) {
   return true;
 }
 
-Text CWebDAV::GetNodeText(const XmlNode& node, TextView query, bool* no_memory) {
-  return Guarded(
-      Text(),
-      [&] {
-        const auto found = node.SelectSingle(query);
-        return found ? found->NodeText() : Text();
-      },
-      [&](const Failure& failure) {
-        if (failure.kind == Failure::Kind::kMemory) *no_memory = true;
-        debug_log_.WriteTrace(u"Parsing error while reading the tag value %s. Reason : %s", query,
-                              failure.text);
-        user_log_.WriteLog(LogLevel::kError, u"Unable to parse the tag %s. Reason: %s", query,
-                           failure.text);
-      });
+Text CWebDAV::GetNodeText(const XmlNode& node, TextView query) {
+  try {
+    const auto found = node.SelectSingle(query);
+    return found ? found->NodeText() : Text();
+  } catch (...) {
+    const Failure failure = CurrentFailure();
+    debug_log_.WriteTrace(u"Parsing error while reading the tag value %s. Reason : %s", query,
+                          failure.text);
+    user_log_.WriteLog(LogLevel::kError, u"Unable to parse the tag %s. Reason: %s", query,
+                       failure.text);
+    // An entry without its name or its size would be stored, and served, as the server's.
+    if (failure.kind == Failure::Kind::kMemory) throw std::bad_alloc();
+    return {};
+  }
 }
 
 void CWebDAV::ReportListingFailure(const Failure& failure) {

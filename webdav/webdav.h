@@ -178,9 +178,9 @@ class CWebDAV {
 
   bool SendLocked(TextView verb, TextView encoded_path);
   bool FetchListing(const Text& full_path, DirectoryEntry** entries);
-  // Text of the first node that the query selects; empty when there is none, or it cannot be read.
-  // no_memory is set when that was for lack of memory.
-  Text GetNodeText(const XmlNode& node, TextView query, bool* no_memory);
+  // Text of the first node that the query selects; empty when there is none, or it cannot be read,
+  // but lack of memory throws.
+  Text GetNodeText(const XmlNode& node, TextView query);
 
   // A server error (500) is answered by one more attempt.
   DeleteReply SendDelete(TextView path);
