@@ -31,20 +31,29 @@ bool CWebDAV::SendRestore(TransferRequest& request, bool ranged) {
     debug_log_.WriteTraceText(u"Error calling SendDAVRequest on GET");
     return false;
   }
-  const bool asked_for_part = ranged || request.offset != 0;
-  // The whole file begins where a part from 0 does: that is how a server answers that knows no
-  // parts, and some servers for an empty file.
-  const bool whole = status_code_ == kStatusOk && request.offset == 0;
-  const bool part = asked_for_part && ReplyBegins(request.offset);
-  const bool empty = ranged && request.offset == 0 && ReplySaysEmpty();
-  if (whole || part) {
-    content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
-  } else {
-    ClearRequest();  // what comes with it is no file's
+  switch (JudgeRestore(request.offset, ranged)) {
+    case RestoreReply::kBytes:
+      content_length_ = std::max<int64_t>(ReplyLength().value_or(0), 0);
+      break;
+    case RestoreReply::kEmptyFile:
+      ClearRequest();  // what comes with it is no file's
+      break;
+    case RestoreReply::kOther:
+      ClearRequest();
+      return false;
   }
-  if (!whole && !part && !empty) return false;
   request.file_size = content_length_;
   return true;
+}
+
+CWebDAV::RestoreReply CWebDAV::JudgeRestore(int64_t offset, bool ranged) const {
+  // The whole file begins where a part from 0 does: that is how a server answers that knows no
+  // parts, and some servers for an empty file.
+  if (status_code_ == kStatusOk && offset == 0) return RestoreReply::kBytes;
+  const bool asked_for_part = ranged || offset != 0;
+  if (asked_for_part && ReplyBegins(offset)) return RestoreReply::kBytes;
+  if (ranged && offset == 0 && ReplySaysEmpty()) return RestoreReply::kEmptyFile;
+  return RestoreReply::kOther;
 }
 
 // Whether the reply is a part (RFC 9110, 14.4) that begins at the offset.

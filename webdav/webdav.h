@@ -190,7 +190,9 @@ class CWebDAV {
   FileTime ReplyLastModified() const;
 
   // See restore.cpp.
+  enum class RestoreReply { kBytes, kEmptyFile, kOther };  // kBytes: those asked for
   bool SendRestore(TransferRequest& request, bool ranged);
+  RestoreReply JudgeRestore(int64_t offset, bool ranged) const;
   bool ReplyBegins(int64_t offset) const;
   bool ReplySaysEmpty() const;
 
