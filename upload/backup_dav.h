@@ -54,24 +54,32 @@ class CBackupDAV : public CWebDAV {
  private:
   struct Upload;
   struct Attempt;
+  struct AttemptResult {
+    uint32_t offset = 0;    // see CacheUploadFile
+    bool accepted = false;  // the server acknowledged the file
+    Text failure;           // why it did not
+  };
 
   // True when nothing is left to do after the upload's last attempt.
   bool JudgeAttempt(Upload& upload);
+  AttemptResult SendFile(TextView local_path, TextView resource_path, int16_t& retry_count,
+                         uint32_t start_offset);
   // One attempt's steps, in order; see CacheUploadFile.
-  uint32_t RunAttempt(Attempt& attempt);
+  AttemptResult RunAttempt(Attempt& attempt);
   void PrepareRange(Attempt& attempt);
   bool SendBody(Attempt& attempt);
-  uint32_t FinishAttempt(Attempt& attempt);
+  AttemptResult FinishAttempt(Attempt& attempt);
   // The reply's status after the body was sent; false when ending the request failed.
   bool EndRequest();
   // True when the user wants it canceled.
   bool PublishAndSeeCancel(const Attempt& attempt);
-  uint32_t CancelAttempt(Attempt& attempt);
-  void ReportBrokenAttempt(const Attempt& attempt, const Failure& failure);
+  AttemptResult CancelAttempt(Attempt& attempt);
+  // The reason that it told.
+  Text ReportBrokenAttempt(const Attempt& attempt, const Failure& failure);
 
   int64_t upload_start_ = 0;  // seconds since 1970, of the upload's first attempt
   float percent_ = 0;
-  bool accepted_ = false;  // the server acknowledged the last attempt
+  AttemptResult last_attempt_;  // of CacheUploadFile; a transfer takes its reason away
   bool last_transfer_stored_ = false;
   Text last_transfer_failure_;
 };

@@ -1,4 +1,6 @@
 // The retry driver of uploads.
+#include <utility>
+
 #include "platform/file.h"
 #include "upload/backup_dav.h"
 #include "webdav/retry.h"
@@ -13,16 +15,18 @@ struct CBackupDAV::Upload {
   uint32_t offset = 0;      // bytes sent and accepted
   int16_t retry_count = 1;  // 0: no further attempt
   bool verify_failed_once = false;
+  // See last_transfer_stored and last_transfer_failure.
+  bool stored = false;
+  Text failure;
 };
 
 bool CBackupDAV::LocalFileTransfer(TextView local_path, TextView resource_path) {
-  last_transfer_stored_ = false;
-  last_transfer_failure_.clear();
+  Upload upload{.resource_path = resource_path};
   const bool result = Guarded(
       false,
       [&] {
         const auto found = FindPath(local_path);
-        Upload upload{.resource_path = resource_path, .size = found ? found->size : 0};
+        upload.size = found ? found->size : 0;
         ClearCancelRequest();
         while (upload.retry_count <= RetryCount()) {
           upload.offset =
@@ -34,17 +38,21 @@ bool CBackupDAV::LocalFileTransfer(TextView local_path, TextView resource_path) 
       },
       [&](const Failure&) {
         status_text_ = GetLastErrorText();
-        last_transfer_failure_ = status_text_;
+        upload.failure = status_text_;
         debug_log_.WriteTrace(u"Unknown error in LocalFileTransfer for file %s. Reason : %s",
                               resource_path, GetErrorMessage());
         user_log_.WriteLog(LogLevel::kError, u"Error uploading local file %s. Reason: %s",
                            resource_path, GetErrorMessage());
       });
+  last_transfer_stored_ = upload.stored;
+  last_transfer_failure_ = std::move(upload.failure);
   PublishIdle();
   return result;
 }
 
 bool CBackupDAV::JudgeAttempt(Upload& upload) {
+  // Without the server's word the reason of the attempt stands: what is there may be older.
+  if (!last_attempt_.accepted) upload.failure = std::move(last_attempt_.failure);
   if (upload.retry_count == 0) return true;
   if (upload.offset < upload.size) {
     ++upload.retry_count;
@@ -52,13 +60,12 @@ bool CBackupDAV::JudgeAttempt(Upload& upload) {
     return false;
   }
   if (VerifyBkpFile(upload.resource_path, upload.size)) {
-    // Without the server's word the reason of the attempt stands: what is there may be older.
-    last_transfer_stored_ = accepted_;
-    if (accepted_) last_transfer_failure_.clear();
+    upload.stored = last_attempt_.accepted;
+    if (upload.stored) upload.failure.clear();
     user_log_.WriteLog(LogLevel::kInformation, u"%s has been uploaded.", upload.resource_path);
     return true;
   }
-  last_transfer_failure_ = u"Unable to verify the complete file on server.";
+  upload.failure = u"Unable to verify the complete file on server.";
   user_log_.WriteLog(LogLevel::kInformation,
                      u"Unable to cache upload of the file %s. Reason: Unable to verify the "
                      u"complete file on server.",

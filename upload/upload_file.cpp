@@ -20,34 +20,40 @@ struct CBackupDAV::Attempt {
 
 uint32_t CBackupDAV::CacheUploadFile(TextView local_path, TextView resource_path,
                                      int16_t& retry_count, uint32_t start_offset) {
-  accepted_ = false;
+  last_attempt_ = SendFile(local_path, resource_path, retry_count, start_offset);
+  return last_attempt_.offset;
+}
+
+CBackupDAV::AttemptResult CBackupDAV::SendFile(TextView local_path, TextView resource_path,
+                                               int16_t& retry_count, uint32_t start_offset) {
   Attempt attempt{.resource_path = resource_path,
                   .retry_count = retry_count,
                   .file = File::Open(local_path, Access::kRead, Disposition::kOpenExisting)};
   if (!attempt.file) {
-    last_transfer_failure_ = GetLastErrorText();
+    AttemptResult result{.failure = GetLastErrorText()};
     user_log_.WriteLog(LogLevel::kError, u"Unable to open cache upload file %s. Reason: %s",
-                       local_path, last_transfer_failure_);
+                       local_path, result.failure);
     debug_log_.WriteTrace(u"Unable to open cache upload file %s. \t\t\t\tReason: %s", local_path,
-                          last_transfer_failure_);
+                          result.failure);
     retry_count = 0;
-    return 0;
+    return result;
   }
   attempt.start = start_offset;
-  uint32_t accepted = 0;
+  AttemptResult result;
   const bool answered = Guarded(
       false,
       [&] {
-        accepted = RunAttempt(attempt);
+        result = RunAttempt(attempt);
         return true;
       },
-      [&](const Failure& failure) { ReportBrokenAttempt(attempt, failure); });
-  if (answered) return accepted;
+      [&](const Failure& failure) { result.failure = ReportBrokenAttempt(attempt, failure); });
+  if (answered) return result;
   ClearRequest();
-  return attempt.start;
+  result.offset = attempt.start;
+  return result;
 }
 
-uint32_t CBackupDAV::RunAttempt(Attempt& attempt) {
+CBackupDAV::AttemptResult CBackupDAV::RunAttempt(Attempt& attempt) {
   attempt.size = static_cast<uint32_t>(attempt.file.Size());
   attempt.remaining = attempt.size - attempt.start;
   if (attempt.start == 0) {
@@ -62,13 +68,13 @@ uint32_t CBackupDAV::RunAttempt(Attempt& attempt) {
   SetRequestFlags(kFlagNoCacheWrite, false);
   PrepareRange(attempt);
   if (!MakeBackupCall(account_root_ + Text(attempt.resource_path), attempt.remaining)) {
-    last_transfer_failure_ = GetErrorMessage();
+    AttemptResult result{.offset = attempt.start, .failure = GetErrorMessage()};
     user_log_.WriteLog(LogLevel::kInformation,
                        u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
                        attempt.resource_path, attempt.retry_count, static_cast<int>(percent_),
-                       last_transfer_failure_);
+                       result.failure);
     ClearRequest();
-    return attempt.start;
+    return result;
   }
   if (!SendBody(attempt)) return CancelAttempt(attempt);
   return FinishAttempt(attempt);
@@ -79,14 +85,14 @@ bool CBackupDAV::PublishAndSeeCancel(const Attempt& attempt) {
                             attempt.start, upload_start_);
 }
 
-uint32_t CBackupDAV::CancelAttempt(Attempt& attempt) {
-  last_transfer_failure_ = u"canceled";
+CBackupDAV::AttemptResult CBackupDAV::CancelAttempt(Attempt& attempt) {
+  AttemptResult result{.failure = u"canceled"};
   user_log_.WriteLog(LogLevel::kInformation,
                      u"%s could not be completely uploaded as the operation was manually canceled.",
                      attempt.resource_path);
   ClearRequest();
   attempt.retry_count = 0;
-  return 0;
+  return result;
 }
 
 // A resumed attempt sends the last byte once more, so that the server sees an overlapping range.
@@ -122,23 +128,23 @@ bool CBackupDAV::SendBody(Attempt& attempt) {
   return true;
 }
 
-uint32_t CBackupDAV::FinishAttempt(Attempt& attempt) {
+CBackupDAV::AttemptResult CBackupDAV::FinishAttempt(Attempt& attempt) {
   const bool ended = EndRequest();
   debug_log_.WriteTrace(u"Finished making a Backup call, with response %d", status_code_);
-  uint32_t result = 0;
+  AttemptResult result;
   bool goes_on = false;  // there will be another attempt
   if (IsCreatedOrReplaced(status_code_)) {
-    accepted_ = ended;
     if (ended) {
-      result = attempt.start;
+      result.offset = attempt.start;
+      result.accepted = true;
     } else {
-      last_transfer_failure_ = GetLastErrorText();
+      result.failure = GetLastErrorText();
     }
   } else if (status_code_ == kStatusConflict) {
-    last_transfer_failure_ = GetErrorMessage();
+    result.failure = GetErrorMessage();
     attempt.retry_count = 0;
   } else {
-    last_transfer_failure_ = Format(u"%s (%d)", GetErrorMessage(), status_code_);
+    result.failure = Format(u"%s (%d)", GetErrorMessage(), status_code_);
     user_log_.WriteLog(
         LogLevel::kInformation,
         u"Resuming cache upload of file %s [retry count %d, %d%% transferred]. Reason: %s (%d)",
@@ -149,27 +155,29 @@ uint32_t CBackupDAV::FinishAttempt(Attempt& attempt) {
   // A cancel asked since the last chunk would be lost with this: what the server has taken, or
   // refused for good, cannot be canceled any more, but an upload that it does not take can.
   const bool cancel = PublishIdle();
-  return cancel && goes_on ? CancelAttempt(attempt) : result;
+  if (cancel && goes_on) return CancelAttempt(attempt);
+  return result;
 }
 
-void CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, const Failure& failure) {
+Text CBackupDAV::ReportBrokenAttempt(const Attempt& attempt, const Failure& failure) {
   status_text_ = failure.text;
-  last_transfer_failure_ = GetErrorMessage();
+  Text reason = GetErrorMessage();
   const int percent = static_cast<int>(percent_);
   if (failure.kind == Failure::Kind::kInternet) {
     debug_log_.WriteTrace(u"Unable to cache upload file %s. Reason: %s", attempt.resource_path,
-                          last_transfer_failure_);
+                          reason);
     user_log_.WriteLog(LogLevel::kInformation,
                        u"Resuming upload of file %s [retry count %d, %d%% transferred]. Reason: %s",
-                       attempt.resource_path, attempt.retry_count, percent, last_transfer_failure_);
-    return;
+                       attempt.resource_path, attempt.retry_count, percent, reason);
+    return reason;
   }
   user_log_.WriteLog(
       LogLevel::kInformation,
       u"Resuming upload of file %s [retry count %d, %d%% transferred]. \t\t\tReason: %s",
-      attempt.resource_path, attempt.retry_count, percent, last_transfer_failure_);
+      attempt.resource_path, attempt.retry_count, percent, reason);
   debug_log_.WriteTrace(u"Unknown Exception in upload of \t\t   file %s. Reason %s",
-                        attempt.resource_path, last_transfer_failure_);
+                        attempt.resource_path, reason);
+  return reason;
 }
 
 }  // namespace zv
