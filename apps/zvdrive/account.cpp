@@ -25,6 +25,17 @@ struct Write {
 };
 using Writes = std::vector<Write>;
 
+// What cannot be read is not taken for what is not set.
+Text Setting(TextView sub_key, TextView name) {
+  try {
+    return ReadSettingOrThrow(sub_key, name);
+  } catch (const Error& error) {
+    throw CommandError("the account's settings cannot be read: " + ToUtf8(error.text()));
+  }
+}
+
+bool IsSyncAccount() { return Setting(kConnectionParameters, u"Account_Type") == kSyncAccount; }
+
 Text Flag(bool on) { return on ? u"1" : u"0"; }
 
 // The server stands in a value named by the user: a user named like a setting would overwrite it.
@@ -92,7 +103,7 @@ std::string AddProxy(const AccountChanges& changes, Writes& writes) {
 
 // The server of an ordinary account, which stands in a value of this name.
 Text ServerOf(TextView user) {
-  return HostOfServerValue(user.empty() ? Text() : ReadSetting(kConnectionParameters, user));
+  return HostOfServerValue(user.empty() ? Text() : Setting(kConnectionParameters, user));
 }
 
 void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes) {
@@ -101,7 +112,7 @@ void AddIdentity(const AccountChanges& changes, const Text& user, Writes& writes
     writes.push_back({kConnectionParameters, u"CurrentUser", user});
     writes.push_back({kConnectionParameters, u"ZVSync_usr", user});
     // Another user of the same server.
-    const Text server = ServerOf(ReadSetting(kConnectionParameters, u"CurrentUser"));
+    const Text server = ServerOf(Setting(kConnectionParameters, u"CurrentUser"));
     if (!changes.server && ServerOf(user).empty() && !server.empty()) {
       writes.push_back({kConnectionParameters, user, server + u";"});
     }
@@ -130,7 +141,7 @@ void AddSwitches(const AccountChanges& changes, const Text& user, Writes& writes
         {kConnectionParameters, u"Account_Type", Text(*changes.sync ? kSyncAccount : TextView())});
   }
   // The utility library stores contents as they are: the account's own key is not asked for.
-  const bool is_sync = changes.sync.value_or(ReadAccountType() == kSyncAccount);
+  const bool is_sync = changes.sync.value_or(IsSyncAccount());
   if (is_sync && (changes.sync || changes.user)) {
     writes.push_back({kConnectionParameters, user + u"_ZVSync_enc", ShiftSecret(u"DEFAULT")});
   }
@@ -138,13 +149,13 @@ void AddSwitches(const AccountChanges& changes, const Text& user, Writes& writes
     writes.push_back({kConnectionParameters, u"Quota", Format(u"%I64d", *changes.quota)});
   }
   // A fresh account keeps its listings fresh unless told not to.
-  const bool cache_is_unset = ReadSetting(kSettingsKey, u"Intelligent Cache").empty();
+  const bool cache_is_unset = Setting(kSettingsKey, u"Intelligent Cache").empty();
   add_flag(changes.cache    ? changes.cache
            : cache_is_unset ? std::optional(true)
                             : std::nullopt,
            kSettingsKey, u"Intelligent Cache");
   // The keys that the worker opens must exist.
-  if (!changes.relay && ReadSetting(kSettingsKey, u"Faster with Compression").empty()) {
+  if (!changes.relay && Setting(kSettingsKey, u"Faster with Compression").empty()) {
     writes.push_back({kSettingsKey, u"Faster with Compression", u"0"});
   }
 }
@@ -165,7 +176,7 @@ std::string AddPlaces(const AccountChanges& changes, Writes& writes) {
       return "a drive letter is given as a letter and a colon, for example Z:";
     }
     writes.push_back({kConnectionParameters, u"Local Name", letter});
-  } else if (ReadSetting(kConnectionParameters, u"Local Name").empty()) {
+  } else if (Setting(kConnectionParameters, u"Local Name").empty()) {
     writes.push_back({kConnectionParameters, u"Local Name", Text(kDefaultDriveLetter)});
   }
   if (changes.application_path && !IsDrivePath(*changes.application_path)) {
@@ -175,7 +186,7 @@ std::string AddPlaces(const AccountChanges& changes, Writes& writes) {
     writes.push_back({kApplicationKey, u"Application Path",
                       changes.application_path.value_or(Text(kDefaultApplicationPath))});
   }
-  if (ReadSetting(kConnectionParameters, u"UNC Server").empty()) {
+  if (Setting(kConnectionParameters, u"UNC Server").empty()) {
     writes.push_back({kConnectionParameters, u"UNC Server", u"cirrux"});
     writes.push_back({kConnectionParameters, u"UNC Share", u"drive"});
   }
@@ -203,7 +214,7 @@ std::string SetAccount(const AccountChanges& changes) {
   if (changes == AccountChanges{}) {
     return "nothing to set: give at least one option (zvdrive account set --help lists them)";
   }
-  const Text user = changes.user.value_or(ReadSetting(kConnectionParameters, u"UserName"));
+  const Text user = changes.user.value_or(Setting(kConnectionParameters, u"UserName"));
   if (std::string wrong = CheckIdentity(changes, user, changes.server.value_or(u""));
       !wrong.empty()) {
     return wrong;
@@ -232,14 +243,14 @@ std::string SetAccount(const AccountChanges& changes) {
 
 Account ReadAccount() {
   Account account;
-  account.user = ReadSetting(kConnectionParameters, u"UserName");
-  account.is_sync = ReadAccountType() == kSyncAccount;
+  account.user = Setting(kConnectionParameters, u"UserName");
+  account.is_sync = IsSyncAccount();
   const Text server =
-      ReadSetting(kConnectionParameters, ReadSetting(kConnectionParameters, u"CurrentUser"));
-  account.server = account.is_sync ? ReadSetting(kConnectionParameters, u"WebServer")
-                                   : HostOfServerValue(server);
-  account.password = PasswordFromStored(ReadSetting(kConnectionParameters, u"Password"));
-  account.drive_letter = ReadSetting(kConnectionParameters, u"Local Name");
+      Setting(kConnectionParameters, Setting(kConnectionParameters, u"CurrentUser"));
+  account.server =
+      account.is_sync ? Setting(kConnectionParameters, u"WebServer") : HostOfServerValue(server);
+  account.password = PasswordFromStored(Setting(kConnectionParameters, u"Password"));
+  account.drive_letter = Setting(kConnectionParameters, u"Local Name");
   if (account.drive_letter.empty()) account.drive_letter = kDefaultDriveLetter;
   account.remote_name = ReadRemoteName();
   return account;
@@ -248,10 +259,10 @@ Account ReadAccount() {
 std::string DescribeAccount() {
   const Account account = ReadAccount();
   const auto setting = [](const char16_t* name) {
-    return ToUtf8(ReadSetting(kConnectionParameters, name));
+    return ToUtf8(Setting(kConnectionParameters, name));
   };
-  const bool ssl = ParseInt32(ReadSetting(kConnectionParameters, u"SSL")) != 0;
-  const bool relay = (ParseInt32(ReadSetting(kSettingsKey, u"Faster with Compression")) & 1) != 0;
+  const bool ssl = ParseInt32(Setting(kConnectionParameters, u"SSL")) != 0;
+  const bool relay = (ParseInt32(Setting(kSettingsKey, u"Faster with Compression")) & 1) != 0;
   const std::string proxy = setting(u"ProxyName");
   std::string text;
   text += Row("server", ToUtf8(account.server));
@@ -264,7 +275,7 @@ std::string DescribeAccount() {
   text += Row("proxy", proxy.empty() ? "" : proxy + ":" + setting(u"ProxyPort"));
   text += Row("proxy user", setting(u"ProxyUser"));
   text += Row("quota", setting(u"Quota").empty() ? "" : setting(u"Quota") + " bytes");
-  text += Row("cache", YesNo(ReadSetting(kSettingsKey, u"Intelligent Cache") == u"1"));
+  text += Row("cache", YesNo(Setting(kSettingsKey, u"Intelligent Cache") == u"1"));
   text += Row("drive", ToUtf8(account.drive_letter));
   text += Row("application path", ToUtf8(GetApplicationPath()));
   return text;
