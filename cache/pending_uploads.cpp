@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "cache/work_file.h"
+#include "config/file_names.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/format.h"
@@ -100,8 +101,17 @@ Text ReadText(File& file) { return file ? FromUtf16LeBytes(file.ReadAll()) : Tex
 enum class Changed { kNothing, kAdded, kLines };  // kAdded: one at the end, nothing else
 Changed LinesIf(bool changed) { return changed ? Changed::kLines : Changed::kNothing; }
 
-Text PathAfterRename(TextView path, TextView old_top, TextView new_top) {
-  return Text(new_top) + Text(path.substr(old_top.size()));
+// What is kept here for its name alone waits to be sent under a name that is sent.
+PendingUpload AfterRename(const CacheNames& names, const PendingUpload& upload, TextView old_top,
+                          TextView new_top) {
+  PendingUpload renamed = upload;
+  renamed.path = Text(new_top) + upload.path.substr(old_top.size());
+  if (upload.kind != PendingKind::kCacheOnly) return renamed;
+  if (ClassifyFileName(PathLeaf(renamed.path)) != kOrdinaryName) return renamed;
+  const bool is_empty = IsAbsent(names.GetFileRecordName(upload.path)) &&
+                        IsAbsent(names.GetFileRecordName(renamed.path));
+  renamed.kind = is_empty ? PendingKind::kEmpty : PendingKind::kContent;
+  return renamed;
 }
 
 }  // namespace
@@ -243,8 +253,7 @@ bool PendingUploads::AddRenamed(TextView old_path, TextView new_path) {
     for (const PendingUpload& each : list) {
       // An empty file has no content that could be lost on its way.
       if (each.kind == PendingKind::kEmpty || !IsAtOrBeneath(each.path, old_path)) continue;
-      PendingUpload renamed = each;
-      renamed.path = PathAfterRename(each.path, old_path, new_path);
+      PendingUpload renamed = AfterRename(names_, each, old_path, new_path);
       if (!HasOwnContent(renamed.path, each.path)) added.push_back(std::move(renamed));
     }
     std::erase_if(list, [&](const PendingUpload& each) {
@@ -265,9 +274,9 @@ bool PendingUploads::Rename(TextView old_path, TextView new_path) {
         }) > 0;
     for (PendingUpload& each : list) {
       if (!IsAtOrBeneath(each.path, old_path)) continue;
-      Text renamed = PathAfterRename(each.path, old_path, new_path);
-      if (each.kind != PendingKind::kEmpty && HasOwnContent(each.path, renamed)) continue;
-      each.path = std::move(renamed);
+      PendingUpload renamed = AfterRename(names_, each, old_path, new_path);
+      if (each.kind != PendingKind::kEmpty && HasOwnContent(each.path, renamed.path)) continue;
+      each = std::move(renamed);
       changed = true;
     }
     return LinesIf(changed);

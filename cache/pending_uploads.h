@@ -20,7 +20,7 @@ namespace zv {
 enum class PendingKind {
   kContent,    // the content file waits to be sent: send it with TransferCachedFile
   kEmpty,      // a file of zero bytes waits to be made: make it with BackupZeroFile
-  kCacheOnly,  // a sync account's temporary or lock file, which is never sent
+  kCacheOnly,  // a sync account's temporary or lock file, not sent under this name
   // Blocks are laid over the server's content; what follows makes another kind of it. Left by a
   // process that was killed it means nothing.
   kBeingWritten,

@@ -169,6 +169,23 @@ TEST_F(PendingUploadsTest, ARenameToAnotherSpellingTakesTheOneContentAlong) {
   EXPECT_EQ(Paths(), std::vector<Text>{u"/A"});
 }
 
+TEST_F(PendingUploadsTest, WhatIsKeptForItsNameWaitsToBeSentUnderANameThatIsSent) {
+  for (const TextView path : {u"/a.tmp", u"/empty.tmp", u"/still.tmp"}) {
+    pending_.Add(path, PendingKind::kCacheOnly, u"");
+  }
+  WriteFileBytes(names_.GetFileRecordName(u"/a.tmp"), "x");
+  EXPECT_TRUE(pending_.AddRenamed(u"/a.tmp", u"/a.txt"));
+  EXPECT_EQ(pending_.Find(u"/a.tmp")->kind, PendingKind::kCacheOnly);
+  EXPECT_EQ(pending_.Find(u"/a.txt")->kind, PendingKind::kContent);
+  EXPECT_TRUE(MoveOver(names_.GetFileRecordName(u"/a.tmp"), names_.GetFileRecordName(u"/a.txt")));
+  EXPECT_TRUE(pending_.Rename(u"/a.tmp", u"/a.txt"));
+  EXPECT_EQ(pending_.Find(u"/a.txt")->kind, PendingKind::kContent);
+  EXPECT_TRUE(pending_.Rename(u"/empty.tmp", u"/empty.txt"));
+  EXPECT_EQ(pending_.Find(u"/empty.txt")->kind, PendingKind::kEmpty);
+  EXPECT_TRUE(pending_.Rename(u"/still.tmp", u"/still"));
+  EXPECT_EQ(pending_.Find(u"/still")->kind, PendingKind::kCacheOnly);
+}
+
 TEST_F(PendingUploadsTest, AChangeThatCannotBeWrittenIsToldAndChangesNothing) {
   WriteFileBytes(u"C:\\Apps\\Host\\Work-Cache@u", "a file where the folder should be");
   EXPECT_FALSE(pending_.Add(u"/a", PendingKind::kContent, u""));
