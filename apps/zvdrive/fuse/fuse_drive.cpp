@@ -91,8 +91,8 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
   impl_->fuse = fuse_new(&arguments, &impl_->operations, sizeof impl_->operations, &impl_->mounted);
   fuse_opt_free_args(&arguments);
   if (!impl_->fuse) throw std::runtime_error("FUSE refused the mount options");
-  std::error_code unknown;
-  impl_->place = std::filesystem::canonical(options.mount_point, unknown);
+  // Without it the mount could not be stopped.
+  impl_->place = std::filesystem::canonical(options.mount_point);
   if (fuse_mount(impl_->fuse, options.mount_point.c_str()) != 0) {
     throw std::runtime_error("cannot mount on " + options.mount_point);
   }
