@@ -58,8 +58,10 @@ class ServingWithoutMemory : public HomeTest {
 };
 
 TEST_F(ServingWithoutMemory, BothThreadsServeOrNone) {
-  constexpr size_t kBeforeThreads = 2;  // allocations: of what the threads wait at
-  Thread::Start([] { return 0U; }).Join();  // beside the first thread a sanitizer starts its own
+  // Allocations: of what the threads wait at.
+  constexpr size_t kBeforeThreads = 2;
+  // Beside the first thread a sanitizer starts its own.
+  Thread::Start([] { return 0U; }).Join();
   size_t failures = 0;
   for (size_t number = 0;; ++number) {
     RemoveFile(home_.LogFolder() + u"\\PollDebug.txt");
