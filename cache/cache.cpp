@@ -7,6 +7,7 @@
 #include "worker/progress.h"
 
 namespace zv {
+
 CCache::CCache()
     : cache_enabled_(ReadSettingOrThrow(kSettingsKey, u"Intelligent Cache") == u"1"),
       server_(std::make_unique<CBackupDAV>()),
