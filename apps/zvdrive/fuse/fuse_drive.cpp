@@ -105,18 +105,19 @@ FuseMount::FuseMount(VirtualDrive& drive, const MountOptions& options)
 
 FuseMount::~FuseMount() = default;
 
-void FuseMount::Serve() {
+bool FuseMount::Serve() {
   const std::unique_ptr<fuse_loop_config, decltype(&fuse_loop_cfg_destroy)> config(
       fuse_loop_cfg_create(), &fuse_loop_cfg_destroy);
   fuse_loop_cfg_set_max_threads(config.get(), kMostThreads);
   fuse_loop_cfg_set_idle_threads(config.get(), kIdleThreads);
-  fuse_loop_mt(impl_->fuse, config.get());
-  impl_->stops = true;
+  const bool ended_well = fuse_loop_mt(impl_->fuse, config.get()) == 0;
+  const bool was_stopped = impl_->stops.exchange(true);
   // Unmounting closes the device, whose number may be another file's at once.
   const std::lock_guard lock(impl_->device);
   // Programs that still have files open keep nobody waiting: what they wrote is kept in the cache.
   impl_->mounted.modes.ForgetAll();
   fuse_unmount(impl_->fuse);
+  return ended_well || was_stopped;
 }
 
 // The threads that read from the kernel's device end before it is closed: one of them is woken by a

@@ -30,8 +30,9 @@ class FuseMount {
   FuseMount(const FuseMount&) = delete;
   FuseMount& operator=(const FuseMount&) = delete;
 
-  // Serves until Stop is called or the folder is unmounted; several threads. Unmounts.
-  void Serve();
+  // Serves until Stop is called or the folder is unmounted; several threads. Unmounts. False when
+  // it ended before that: the system had no thread for it, or its device failed.
+  bool Serve();
   // Any thread but those that serve.
   void Stop();
   // What stands under the path has changed: the system drops what it keeps of it. May wait for

@@ -64,6 +64,8 @@ class MountServer {
   MountServer& operator=(const MountServer&) = delete;
 
   bool has_ended() const { return ended_; }
+  // Before anybody asked for it.
+  bool has_failed() const { return failed_; }
   void Stop() {
     mount_.Stop();
     thread_.Join();
@@ -71,12 +73,13 @@ class MountServer {
 
  private:
   uint32_t Run() {
-    mount_.Serve();
+    failed_ = !mount_.Serve();
     ended_ = true;
     return 0;
   }
 
   FuseMount& mount_;
+  std::atomic<bool> failed_ = false;
   std::atomic<bool> ended_ = false;
   Thread thread_;  // last: it uses the others
 };
@@ -129,6 +132,7 @@ int RunMount(const MountCommandOptions& options) {
   const Account account = ReadAccount();
   DriveSession session(account, IsFuseCallInterrupted,
                        std::chrono::seconds(options.listing_seconds));
+  bool failed = false;
   {
     FuseMount mount(session.drive(), {.mount_point = options.folder,
                                       .allow_other = options.allow_other,
@@ -147,9 +151,11 @@ int RunMount(const MountCommandOptions& options) {
     // A notice may wait for reads that the mount must answer: it ends while there is one that does.
     forwarder.reset();
     server.Stop();
+    failed = server.has_failed();
     sender.reset();
   }
   TellPending();
+  if (failed) throw CommandError("the mount ended: no thread could be started, or FUSE failed");
   return kExitDone;
 }
 
