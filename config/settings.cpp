@@ -100,11 +100,11 @@ Text ReadKeyText(const RegistryKey& key, TextView value_name, size_t buffer_byte
   return text;
 }
 
-bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value, size_t buffer_bytes) {
+bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value) {
   return GuardedQuietly(false, [&] {
     const auto key = RegistryKey::Open(KeyPath(sub_key), KeyMode::kOpen);
     if (!key) return false;
-    const auto data = key->Read(value_name, buffer_bytes);
+    const auto data = key->Read(value_name, kSettingBufferBytes);
     return data && TextFromValue(*data, value);
   });
 }
@@ -126,9 +126,9 @@ bool WriteRegistryString(TextView sub_key, TextView value_name, TextView value) 
   });
 }
 
-Text ReadSettingOrThrow(TextView sub_key, TextView value_name) {
+Text ReadSettingOrThrow(TextView sub_key, TextView value_name, size_t buffer_bytes) {
   const auto key = OpenKeyOrThrow(sub_key);
-  return key ? ReadKeyText(*key, value_name) : Text();
+  return key ? ReadKeyText(*key, value_name, buffer_bytes) : Text();
 }
 
 bool HasKeyOrThrow(TextView sub_key) { return OpenKeyOrThrow(sub_key).has_value(); }

@@ -21,16 +21,16 @@ inline constexpr TextView kApplicationKey = u"\\Application";
 inline constexpr size_t kSettingBufferBytes = 1020;
 
 // Reads a text value of the product key + sub_key (a key path is cut at 254 units). True when it
-// exists, is of a text type and fits the buffer with its terminator; otherwise false, value
+// exists, is of a text type and fits 1020 bytes with its terminator; otherwise false, value
 // unchanged.
-bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value,
-                        size_t buffer_bytes = kSettingBufferBytes);
+bool ReadRegistryString(TextView sub_key, TextView value_name, Text* value);
 // The same; an empty text when it cannot be read.
 Text ReadSetting(TextView sub_key, TextView value_name);
 // The same for a value by which files are found, or an account is told from another: what is there,
 // and cannot be read for want of memory or for a failing store, is not taken for missing. Throws
 // then, std::bad_alloc or Error(kOther).
-Text ReadSettingOrThrow(TextView sub_key, TextView value_name);
+Text ReadSettingOrThrow(TextView sub_key, TextView value_name,
+                        size_t buffer_bytes = kSettingBufferBytes);
 // Whether the key can be opened. Throws as ReadSettingOrThrow.
 bool HasKeyOrThrow(TextView sub_key);
 // One of many values of an open key; an empty text when it is missing. Throws as

@@ -56,9 +56,8 @@ Text CBackupDAV::GetScriptServer() {
   return Guarded(
       Text(),
       [&] {
-        Text value;
-        ReadRegistryString(kConnectionParameters, settings_.user_name, &value, kServerBufferBytes);
-        return HostOfServerValue(value);
+        return HostOfServerValue(
+            ReadSettingOrThrow(kConnectionParameters, settings_.user_name, kServerBufferBytes));
       },
       [&](const Failure& failure) {
         debug_log_.WriteTrace(u"Exception in GetScriptServer, Reason: %s", failure.text);

@@ -114,10 +114,8 @@ TEST_F(Settings, KeyPathIsCutAt254Units) {
 TEST_F(Settings, OtherBufferSizesCutElsewhere) {
   const Text text(519, u'x');
   ASSERT_TRUE(WriteRegistryString(kConnectionParameters, u"Name", text));
-  Text value;
-  EXPECT_TRUE(ReadRegistryString(kConnectionParameters, u"Name", &value, 1040));
-  EXPECT_EQ(value, text);
-  EXPECT_FALSE(ReadRegistryString(kConnectionParameters, u"Name", &value, 1038));
+  EXPECT_EQ(ReadSettingOrThrow(kConnectionParameters, u"Name", 1040), text);
+  EXPECT_EQ(ReadSettingOrThrow(kConnectionParameters, u"Name", 1038), u"");
 }
 
 TEST_F(Settings, AccountTypeIsEmptyForAnOrdinaryAccount) {
